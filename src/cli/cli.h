@@ -1,0 +1,45 @@
+// kestrav-cli: the jobs of the window without a window.
+//
+// Each command lives in a file of its own and registers itself with the command line parser;
+// a command's action returns the program's exit status: 0 on success, non-zero after a
+// one-line reason on standard error.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/device.h"
+#include "platform/host/host_device.h"
+
+namespace kestrav::cli {
+
+// What every command shares: the device the command works on, made on first use.
+class CommandContext {
+ public:
+  platform::host::HostDevice* Device();
+  // Prints "kestrav-cli: " and the reason on standard error; returns the failure status.
+  int Fail(std::string_view reason) const;
+  int Fail(std::u16string_view reason) const;
+
+  // The command's action to run once the command line is parsed.
+  std::function<int()> action;
+
+ private:
+  std::unique_ptr<platform::host::HostDevice> device_;
+};
+
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitFailure = 1;
+
+// A host path given on the command line, as the device's file system takes it.
+std::u16string CommandLinePath(const std::string& path);
+
+void AddListCommand(CLI::App& app, CommandContext& context);
+void AddExtractCommand(CLI::App& app, CommandContext& context);
+void AddAddCommand(CLI::App& app, CommandContext& context);
+
+}  // namespace kestrav::cli

@@ -1,0 +1,41 @@
+#include <iostream>
+
+#include "cli/cli.h"
+#include "platform/text.h"
+#include "records/archive.h"
+
+namespace kestrav::cli {
+namespace {
+
+int ExtractArchive(CommandContext& context, const std::string& archive, const std::string& folder) {
+  platform::host::HostDevice* device = context.Device();
+  if (device == nullptr) return context.Fail("the device's code page is not available");
+  const std::u16string archive_path = CommandLinePath(archive);
+  if (!device->files().FileExists(archive_path)) return context.Fail(archive + ": no such file");
+  std::vector<std::u16string> extracted;
+  const int result = records::Extract(device->device(), archive_path,
+                                      CommandLinePath(folder.empty() ? "." : folder), &extracted);
+  for (const std::u16string& file : extracted) std::cout << platform::ToUtf8(file) << '\n';
+  if (result != 0) {
+    return context.Fail(archive + ": " + platform::ToUtf8(records::ArchiveErrorText(result)));
+  }
+  return kExitSuccess;
+}
+
+}  // namespace
+
+void AddExtractCommand(CLI::App& app, CommandContext& context) {
+  CLI::App* command = app.add_subcommand(
+      "extract", "Extract every member of a backup archive into a folder (default: the current one)");
+  auto archive = std::make_shared<std::string>();
+  auto folder = std::make_shared<std::string>();
+  command->add_option("ARCHIVE", *archive, "The backup archive (.qbk)")->required();
+  command->add_option("FOLDER", *folder, "The folder to extract into; created when missing");
+  command->callback([&context, archive, folder] {
+    context.action = [&context, archive, folder] {
+      return ExtractArchive(context, *archive, *folder);
+    };
+  });
+}
+
+}  // namespace kestrav::cli

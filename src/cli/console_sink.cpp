@@ -1,0 +1,82 @@
+#include "cli/console_sink.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+
+#include "platform/text.h"
+
+namespace kestrav::cli {
+namespace {
+
+constexpr int kBarWidth = 40;
+
+int Permille(std::uint32_t position, std::uint32_t upper_bound) {
+  if (upper_bound == 0) return 0;
+  return static_cast<int>(std::min<std::uint64_t>(1000, position * 1000ULL / upper_bound));
+}
+
+}  // namespace
+
+bool IsTerminal(std::FILE* stream) { return isatty(fileno(stream)) != 0; }
+
+ConsoleSink::ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars)
+    : engine::ProgressSink(clock), out_(out), draw_bars_(draw_bars) {}
+
+ConsoleSink::~ConsoleSink() {
+  if (bars_drawn_) std::fputc('\n', out_);
+  std::fflush(out_);
+}
+
+void ConsoleSink::AddRow(const engine::LogRow& row) {
+  EraseBars();
+  std::fprintf(out_, "%s  %s%s\n", platform::ToUtf8(row.time).c_str(),
+               row.icon == engine::LogIcon::kError ? "(!) " : "",
+               platform::ToUtf8(row.text).c_str());
+  DrawBars();
+  std::fflush(out_);
+}
+
+void ConsoleSink::SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) {
+  if (upper_bound) item_.upper_bound = *upper_bound;
+  item_.position = position;
+  // Redraw only when the bar visibly moves: an archive addition reports every 64 KiB.
+  if (Permille(item_.position, item_.upper_bound) == drawn_item_permille_) return;
+  EraseBars();
+  DrawBars();
+}
+
+void ConsoleSink::SetOverallProgress(std::uint32_t position,
+                                     std::optional<std::uint32_t> upper_bound) {
+  if (upper_bound) overall_.upper_bound = *upper_bound;
+  overall_.position = position;
+  EraseBars();
+  DrawBars();
+}
+
+void ConsoleSink::EraseBars() {
+  if (!bars_drawn_) return;
+  std::fputs("\r\x1b[1A\x1b[J", out_);  // to the start of the first bar line, clear below
+  bars_drawn_ = false;
+}
+
+void ConsoleSink::DrawBars() {
+  if (!draw_bars_) return;
+  DrawBar("Item   ", item_);
+  std::fputc('\n', out_);
+  DrawBar("Overall", overall_);
+  bars_drawn_ = true;
+  drawn_item_permille_ = Permille(item_.position, item_.upper_bound);
+  std::fflush(out_);
+}
+
+void ConsoleSink::DrawBar(const char* label, const Bar& bar) {
+  const int permille = Permille(bar.position, bar.upper_bound);
+  const int filled = permille * kBarWidth / 1000;
+  std::string cells(filled, '#');
+  cells.append(kBarWidth - filled, '.');
+  std::fprintf(out_, "%s [%s] %3d%%", label, cells.c_str(), permille / 10);
+}
+
+}  // namespace kestrav::cli

@@ -1,0 +1,55 @@
+// The status page on a console: each log row as "HH:MM:SS  text" (an error row as
+// "HH:MM:SS  (!) text"), and, when standard output is a terminal, the item and overall
+// progress bars kept below the rows.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+
+#include "engine/progress_sink.h"
+
+namespace kestrav::cli {
+
+class ConsoleSink : public engine::ProgressSink {
+ public:
+  ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars);
+  ~ConsoleSink() override;
+
+  // Dispatches reports until `done` returns true and every report has been handled.
+  template <typename Done>
+  void RunUntil(Done done) {
+    while (!done()) {
+      WaitForReports(std::chrono::milliseconds(50));
+      DispatchPending();
+    }
+    DispatchPending();
+  }
+
+ protected:
+  void AddRow(const engine::LogRow& row) override;
+  void SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) override;
+  void SetOverallProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) override;
+
+ private:
+  struct Bar {
+    std::uint32_t position = 0;
+    std::uint32_t upper_bound = 100;  // a fresh progress bar's range
+  };
+
+  void EraseBars();
+  void DrawBars();
+  void DrawBar(const char* label, const Bar& bar);
+
+  std::FILE* out_;
+  bool draw_bars_;
+  bool bars_drawn_ = false;
+  Bar item_;
+  Bar overall_;
+  int drawn_item_permille_ = -1;
+};
+
+// True when the stream is a terminal.
+bool IsTerminal(std::FILE* stream);
+
+}  // namespace kestrav::cli

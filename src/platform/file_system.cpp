@@ -1,0 +1,37 @@
+#include "platform/file_system.h"
+
+namespace kestrav::platform {
+
+bool FileSystem::Exists(std::u16string_view path) {
+  FileAttributeData data;
+  return GetAttributes(path, &data) == kErrorSuccess;
+}
+
+bool FileSystem::FileExists(std::u16string_view path) {
+  FileAttributeData data;
+  return GetAttributes(path, &data) == kErrorSuccess &&
+         (data.attributes & kAttributeDirectory) == 0;
+}
+
+bool IsPathSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
+
+std::u16string_view BaseName(std::u16string_view path) {
+  const size_t last = path.find_last_of(u"\\/");
+  return last == std::u16string_view::npos ? path : path.substr(last + 1);
+}
+
+std::u16string_view FolderOf(std::u16string_view path) {
+  const size_t last = path.find_last_of(u"\\/");
+  return last == std::u16string_view::npos ? std::u16string_view() : path.substr(0, last + 1);
+}
+
+std::u16string WithTrailingSeparator(std::u16string_view folder) {
+  std::u16string result(folder);
+  // A host path ("/home/...") keeps the host's separator; a device path takes the device's.
+  if (result.empty() || !IsPathSeparator(result.back())) {
+    result.push_back(!result.empty() && result.front() == u'/' ? u'/' : u'\\');
+  }
+  return result;
+}
+
+}  // namespace kestrav::platform

@@ -1,0 +1,189 @@
+#include "platform/format.h"
+
+#include <cstdio>
+#include <string>
+
+namespace kestrav::platform {
+
+long long FormatArgument::AsSigned() const {
+  switch (kind_) {
+    case Kind::kSigned: return signed_;
+    case Kind::kUnsigned: return static_cast<long long>(unsigned_);
+    case Kind::kReal: return static_cast<long long>(real_);
+    case Kind::kText: return 0;
+  }
+  return 0;
+}
+
+unsigned long long FormatArgument::AsUnsigned() const {
+  switch (kind_) {
+    case Kind::kSigned: return static_cast<unsigned long long>(signed_);
+    case Kind::kUnsigned: return unsigned_;
+    case Kind::kReal: return static_cast<unsigned long long>(real_);
+    case Kind::kText: return 0;
+  }
+  return 0;
+}
+
+double FormatArgument::AsReal() const {
+  switch (kind_) {
+    case Kind::kSigned: return static_cast<double>(signed_);
+    case Kind::kUnsigned: return static_cast<double>(unsigned_);
+    case Kind::kReal: return real_;
+    case Kind::kText: return 0;
+  }
+  return 0;
+}
+
+namespace {
+
+// A directive's flags, width and precision, kept as printf would read them again.
+struct Directive {
+  std::string flags;
+  int width = -1;
+  int precision = -1;
+  enum class Length { kDefault, kShort, kLong64 } length = Length::kDefault;
+  char conversion = 0;
+};
+
+void AppendAscii(std::string_view ascii, std::u16string* out) {
+  for (char c : ascii) out->push_back(static_cast<unsigned char>(c));
+}
+
+std::string PrintfPattern(const Directive& directive, std::string_view length) {
+  std::string pattern = "%" + directive.flags;
+  if (directive.width >= 0) pattern += std::to_string(directive.width);
+  if (directive.precision >= 0) pattern += "." + std::to_string(directive.precision);
+  pattern += length;
+  pattern += directive.conversion;
+  return pattern;
+}
+
+template <typename Value>
+void AppendPrintf(const std::string& pattern, Value value, std::u16string* out) {
+  char buffer[512];
+  int length = std::snprintf(buffer, sizeof buffer, pattern.c_str(), value);
+  if (length < 0) return;
+  if (static_cast<size_t>(length) < sizeof buffer) {
+    AppendAscii(std::string_view(buffer, length), out);
+    return;
+  }
+  std::string large(static_cast<size_t>(length) + 1, '\0');
+  std::snprintf(large.data(), large.size(), pattern.c_str(), value);
+  AppendAscii(std::string_view(large.data(), length), out);
+}
+
+void AppendText(const Directive& directive, std::u16string_view text, std::u16string* out) {
+  if (directive.precision >= 0 && text.size() > static_cast<size_t>(directive.precision)) {
+    text = text.substr(0, directive.precision);
+  }
+  size_t padding = directive.width > 0 && text.size() < static_cast<size_t>(directive.width)
+                       ? directive.width - text.size()
+                       : 0;
+  bool left = directive.flags.find('-') != std::string::npos;
+  if (!left) out->append(padding, u' ');
+  out->append(text);
+  if (left) out->append(padding, u' ');
+}
+
+void AppendArgument(const Directive& directive, const FormatArgument& argument,
+                    std::u16string* out) {
+  switch (directive.conversion) {
+    case 'd':
+    case 'i': {
+      long long value = argument.AsSigned();
+      if (directive.length == Directive::Length::kShort) value = static_cast<short>(value);
+      if (directive.length == Directive::Length::kDefault) value = static_cast<int>(value);
+      AppendPrintf(PrintfPattern(directive, "ll"), value, out);
+      return;
+    }
+    case 'u':
+    case 'x':
+    case 'X':
+    case 'o': {
+      unsigned long long value = argument.AsUnsigned();
+      if (directive.length == Directive::Length::kShort) value = static_cast<unsigned short>(value);
+      if (directive.length == Directive::Length::kDefault) value = static_cast<unsigned>(value);
+      AppendPrintf(PrintfPattern(directive, "ll"), value, out);
+      return;
+    }
+    case 'f':
+    case 'e':
+    case 'E':
+    case 'g':
+    case 'G':
+      AppendPrintf(PrintfPattern(directive, ""), argument.AsReal(), out);
+      return;
+    case 'c': {
+      char16_t unit = static_cast<char16_t>(argument.AsUnsigned());
+      AppendText(directive, std::u16string_view(&unit, 1), out);
+      return;
+    }
+    case 's':
+      AppendText(directive, argument.AsText(), out);
+      return;
+  }
+}
+
+bool IsDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
+
+}  // namespace
+
+std::u16string FormatText(std::u16string_view format,
+                          std::initializer_list<FormatArgument> arguments) {
+  std::u16string out;
+  out.reserve(format.size() + 16);
+  auto next_argument = arguments.begin();
+  size_t i = 0;
+  while (i < format.size()) {
+    if (format[i] != u'%') {
+      out.push_back(format[i++]);
+      continue;
+    }
+    const size_t start = i++;
+    if (i < format.size() && format[i] == u'%') {
+      out.push_back(u'%');
+      ++i;
+      continue;
+    }
+    Directive directive;
+    while (i < format.size() && std::u16string_view(u"-+ 0#").find(format[i]) != std::u16string_view::npos) {
+      directive.flags.push_back(static_cast<char>(format[i++]));
+    }
+    auto read_number = [&] {
+      int number = 0;
+      while (i < format.size() && IsDigit(format[i]) && number < 1000) {
+        number = number * 10 + (format[i++] - u'0');
+      }
+      return number;
+    };
+    if (i < format.size() && IsDigit(format[i])) directive.width = read_number();
+    if (i < format.size() && format[i] == u'.') {
+      ++i;
+      directive.precision = read_number();
+    }
+    if (format.substr(i).starts_with(u"I64")) {
+      directive.length = Directive::Length::kLong64;
+      i += 3;
+    } else if (format.substr(i).starts_with(u"ll")) {
+      directive.length = Directive::Length::kLong64;
+      i += 2;
+    } else if (i < format.size() && format[i] == u'l') {
+      ++i;  // long is 32 bits on the device, as int is
+    } else if (i < format.size() && format[i] == u'h') {
+      directive.length = Directive::Length::kShort;
+      ++i;
+    }
+    if (i >= format.size() ||
+        std::u16string_view(u"diuxXofeEgGcs").find(format[i]) == std::u16string_view::npos) {
+      out.append(format.substr(start, i - start));
+      continue;
+    }
+    directive.conversion = static_cast<char>(format[i++]);
+    if (next_argument == arguments.end()) continue;
+    AppendArgument(directive, *next_argument++, &out);
+  }
+  return out;
+}
+
+}  // namespace kestrav::platform

@@ -1,0 +1,16 @@
+// The host's clock and time zone as the device's clock.
+#pragma once
+
+#include "platform/clock.h"
+
+namespace kestrav::platform::host {
+
+class SystemClock : public Clock {
+ public:
+  SystemTime LocalTime() const override;
+  SystemTime UtcTime() const override;
+  std::uint32_t TickCount() const override;
+  FileTime UtcToLocal(FileTime utc) const override;
+};
+
+}  // namespace kestrav::platform::host

@@ -1,0 +1,60 @@
+// A device for tests: a fresh temporary folder holding the device's "\", the real host file
+// system stand-in on it, code page 1252 and a fixed clock standing on 15 March 2007, 10:20:30 UTC
+// with local time one hour ahead. The folder is removed when the object goes.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "platform/clock.h"
+#include "platform/device.h"
+#include "platform/host/host_file_system.h"
+#include "platform/host/iconv_code_page.h"
+
+namespace kestrav::testing {
+
+class TemporaryDevice {
+ public:
+  TemporaryDevice();
+  ~TemporaryDevice();
+  TemporaryDevice(const TemporaryDevice&) = delete;
+  TemporaryDevice& operator=(const TemporaryDevice&) = delete;
+
+  platform::Device& device() { return device_; }
+  platform::host::HostFileSystem& files() { return files_; }
+  platform::FixedClock& clock() { return clock_; }
+
+  // The host folder of the device's "\".
+  const std::filesystem::path& root() const { return root_; }
+  // The host path of a device path.
+  std::filesystem::path HostPath(std::u16string_view device_path) const;
+
+  // Reads or writes a whole file by device path, as bytes.
+  std::string ReadFile(std::u16string_view device_path) const;
+  void WriteFile(std::u16string_view device_path, std::string_view bytes) const;
+
+ private:
+  std::filesystem::path folder_;
+  std::filesystem::path root_;
+  platform::host::HostFileSystem files_;
+  platform::FixedClock clock_;
+  std::unique_ptr<platform::host::IconvCodePage> code_page_;
+  platform::Device device_;
+};
+
+// A fresh temporary host folder, removed when the object goes.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace kestrav::testing

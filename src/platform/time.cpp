@@ -1,0 +1,67 @@
+#include "platform/time.h"
+
+#include <chrono>
+
+namespace kestrav::platform {
+namespace {
+
+using std::chrono::days;
+using std::chrono::sys_days;
+
+constexpr std::uint64_t kTicksPerMillisecond = 10'000;
+constexpr std::uint64_t kTicksPerSecond = 10'000'000;
+constexpr std::uint64_t kTicksPerDay = kTicksPerSecond * 86'400;
+// Days from 1601-01-01 to 1970-01-01.
+constexpr std::int64_t kDaysFrom1601To1970 = 134'774;
+constexpr std::int64_t kTicksFrom1601To1970 = kDaysFrom1601To1970 * 86'400 * 10'000'000LL;
+
+}  // namespace
+
+bool FileTimeToSystemTime(FileTime file_time, SystemTime* system_time) {
+  if (file_time >= 0x8000000000000000ULL) return false;
+  const auto day_number = static_cast<std::int64_t>(file_time / kTicksPerDay);
+  std::uint64_t rest = file_time % kTicksPerDay;
+  const sys_days day{days{day_number - kDaysFrom1601To1970}};
+  const std::chrono::year_month_day date{day};
+  const std::chrono::weekday weekday{day};
+  system_time->year = static_cast<std::uint16_t>(static_cast<int>(date.year()));
+  system_time->month = static_cast<std::uint16_t>(static_cast<unsigned>(date.month()));
+  system_time->day = static_cast<std::uint16_t>(static_cast<unsigned>(date.day()));
+  system_time->day_of_week = static_cast<std::uint16_t>(weekday.c_encoding());
+  system_time->hour = static_cast<std::uint16_t>(rest / (kTicksPerSecond * 3600));
+  rest %= kTicksPerSecond * 3600;
+  system_time->minute = static_cast<std::uint16_t>(rest / (kTicksPerSecond * 60));
+  rest %= kTicksPerSecond * 60;
+  system_time->second = static_cast<std::uint16_t>(rest / kTicksPerSecond);
+  rest %= kTicksPerSecond;
+  system_time->milliseconds = static_cast<std::uint16_t>(rest / kTicksPerMillisecond);
+  return true;
+}
+
+bool SystemTimeToFileTime(const SystemTime& system_time, FileTime* file_time) {
+  const std::chrono::year_month_day date{std::chrono::year{system_time.year},
+                                         std::chrono::month{system_time.month},
+                                         std::chrono::day{system_time.day}};
+  if (system_time.year < 1601 || system_time.year > 30827 || !date.ok() ||
+      system_time.hour > 23 || system_time.minute > 59 || system_time.second > 59 ||
+      system_time.milliseconds > 999) {
+    return false;
+  }
+  const std::int64_t day_number = sys_days{date}.time_since_epoch().count() + kDaysFrom1601To1970;
+  *file_time = static_cast<std::uint64_t>(day_number) * kTicksPerDay +
+               (system_time.hour * 3600ULL + system_time.minute * 60ULL + system_time.second) *
+                   kTicksPerSecond +
+               system_time.milliseconds * kTicksPerMillisecond;
+  return true;
+}
+
+FileTime FileTimeFromUnixNanoseconds(std::int64_t nanoseconds) {
+  const std::int64_t ticks = nanoseconds / 100 + kTicksFrom1601To1970;
+  return ticks < 0 ? 0 : static_cast<FileTime>(ticks);
+}
+
+std::int64_t FileTimeToUnixNanoseconds(FileTime file_time) {
+  return (static_cast<std::int64_t>(file_time) - kTicksFrom1601To1970) * 100;
+}
+
+}  // namespace kestrav::platform

@@ -1,0 +1,35 @@
+// Points in time as the device keeps them: a calendar time split into fields, and a file time
+// counting 100-nanosecond intervals since 1 January 1601 (UTC unless a name says local).
+#pragma once
+
+#include <cstdint>
+
+namespace kestrav::platform {
+
+struct SystemTime {
+  std::uint16_t year = 0;
+  std::uint16_t month = 0;  // 1 to 12
+  std::uint16_t day_of_week = 0;  // 0 Sunday to 6 Saturday
+  std::uint16_t day = 0;  // 1 to 31
+  std::uint16_t hour = 0;
+  std::uint16_t minute = 0;
+  std::uint16_t second = 0;
+  std::uint16_t milliseconds = 0;
+
+  bool operator==(const SystemTime&) const = default;
+};
+
+using FileTime = std::uint64_t;
+
+// Splits a file time into fields; fails for a time past the year 30827.
+bool FileTimeToSystemTime(FileTime file_time, SystemTime* system_time);
+
+// Joins fields into a file time; fails when a field is out of its range (month 13, day 32,
+// a year before 1601). The day of the week is ignored.
+bool SystemTimeToFileTime(const SystemTime& system_time, FileTime* file_time);
+
+// Seconds since 1970-01-01 UTC, and back; used where the host's clock meets the device's.
+FileTime FileTimeFromUnixNanoseconds(std::int64_t nanoseconds);
+std::int64_t FileTimeToUnixNanoseconds(FileTime file_time);
+
+}  // namespace kestrav::platform

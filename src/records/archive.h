@@ -1,0 +1,67 @@
+// The backup archive: a ZIP file (".qbk") holding one record file per kind.
+//
+// A member is named by its file's base name in the ANSI code page, deflated at level 8 or
+// stored, with no comment, extra field or password. Its date is the file's UTC last write time
+// copied field by field into the library's date, month included as 1 to 12 although the library
+// counts months from 0: so the stored date carries a month one higher than the file's (December
+// gives 13). Archives made this way have always been read back with that shift undone, and the
+// shift is kept so that they stay alike. Data moves through one 64 KiB buffer each way.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/device.h"
+
+namespace kestrav::records {
+
+// Results of AddFile and Extract besides 0 (success) and the system's positive error codes.
+inline constexpr int kArchiveDataError = -1;           // read or write error while copying data
+inline constexpr int kArchiveMissingName = -102;       // a required file name is missing
+inline constexpr int kArchiveBadGlobalInfo = -103;     // the archive's directory cannot be read
+inline constexpr int kArchiveDestinationError = 267;   // the destination folder cannot be created
+inline constexpr int kArchiveUnsafeMemberName = -120;  // a member would land outside the folder
+inline constexpr int kArchiveMemberTooLarge = -121;    // a member inflates past its stated size
+
+inline constexpr int kMethodStored = 0;
+inline constexpr int kMethodDeflated = 8;
+
+// Receives the item progress of an addition: first (0, size of the file), then after every
+// chunk (bytes done so far, 0). An upper bound of 0 leaves the range as it is.
+using ArchiveProgress = std::function<void(std::uint32_t position, std::uint32_t upper_bound)>;
+
+// Adds a file to the archive as a new member, creating the archive when it does not exist.
+// method: kMethodDeflated or kMethodStored. Returns 0 or an error code.
+int AddFile(const platform::Device& device, std::u16string_view source_file,
+            std::u16string_view archive_file, int method, const ArchiveProgress& progress);
+
+// Extracts every member into the destination folder (created with its parents when missing; an
+// empty folder means the program's own folder), creating the folders a member name holds.
+// A member whose name would leave the folder refuses the whole archive before anything is
+// written. When extraction fails part way, the file of the member in hand is removed and the
+// files of earlier members stay. extracted_files, when given, receives each file written.
+int Extract(const platform::Device& device, std::u16string_view archive_file,
+            std::u16string_view destination_folder, std::vector<std::u16string>* extracted_files);
+
+struct ArchiveMember {
+  std::u16string name;
+  std::uint64_t size = 0;
+  std::uint64_t packed_size = 0;
+  int method = 0;
+  // The member's date as the program reads it back: the stored month shift undone, UTC.
+  platform::SystemTime date;
+  std::uint32_t internal_attributes = 0;
+  std::uint32_t external_attributes = 0;
+};
+
+// Reads the archive's directory. Returns 0 or an error code.
+int ListMembers(const platform::Device& device, std::u16string_view archive_file,
+                std::vector<ArchiveMember>* members);
+
+// A short text for an archive result, for front ends; empty for 0.
+std::u16string ArchiveErrorText(int code);
+
+}  // namespace kestrav::records

@@ -1,0 +1,91 @@
+// CsvRecordFile: the writer and the reader of a record file.
+//
+// On disk: UTF-16LE with the byte order mark FF FE, one record per line ending in CR LF, a
+// header line of column names first, one separator character between columns. A value holding a
+// quote, CR, LF, ";", "," or the separator is written between quotes, with its own quotes left
+// as they are. A file without the byte order mark is read in the device's ANSI code page.
+//
+// As the device's calls do, operations answer with success and keep the last error: a system
+// error code, or kErrorCsvBadHeader / kErrorCsvBadRecord from Load.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/device.h"
+
+namespace kestrav::records {
+
+inline constexpr int kErrorCsvBadHeader = -1000;
+inline constexpr int kErrorCsvBadRecord = -1001;
+
+// One record as written: an absent value is written as an empty one.
+using RecordValues = std::vector<std::optional<std::u16string>>;
+// One record as read.
+using Record = std::vector<std::u16string>;
+
+class CsvRecordFile {
+ public:
+  // separator: written between columns and looked for when reading; quote: the reader's quote.
+  explicit CsvRecordFile(const platform::Device& device, char16_t separator = u';',
+                         char16_t quote = u'"');
+  ~CsvRecordFile();
+  CsvRecordFile(const CsvRecordFile&) = delete;
+  CsvRecordFile& operator=(const CsvRecordFile&) = delete;
+
+  char16_t separator() const { return separator_; }
+
+  // --- Writing ---
+
+  // Opens the file for reading and writing with the given share mode (0 to 3), creating it when
+  // it does not exist, and writes the byte order mark at its start. An existing file is not
+  // truncated: callers start from a file that does not exist.
+  bool Open(std::u16string_view file_name, std::uint32_t share_mode);
+  // Writes bytes as they are; returns the number written (0 on failure).
+  std::size_t WriteRaw(const void* bytes, std::size_t byte_count);
+  // Writes one value, between quotes when the quoting rule asks for them.
+  bool WriteValue(std::u16string_view text);
+  // Writes the values with the separator between them and CR LF after the last.
+  bool WriteRecord(const RecordValues& values);
+  // Writes what is still buffered and closes the file.
+  bool Close();
+
+  // --- Reading ---
+
+  // Reads the whole file: the header, then (unless header_only) every record. Unless
+  // keep_raw_rows, each record is cut or padded with empty values to the header's column count.
+  // Records read before a failing line stay in Records().
+  bool Load(std::u16string_view file_name, bool header_only, bool keep_raw_rows);
+  const Record& Header() const { return header_; }
+  std::size_t ColumnCount() const { return header_.size(); }
+  const std::vector<Record>& Records() const { return records_; }
+  // After Load: the number of the last line read, or of the failing record's first line. The
+  // header is line 1.
+  int LineNumber() const { return line_number_; }
+
+  int LastError() const { return last_error_; }
+  // The text of an error code; -1 takes the last error.
+  std::u16string ErrorText(int code = -1) const;
+
+ private:
+  bool Flush();
+
+  const platform::Device& device_;
+  char16_t separator_;
+  char16_t quote_;
+  int last_error_ = 0;
+
+  std::unique_ptr<platform::File> file_;
+  std::string write_buffer_;
+
+  Record header_;
+  std::vector<Record> records_;
+  int line_number_ = 0;
+};
+
+}  // namespace kestrav::records

@@ -1,0 +1,12 @@
+// The texts of record files and archives, as the user sees them.
+#pragma once
+
+namespace kestrav::records::texts {
+
+inline constexpr char16_t kBadHeader[] = u"Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found.";
+inline constexpr char16_t kBadRecordAtLine[] =
+    u"Error (ERROR_CSV_BAD_RECORD) : Bad record found at line %d.";
+inline constexpr char16_t kSystemErrorPrefix[] = u"Error (%d) : ";
+inline constexpr char16_t kCsvFileErrorTitle[] = u"CSV File Error";
+
+}  // namespace kestrav::records::texts

@@ -1,0 +1,27 @@
+// How typed values become the text of one column of a record file.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/clock.h"
+#include "platform/property_value.h"
+
+namespace kestrav::records {
+
+// The bytes as "0x01,0xab,0x00": lower-case hex, two digits each; no bytes give no text.
+std::u16string ByteListText(std::span<const std::uint8_t> bytes);
+
+// A device database value by its type code: integers and booleans in decimal, doubles as
+// "%f", strings as they are, file times and byte blocks as byte lists, 32-bit auto values in
+// decimal. A type with no text gives nothing: the column stays absent.
+std::optional<std::u16string> PropertyValueText(const platform::PropertyValue& value);
+
+// The message store's forms: a 64-bit unsigned integer in decimal, and a UTC file time as the
+// local date "%.4d,%.2d,%.2d,%.2d,%.2d,%.2d" (year, month, day, hour, minute, second).
+std::u16string UInt64Text(std::uint64_t value);
+std::u16string LocalDateText(const platform::Clock& clock, platform::FileTime utc);
+
+}  // namespace kestrav::records
