@@ -24,7 +24,8 @@ int AddFiles(CommandContext& context, const AddOptions& options) {
   if (host == nullptr) return context.Fail("the device's code page is not available");
   const platform::Device& device = host->device();
   for (const std::string& file : options.files) {
-    if (!host->files().FileExists(CommandLinePath(file))) return context.Fail(file + ": no such file");
+    if (!host->files().FileExists(CommandLinePath(file)))
+      return context.Fail(file + ": no such file");
   }
   ConsoleSink sink(device.clock(), stdout, IsTerminal(stdout));
   std::atomic<bool> done = false;

@@ -26,7 +26,8 @@ int ExtractArchive(CommandContext& context, const std::string& archive, const st
 
 void AddExtractCommand(CLI::App& app, CommandContext& context) {
   CLI::App* command = app.add_subcommand(
-      "extract", "Extract every member of a backup archive into a folder (default: the current one)");
+      "extract",
+      "Extract every member of a backup archive into a folder (default: the current one)");
   auto archive = std::make_shared<std::string>();
   auto folder = std::make_shared<std::string>();
   command->add_option("ARCHIVE", *archive, "The backup archive (.qbk)")->required();

@@ -10,9 +10,12 @@ namespace {
 
 const char* MethodName(int method) {
   switch (method) {
-    case records::kMethodStored: return "Stored";
-    case records::kMethodDeflated: return "Deflated";
-    default: return "Other";
+    case records::kMethodStored:
+      return "Stored";
+    case records::kMethodDeflated:
+      return "Deflated";
+    default:
+      return "Other";
   }
 }
 

@@ -19,7 +19,9 @@ int Permille(std::uint32_t position, std::uint32_t upper_bound) {
 
 }  // namespace
 
-bool IsTerminal(std::FILE* stream) { return isatty(fileno(stream)) != 0; }
+bool IsTerminal(std::FILE* stream) {
+  return isatty(fileno(stream)) != 0;
+}
 
 ConsoleSink::ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars)
     : engine::ProgressSink(clock), out_(out), draw_bars_(draw_bars) {}
@@ -38,7 +40,8 @@ void ConsoleSink::AddRow(const engine::LogRow& row) {
   std::fflush(out_);
 }
 
-void ConsoleSink::SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) {
+void ConsoleSink::SetItemProgress(std::uint32_t position,
+                                  std::optional<std::uint32_t> upper_bound) {
   if (upper_bound) item_.upper_bound = *upper_bound;
   item_.position = position;
   // Redraw only when the bar visibly moves: an archive addition reports every 64 KiB.

@@ -29,7 +29,8 @@ class ConsoleSink : public engine::ProgressSink {
  protected:
   void AddRow(const engine::LogRow& row) override;
   void SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) override;
-  void SetOverallProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) override;
+  void SetOverallProgress(std::uint32_t position,
+                          std::optional<std::uint32_t> upper_bound) override;
 
  private:
   struct Bar {

@@ -19,7 +19,9 @@ int CommandContext::Fail(std::string_view reason) const {
   return kExitFailure;
 }
 
-int CommandContext::Fail(std::u16string_view reason) const { return Fail(platform::ToUtf8(reason)); }
+int CommandContext::Fail(std::u16string_view reason) const {
+  return Fail(platform::ToUtf8(reason));
+}
 
 std::u16string CommandLinePath(const std::string& path) {
   // Relative paths are made absolute so that a path never reads as a device path.

@@ -121,13 +121,11 @@ void ProgressSink::Handle(const StatusReport& report) {
   }
 }
 
-bool PostLog(ProgressSink* sink, std::optional<std::u16string_view> text, LogIcon icon,
-             bool last) {
+bool PostLog(ProgressSink* sink, std::optional<std::u16string_view> text, LogIcon icon, bool last) {
   return sink != nullptr && sink->Post(LogReport(text, icon, last));
 }
 
-bool SendLog(ProgressSink* sink, std::optional<std::u16string_view> text, LogIcon icon,
-             bool last) {
+bool SendLog(ProgressSink* sink, std::optional<std::u16string_view> text, LogIcon icon, bool last) {
   return sink != nullptr && sink->Send(LogReport(text, icon, last));
 }
 
@@ -138,10 +136,9 @@ void RequestCancel(ProgressSink* sink, CancelFlag* cancel) {
 
 bool PostProgress(ProgressSink* sink, std::uint32_t position, std::uint32_t upper_bound,
                   bool overall) {
-  return sink != nullptr &&
-         sink->Post(StatusReport{
-             overall ? StatusMessage::kOverallProgress : StatusMessage::kItemProgress, position,
-             upper_bound, std::nullopt});
+  return sink != nullptr && sink->Post(StatusReport{overall ? StatusMessage::kOverallProgress
+                                                            : StatusMessage::kItemProgress,
+                                                    position, upper_bound, std::nullopt});
 }
 
 }  // namespace kestrav::engine

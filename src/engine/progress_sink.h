@@ -80,7 +80,8 @@ class ProgressSink {
 
  protected:
   virtual void AddRow(const LogRow& row) = 0;
-  virtual void SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) = 0;
+  virtual void SetItemProgress(std::uint32_t position,
+                               std::optional<std::uint32_t> upper_bound) = 0;
   virtual void SetOverallProgress(std::uint32_t position,
                                   std::optional<std::uint32_t> upper_bound) = 0;
   // Called on the reporting thread after a report is queued, for a receiver whose own event

@@ -1,1 +1,149 @@
+#include "engine/progress_sink.h"
+
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/format.h"
+
+namespace kestrav::engine {
+namespace {
+
+platform::SystemTime TenPastTen() {
+  platform::SystemTime time;
+  time.year = 2007;
+  time.month = 3;
+  time.day = 15;
+  time.hour = 10;
+  time.minute = 20;
+  time.second = 30;
+  return time;
+}
+
+// A page that writes down what it is told, one line per message.
+class RecordingSink : public ProgressSink {
+ public:
+  RecordingSink() : ProgressSink(clock_storage_) {}
+
+  std::vector<std::u16string> events;
+
+ protected:
+  void AddRow(const LogRow& row) override {
+    events.push_back(row.time + (row.icon == LogIcon::kError ? u" ! " : u" ") + row.text +
+                     (row.last ? u" [last]" : u""));
+  }
+  void SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) override {
+    events.push_back(platform::Format(u"item %u/%d", position, upper_bound ? *upper_bound : -1));
+  }
+  void SetOverallProgress(std::uint32_t position,
+                          std::optional<std::uint32_t> upper_bound) override {
+    events.push_back(platform::Format(u"overall %u/%d", position, upper_bound ? *upper_bound : -1));
+  }
+
+ private:
+  // Local time is UTC plus one hour.
+  static inline platform::FixedClock clock_storage_{TenPastTen(), 60};
+};
+
+// Runs the job on a worker thread while this thread dispatches, as a front end does.
+template <typename Job>
+void RunJob(RecordingSink& sink, Job job) {
+  std::atomic<bool> done = false;
+  std::thread worker([&] {
+    job();
+    done = true;
+  });
+  while (!done) {
+    sink.WaitForReports(std::chrono::milliseconds(5));
+    sink.DispatchPending();
+  }
+  worker.join();
+  sink.DispatchPending();
+}
+
+TEST(ProgressSink, PostedAndSentReportsArriveInTheOrderMade) {
+  RecordingSink sink;
+  std::vector<std::size_t> rows_seen_when_sent;
+  RunJob(sink, [&] {
+    EXPECT_TRUE(PostProgress(&sink, 0, 3, true));
+    EXPECT_TRUE(PostLog(&sink, u"Starting", LogIcon::kInformation));
+    EXPECT_TRUE(SendLog(&sink, u"worker line", LogIcon::kInformation));
+    // A send returns only once the page has handled it, and everything before it.
+    rows_seen_when_sent.push_back(sink.events.size());
+    EXPECT_TRUE(PostProgress(&sink, 65536, 0, false));
+    EXPECT_TRUE(PostLog(&sink, u"Coudln't create file", LogIcon::kError));
+    EXPECT_TRUE(
+        PostLog(&sink, u"Backup ended successfully in 00:00:00.001", LogIcon::kInformation, true));
+  });
+  EXPECT_EQ(rows_seen_when_sent, std::vector<std::size_t>{3});
+  EXPECT_EQ(sink.events, (std::vector<std::u16string>{
+                             u"overall 0/3",
+                             u"11:20:30 Starting",
+                             u"11:20:30 worker line",
+                             u"item 65536/-1",
+                             u"11:20:30 ! Coudln't create file",
+                             u"11:20:30 Backup ended successfully in 00:00:00.001 [last]",
+                         }));
+}
+
+TEST(ProgressSink, NullTextAddsNoRow) {
+  RecordingSink sink;
+  EXPECT_TRUE(PostLog(&sink, std::nullopt, LogIcon::kInformation));
+  EXPECT_TRUE(SendLog(&sink, std::nullopt, LogIcon::kError, true));
+  sink.DispatchPending();
+  EXPECT_TRUE(sink.events.empty());
+  EXPECT_FALSE(PostLog(nullptr, u"no window", LogIcon::kInformation));
+}
+
+TEST(ProgressSink, SendFromTheReceivingThreadIsHandledAtOnceAfterWhatIsQueued) {
+  RecordingSink sink;
+  PostLog(&sink, u"queued", LogIcon::kInformation);
+  SendLog(&sink, u"sent", LogIcon::kInformation);
+  EXPECT_EQ(sink.events, (std::vector<std::u16string>{u"11:20:30 queued", u"11:20:30 sent"}));
+}
+
+TEST(ProgressSink, ClosedSinkTurnsReportsIntoSilentNoOps) {
+  RecordingSink sink;
+  PostLog(&sink, u"dropped with the window", LogIcon::kInformation);
+  sink.Close();
+  EXPECT_FALSE(sink.IsOpen());
+  EXPECT_FALSE(PostLog(&sink, u"after", LogIcon::kInformation));
+  EXPECT_FALSE(PostProgress(&sink, 1, 2, true));
+  std::atomic<bool> returned = false;
+  std::thread worker([&] {
+    EXPECT_FALSE(SendLog(&sink, u"after", LogIcon::kInformation));
+    returned = true;
+  });
+  worker.join();
+  EXPECT_TRUE(returned);
+  sink.DispatchPending();
+  EXPECT_TRUE(sink.events.empty());
+}
+
+TEST(ProgressSink, ClosingReleasesAWaitingSender) {
+  RecordingSink sink;
+  std::atomic<bool> send_result = true;
+  std::thread worker([&] { send_result = SendLog(&sink, u"never shown", LogIcon::kInformation); });
+  sink.WaitForReports(std::chrono::seconds(5));  // the send is queued, nobody dispatches it
+  sink.Close();
+  worker.join();
+  EXPECT_FALSE(send_result);
+  EXPECT_TRUE(sink.events.empty());
+}
+
+TEST(ProgressSink, CancelRequestLogsTheJobsCancelText) {
+  RecordingSink sink;
+  CancelFlag cancel = 0;
+  RequestCancel(&sink, &cancel);
+  EXPECT_EQ(cancel.load(), 1);
+  sink.SetJobIsBackup(false);
+  RequestCancel(&sink, &cancel);
+  EXPECT_EQ(sink.events, (std::vector<std::u16string>{u"11:20:30 ! Canceling backup...",
+                                                      u"11:20:30 ! Canceling restore..."}));
+}
+
+}  // namespace
+}  // namespace kestrav::engine

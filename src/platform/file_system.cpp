@@ -13,7 +13,9 @@ bool FileSystem::FileExists(std::u16string_view path) {
          (data.attributes & kAttributeDirectory) == 0;
 }
 
-bool IsPathSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
+bool IsPathSeparator(char16_t unit) {
+  return unit == u'\\' || unit == u'/';
+}
 
 std::u16string_view BaseName(std::u16string_view path) {
   const size_t last = path.find_last_of(u"\\/");

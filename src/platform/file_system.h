@@ -27,10 +27,10 @@ inline constexpr std::uint32_t kShareRead = 1;
 inline constexpr std::uint32_t kShareWrite = 2;
 
 enum class Disposition {
-  kCreateNew = 1,      // fails when the file exists
-  kCreateAlways = 2,   // truncates an existing file
-  kOpenExisting = 3,   // fails when the file does not exist
-  kOpenAlways = 4,     // opens without truncating, or creates
+  kCreateNew = 1,     // fails when the file exists
+  kCreateAlways = 2,  // truncates an existing file
+  kOpenExisting = 3,  // fails when the file does not exist
+  kOpenAlways = 4,    // opens without truncating, or creates
   kTruncateExisting = 5,
 };
 

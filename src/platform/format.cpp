@@ -7,30 +7,42 @@ namespace kestrav::platform {
 
 long long FormatArgument::AsSigned() const {
   switch (kind_) {
-    case Kind::kSigned: return signed_;
-    case Kind::kUnsigned: return static_cast<long long>(unsigned_);
-    case Kind::kReal: return static_cast<long long>(real_);
-    case Kind::kText: return 0;
+    case Kind::kSigned:
+      return signed_;
+    case Kind::kUnsigned:
+      return static_cast<long long>(unsigned_);
+    case Kind::kReal:
+      return static_cast<long long>(real_);
+    case Kind::kText:
+      return 0;
   }
   return 0;
 }
 
 unsigned long long FormatArgument::AsUnsigned() const {
   switch (kind_) {
-    case Kind::kSigned: return static_cast<unsigned long long>(signed_);
-    case Kind::kUnsigned: return unsigned_;
-    case Kind::kReal: return static_cast<unsigned long long>(real_);
-    case Kind::kText: return 0;
+    case Kind::kSigned:
+      return static_cast<unsigned long long>(signed_);
+    case Kind::kUnsigned:
+      return unsigned_;
+    case Kind::kReal:
+      return static_cast<unsigned long long>(real_);
+    case Kind::kText:
+      return 0;
   }
   return 0;
 }
 
 double FormatArgument::AsReal() const {
   switch (kind_) {
-    case Kind::kSigned: return static_cast<double>(signed_);
-    case Kind::kUnsigned: return static_cast<double>(unsigned_);
-    case Kind::kReal: return real_;
-    case Kind::kText: return 0;
+    case Kind::kSigned:
+      return static_cast<double>(signed_);
+    case Kind::kUnsigned:
+      return static_cast<double>(unsigned_);
+    case Kind::kReal:
+      return real_;
+    case Kind::kText:
+      return 0;
   }
   return 0;
 }
@@ -125,7 +137,9 @@ void AppendArgument(const Directive& directive, const FormatArgument& argument,
   }
 }
 
-bool IsDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
+bool IsDigit(char16_t unit) {
+  return unit >= u'0' && unit <= u'9';
+}
 
 }  // namespace
 
@@ -147,7 +161,8 @@ std::u16string FormatText(std::u16string_view format,
       continue;
     }
     Directive directive;
-    while (i < format.size() && std::u16string_view(u"-+ 0#").find(format[i]) != std::u16string_view::npos) {
+    while (i < format.size() &&
+           std::u16string_view(u"-+ 0#").find(format[i]) != std::u16string_view::npos) {
       directive.flags.push_back(static_cast<char>(format[i++]));
     }
     auto read_number = [&] {

@@ -43,7 +43,8 @@ class FormatArgument {
 // Formats like swprintf: flags "-+ 0#", width, ".precision", the length prefixes h, l, ll and
 // I64, and the conversions d i u x X o f e g c s %. An argument that is missing formats as
 // nothing; a directive the helper does not know is copied as it stands.
-std::u16string FormatText(std::u16string_view format, std::initializer_list<FormatArgument> arguments);
+std::u16string FormatText(std::u16string_view format,
+                          std::initializer_list<FormatArgument> arguments);
 
 template <typename... Arguments>
 std::u16string Format(std::u16string_view format, const Arguments&... arguments) {

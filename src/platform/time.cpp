@@ -42,9 +42,8 @@ bool SystemTimeToFileTime(const SystemTime& system_time, FileTime* file_time) {
   const std::chrono::year_month_day date{std::chrono::year{system_time.year},
                                          std::chrono::month{system_time.month},
                                          std::chrono::day{system_time.day}};
-  if (system_time.year < 1601 || system_time.year > 30827 || !date.ok() ||
-      system_time.hour > 23 || system_time.minute > 59 || system_time.second > 59 ||
-      system_time.milliseconds > 999) {
+  if (system_time.year < 1601 || system_time.year > 30827 || !date.ok() || system_time.hour > 23 ||
+      system_time.minute > 59 || system_time.second > 59 || system_time.milliseconds > 999) {
     return false;
   }
   const std::int64_t day_number = sys_days{date}.time_since_epoch().count() + kDaysFrom1601To1970;

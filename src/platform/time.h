@@ -8,9 +8,9 @@ namespace kestrav::platform {
 
 struct SystemTime {
   std::uint16_t year = 0;
-  std::uint16_t month = 0;  // 1 to 12
+  std::uint16_t month = 0;        // 1 to 12
   std::uint16_t day_of_week = 0;  // 0 Sunday to 6 Saturday
-  std::uint16_t day = 0;  // 1 to 31
+  std::uint16_t day = 0;          // 1 to 31
   std::uint16_t hour = 0;
   std::uint16_t minute = 0;
   std::uint16_t second = 0;

@@ -1,1 +1,70 @@
+#include "platform/time.h"
+
 #include <gtest/gtest.h>
+
+#include "platform/clock.h"
+
+namespace kestrav::platform {
+namespace {
+
+constexpr FileTime kFifteenthOfMarch2007 = 128184276300000000;  // 10:20:30 UTC
+
+SystemTime Time(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
+                int milliseconds = 0) {
+  SystemTime time;
+  time.year = static_cast<std::uint16_t>(year);
+  time.month = static_cast<std::uint16_t>(month);
+  time.day = static_cast<std::uint16_t>(day);
+  time.hour = static_cast<std::uint16_t>(hour);
+  time.minute = static_cast<std::uint16_t>(minute);
+  time.second = static_cast<std::uint16_t>(second);
+  time.milliseconds = static_cast<std::uint16_t>(milliseconds);
+  return time;
+}
+
+TEST(Time, FileTimeAndFieldsAgree) {
+  SystemTime time;
+  ASSERT_TRUE(FileTimeToSystemTime(kFifteenthOfMarch2007 + 1234 * 10'000, &time));
+  SystemTime expected = Time(2007, 3, 15, 10, 20, 31, 234);
+  expected.day_of_week = 4;  // a Thursday
+  EXPECT_EQ(time, expected);
+
+  FileTime file_time = 0;
+  ASSERT_TRUE(SystemTimeToFileTime(Time(2007, 3, 15, 10, 20, 30), &file_time));
+  EXPECT_EQ(file_time, kFifteenthOfMarch2007);
+  ASSERT_TRUE(SystemTimeToFileTime(Time(1601, 1, 1), &file_time));
+  EXPECT_EQ(file_time, 0u);
+  ASSERT_TRUE(FileTimeToSystemTime(0, &time));
+  EXPECT_EQ(time.day_of_week, 1);  // 1 January 1601 was a Monday
+}
+
+TEST(Time, FieldsOutOfRangeAreRefused) {
+  FileTime file_time = 0;
+  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 13, 1), &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 0, 1), &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 2, 29), &file_time));
+  EXPECT_TRUE(SystemTimeToFileTime(Time(2008, 2, 29), &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(Time(1600, 12, 31), &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 3, 15, 24), &file_time));
+  SystemTime time;
+  EXPECT_FALSE(FileTimeToSystemTime(0x8000000000000000ULL, &time));
+}
+
+TEST(Time, UnixTimesMeetFileTimes) {
+  EXPECT_EQ(FileTimeFromUnixNanoseconds(0), 116444736000000000u);
+  EXPECT_EQ(FileTimeToUnixNanoseconds(116444736000000000u), 0);
+  EXPECT_EQ(FileTimeToUnixNanoseconds(FileTimeFromUnixNanoseconds(1'173'954'030'000'000'000)),
+            1'173'954'030'000'000'000);
+}
+
+TEST(FixedClock, LocalTimeFollowsItsOffset) {
+  FixedClock clock(Time(2007, 12, 31, 23, 30), 60, 500);
+  EXPECT_EQ(clock.LocalTime().year, 2008);
+  EXPECT_EQ(clock.LocalTime().hour, 0);
+  EXPECT_EQ(clock.UtcToLocal(kFifteenthOfMarch2007), kFifteenthOfMarch2007 + 36'000'000'000);
+  clock.AdvanceTicks(250);
+  EXPECT_EQ(clock.TickCount(), 750u);
+}
+
+}  // namespace
+}  // namespace kestrav::platform

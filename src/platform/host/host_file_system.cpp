@@ -66,7 +66,9 @@ class HostFile : public File {
   int descriptor_;
 };
 
-std::string Utf8Path(const fs::path& path) { return path.string(); }
+std::string Utf8Path(const fs::path& path) {
+  return path.string();
+}
 
 // A missing parent folder is "path not found", a missing last part "file not found".
 ErrorCode MissingPathError(const fs::path& path) {
@@ -107,26 +109,41 @@ bool MatchesWildcard(std::u16string_view pattern, std::u16string_view name) {
 
 ErrorCode ErrorFromErrno(int error_number) {
   switch (error_number) {
-    case 0: return kErrorSuccess;
-    case ENOENT: return kErrorFileNotFound;
-    case ENOTDIR: return kErrorPathNotFound;
+    case 0:
+      return kErrorSuccess;
+    case ENOENT:
+      return kErrorFileNotFound;
+    case ENOTDIR:
+      return kErrorPathNotFound;
     case EACCES:
     case EPERM:
-    case EISDIR: return kErrorAccessDenied;
-    case EEXIST: return kErrorFileExists;
+    case EISDIR:
+      return kErrorAccessDenied;
+    case EEXIST:
+      return kErrorFileExists;
     case ENOSPC:
     case EDQUOT:
-    case EFBIG: return kErrorDiskFull;
-    case EROFS: return kErrorWriteProtect;
-    case ENAMETOOLONG: return kErrorFilenameTooLong;
+    case EFBIG:
+      return kErrorDiskFull;
+    case EROFS:
+      return kErrorWriteProtect;
+    case ENAMETOOLONG:
+      return kErrorFilenameTooLong;
     case EMFILE:
-    case ENFILE: return kErrorTooManyOpenFiles;
-    case ENOMEM: return kErrorNotEnoughMemory;
-    case EBADF: return kErrorInvalidHandle;
-    case EINVAL: return kErrorInvalidParameter;
-    case ENOTEMPTY: return kErrorDirectoryNotEmpty;
-    case EIO: return kErrorReadFault;
-    default: return kErrorGenFailure;
+    case ENFILE:
+      return kErrorTooManyOpenFiles;
+    case ENOMEM:
+      return kErrorNotEnoughMemory;
+    case EBADF:
+      return kErrorInvalidHandle;
+    case EINVAL:
+      return kErrorInvalidParameter;
+    case ENOTEMPTY:
+      return kErrorDirectoryNotEmpty;
+    case EIO:
+      return kErrorReadFault;
+    default:
+      return kErrorGenFailure;
   }
 }
 
@@ -170,11 +187,20 @@ ErrorCode HostFileSystem::Open(std::u16string_view path, std::uint32_t access,
   const bool write = (access & kGenericWrite) != 0;
   flags |= read && write ? O_RDWR : write ? O_WRONLY : O_RDONLY;
   switch (disposition) {
-    case Disposition::kCreateNew: flags |= O_CREAT | O_EXCL; break;
-    case Disposition::kCreateAlways: flags |= O_CREAT | O_TRUNC; break;
-    case Disposition::kOpenExisting: break;
-    case Disposition::kOpenAlways: flags |= O_CREAT; break;
-    case Disposition::kTruncateExisting: flags |= O_TRUNC; break;
+    case Disposition::kCreateNew:
+      flags |= O_CREAT | O_EXCL;
+      break;
+    case Disposition::kCreateAlways:
+      flags |= O_CREAT | O_TRUNC;
+      break;
+    case Disposition::kOpenExisting:
+      break;
+    case Disposition::kOpenAlways:
+      flags |= O_CREAT;
+      break;
+    case Disposition::kTruncateExisting:
+      flags |= O_TRUNC;
+      break;
   }
   std::error_code ignored;
   if (fs::is_directory(host_path, ignored)) return kErrorAccessDenied;
@@ -265,7 +291,9 @@ std::vector<FoundFile> HostFileSystem::Find(std::u16string_view pattern) {
   return found;
 }
 
-std::u16string HostFileSystem::TempFolder() { return temp_folder_; }
+std::u16string HostFileSystem::TempFolder() {
+  return temp_folder_;
+}
 
 std::u16string HostFileSystem::ProgramFolder() {
   std::error_code error;

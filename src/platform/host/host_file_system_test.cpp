@@ -1,1 +1,133 @@
+#include "platform/host/host_file_system.h"
+
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "platform/test_support/temporary_device.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+using testing::TemporaryDevice;
+
+std::unique_ptr<File> OpenFile(FileSystem& files, std::u16string_view path, Disposition disposition,
+                               ErrorCode expected = kErrorSuccess) {
+  std::unique_ptr<File> file;
+  EXPECT_EQ(files.Open(path, kGenericRead | kGenericWrite, 0, disposition, &file), expected);
+  return file;
+}
+
+TEST(HostFileSystem, DevicePathsStayUnderTheRoot) {
+  TemporaryDevice temporary;
+  HostFileSystem& files = temporary.files();
+  EXPECT_EQ(files.HostPath(u"\\Temp\\a.csc"), temporary.root() / "Temp" / "a.csc");
+  EXPECT_EQ(files.HostPath(u"\\..\\..\\etc\\passwd"), temporary.root() / "etc" / "passwd");
+  EXPECT_EQ(files.HostPath(u"\\Storage Card\\.\\x\\..\\y"),
+            temporary.root() / "Storage Card" / "y");
+  EXPECT_EQ(files.HostPath(u"/tmp/host file"), std::filesystem::path("/tmp/host file"));
+  EXPECT_EQ(files.HostPath(u"\\Temp\\caf\u00e9"), temporary.root() / "Temp" / "caf\xc3\xa9");
+  EXPECT_EQ(files.TempFolder(), u"\\Temp\\");
+}
+
+TEST(HostFileSystem, DispositionsAndTheirErrors) {
+  TemporaryDevice temporary;
+  FileSystem& files = temporary.files();
+  OpenFile(files, u"\\Temp\\missing", Disposition::kOpenExisting, kErrorFileNotFound);
+  OpenFile(files, u"\\No Folder\\x", Disposition::kCreateAlways, kErrorPathNotFound);
+
+  auto file = OpenFile(files, u"\\Temp\\a", Disposition::kCreateNew);
+  ASSERT_NE(file, nullptr);
+  std::size_t written = 0;
+  ASSERT_EQ(file->Write("hello", 5, &written), kErrorSuccess);
+  EXPECT_EQ(written, 5u);
+  EXPECT_EQ(file->Close(), kErrorSuccess);
+  OpenFile(files, u"\\Temp\\a", Disposition::kCreateNew, kErrorFileExists);
+
+  // Open-always keeps what the file holds; create-always empties it.
+  file = OpenFile(files, u"\\Temp\\a", Disposition::kOpenAlways);
+  std::uint64_t position = 0;
+  ASSERT_EQ(file->Seek(0, SeekOrigin::kEnd, &position), kErrorSuccess);
+  EXPECT_EQ(position, 5u);
+  ASSERT_EQ(file->Seek(1, SeekOrigin::kBegin, nullptr), kErrorSuccess);
+  char buffer[8] = {};
+  std::size_t read = 0;
+  ASSERT_EQ(file->Read(buffer, sizeof buffer, &read), kErrorSuccess);
+  EXPECT_EQ(std::string(buffer, read), "ello");
+  ASSERT_EQ(file->Read(buffer, sizeof buffer, &read), kErrorSuccess);
+  EXPECT_EQ(read, 0u);
+  file.reset();
+  OpenFile(files, u"\\Temp\\a", Disposition::kCreateAlways);
+  EXPECT_EQ(temporary.ReadFile(u"\\Temp\\a"), "");
+
+  OpenFile(files, u"\\Temp", Disposition::kOpenExisting, kErrorAccessDenied);
+}
+
+TEST(HostFileSystem, AttributesAndTimes) {
+  TemporaryDevice temporary;
+  FileSystem& files = temporary.files();
+  temporary.WriteFile(u"\\Temp\\a", "12345");
+  FileAttributeData data;
+  ASSERT_EQ(files.GetAttributes(u"\\Temp\\a", &data), kErrorSuccess);
+  EXPECT_EQ(data.attributes, kAttributeArchive);
+  EXPECT_EQ(data.size, 5u);
+  ASSERT_EQ(files.GetAttributes(u"\\Temp", &data), kErrorSuccess);
+  EXPECT_EQ(data.attributes, kAttributeDirectory);
+  EXPECT_EQ(files.GetAttributes(u"\\Temp\\b", &data), kErrorFileNotFound);
+  EXPECT_EQ(files.GetAttributes(u"\\Nowhere\\b", &data), kErrorPathNotFound);
+
+  ASSERT_EQ(files.SetAttributes(u"\\Temp\\a", kAttributeReadOnly | kAttributeArchive),
+            kErrorSuccess);
+  ASSERT_EQ(files.GetAttributes(u"\\Temp\\a", &data), kErrorSuccess);
+  EXPECT_EQ(data.attributes, kAttributeReadOnly | kAttributeArchive);
+  ASSERT_EQ(files.SetAttributes(u"\\Temp\\a", kAttributeNormal), kErrorSuccess);
+  ASSERT_EQ(files.GetAttributes(u"\\Temp\\a", &data), kErrorSuccess);
+  EXPECT_EQ(data.attributes, kAttributeArchive);
+
+  constexpr FileTime kFifteenthOfMarch2007 = 128184276300000000;
+  ASSERT_EQ(files.SetLastWriteTime(u"\\Temp\\a", kFifteenthOfMarch2007), kErrorSuccess);
+  ASSERT_EQ(files.GetAttributes(u"\\Temp\\a", &data), kErrorSuccess);
+  EXPECT_EQ(data.last_write_time, kFifteenthOfMarch2007);
+  EXPECT_TRUE(files.FileExists(u"\\Temp\\a"));
+  EXPECT_FALSE(files.FileExists(u"\\Temp"));
+  EXPECT_TRUE(files.Exists(u"\\Temp"));
+}
+
+TEST(HostFileSystem, FoldersDeletionAndSearch) {
+  TemporaryDevice temporary;
+  FileSystem& files = temporary.files();
+  ASSERT_EQ(files.CreateFolder(u"\\Storage Card\\Backups\\2007"), kErrorSuccess);
+  EXPECT_EQ(files.CreateFolder(u"\\Storage Card\\Backups"), kErrorSuccess);
+  temporary.WriteFile(u"\\Storage Card\\Backups\\Kestrav_20070315.qbk", "x");
+  temporary.WriteFile(u"\\Storage Card\\Backups\\kestrav_20070316.QBK", "x");
+  temporary.WriteFile(u"\\Storage Card\\Backups\\notes.txt", "x");
+  EXPECT_EQ(files.CreateFolder(u"\\Storage Card\\Backups\\notes.txt"), kErrorAlreadyExists);
+
+  std::vector<FoundFile> found = files.Find(u"\\Storage Card\\Backups\\Kestrav_*.qbk");
+  std::vector<std::u16string> names;
+  for (const FoundFile& file : found) names.push_back(file.name);
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"Kestrav_20070315.qbk", u"kestrav_20070316.QBK"}));
+  EXPECT_EQ(files.Find(u"\\Storage Card\\Backups\\?otes.*").size(), 1u);
+  EXPECT_EQ(files.Find(u"\\Storage Card\\Backups\\*").size(), 4u);
+  EXPECT_TRUE(files.Find(u"\\Missing\\*").empty());
+
+  EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\notes.txt"), kErrorSuccess);
+  EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\notes.txt"), kErrorFileNotFound);
+  EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\2007"), kErrorAccessDenied);
+}
+
+TEST(PathHelpers, BothSeparators) {
+  EXPECT_EQ(BaseName(u"\\Temp\\contacts_20070315.csc"), u"contacts_20070315.csc");
+  EXPECT_EQ(BaseName(u"/tmp/x/clogs.csl"), u"clogs.csl");
+  EXPECT_EQ(BaseName(u"plain"), u"plain");
+  EXPECT_EQ(FolderOf(u"\\Temp\\a.csc"), u"\\Temp\\");
+  EXPECT_EQ(FolderOf(u"a.csc"), u"");
+  EXPECT_EQ(WithTrailingSeparator(u"\\Temp"), u"\\Temp\\");
+  EXPECT_EQ(WithTrailingSeparator(u"\\Temp\\"), u"\\Temp\\");
+  EXPECT_EQ(WithTrailingSeparator(u"/tmp/x"), u"/tmp/x/");
+}
+
+}  // namespace
+}  // namespace kestrav::platform::host

@@ -10,12 +10,18 @@ const iconv_t kInvalidDescriptor = reinterpret_cast<iconv_t>(-1);
 
 std::string CharsetName(unsigned code_page) {
   switch (code_page) {
-    case 936: return "GBK";
-    case 950: return "BIG5";
-    case 20127: return "ASCII";
-    case 28591: return "ISO-8859-1";
-    case 65001: return "UTF-8";
-    default: return "CP" + std::to_string(code_page);
+    case 936:
+      return "GBK";
+    case 950:
+      return "BIG5";
+    case 20127:
+      return "ASCII";
+    case 28591:
+      return "ISO-8859-1";
+    case 65001:
+      return "UTF-8";
+    default:
+      return "CP" + std::to_string(code_page);
   }
 }
 
