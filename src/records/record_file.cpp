@@ -6,6 +6,7 @@
 #include "platform/format.h"
 #include "records/record_tokenizer.h"
 #include "records/texts.h"
+#include "records/unit_search.h"
 
 namespace kestrav::records {
 namespace {
@@ -36,15 +37,19 @@ class LineSource {
  public:
   enum class Result { kLine, kEnd, kTooLong, kError };
 
-  explicit LineSource(platform::File& file) : file_(file), units_(kReadChunkBytes / sizeof(Unit)) {}
+  explicit LineSource(platform::File& file)
+      : file_(file),
+        capacity_(kReadChunkBytes / sizeof(Unit)),
+        units_(std::make_unique_for_overwrite<Unit[]>(capacity_)) {}
 
   // The view holds until the next call.
   Result Next(std::basic_string_view<Unit>* line) {
     std::size_t scan = begin_;
     for (;;) {
       const std::size_t available = byte_end_ / sizeof(Unit);
-      while (scan < available && units_[scan] != Unit('\r') && units_[scan] != Unit('\n')) ++scan;
-      if (scan < available) {
+      scan = FindEitherUnit(std::basic_string_view<Unit>(units_.get(), available), scan, Unit('\r'),
+                            Unit('\n'));
+      if (scan != std::basic_string_view<Unit>::npos) {
         std::size_t line_end_length = 1;
         if (units_[scan] == Unit('\r')) {
           if (scan + 1 == available && !at_end_) {
@@ -53,13 +58,14 @@ class LineSource {
           }
           if (scan + 1 < available && units_[scan + 1] == Unit('\n')) line_end_length = 2;
         }
-        *line = std::basic_string_view<Unit>(units_.data() + begin_, scan - begin_);
+        *line = std::basic_string_view<Unit>(units_.get() + begin_, scan - begin_);
         begin_ = scan + line_end_length;
         return Result::kLine;
       }
+      scan = available;
       if (at_end_) {
         if (begin_ >= available) return Result::kEnd;
-        *line = std::basic_string_view<Unit>(units_.data() + begin_, available - begin_);
+        *line = std::basic_string_view<Unit>(units_.get() + begin_, available - begin_);
         begin_ = available;
         return Result::kLine;
       }
@@ -74,18 +80,21 @@ class LineSource {
   // reads more. *scan follows the move.
   Result Fill(std::size_t* scan) {
     if (begin_ > 0) {
-      std::memmove(units_.data(), units_.data() + begin_, byte_end_ - begin_ * sizeof(Unit));
+      std::memmove(units_.get(), units_.get() + begin_, byte_end_ - begin_ * sizeof(Unit));
       byte_end_ -= begin_ * sizeof(Unit);
       *scan -= begin_;
       begin_ = 0;
     }
-    if (byte_end_ == units_.size() * sizeof(Unit)) {
-      if (units_.size() >= kMaxRecordUnits) return Result::kTooLong;
-      units_.resize(units_.size() * 2);
+    if (byte_end_ == capacity_ * sizeof(Unit)) {
+      if (capacity_ >= kMaxRecordUnits) return Result::kTooLong;
+      auto larger = std::make_unique_for_overwrite<Unit[]>(capacity_ * 2);
+      std::memcpy(larger.get(), units_.get(), byte_end_);
+      units_ = std::move(larger);
+      capacity_ *= 2;
     }
     std::size_t bytes_read = 0;
-    char* target = reinterpret_cast<char*>(units_.data()) + byte_end_;
-    error_ = file_.Read(target, units_.size() * sizeof(Unit) - byte_end_, &bytes_read);
+    char* target = reinterpret_cast<char*>(units_.get()) + byte_end_;
+    error_ = file_.Read(target, capacity_ * sizeof(Unit) - byte_end_, &bytes_read);
     if (error_ != platform::kErrorSuccess) return Result::kError;
     if (bytes_read == 0) at_end_ = true;
     byte_end_ += bytes_read;
@@ -93,7 +102,8 @@ class LineSource {
   }
 
   platform::File& file_;
-  std::vector<Unit> units_;
+  std::size_t capacity_;  // in units
+  std::unique_ptr<Unit[]> units_;
   std::size_t begin_ = 0;     // first unread unit
   std::size_t byte_end_ = 0;  // bytes held; a last odd byte of a UTF-16 file is never a unit
   bool at_end_ = false;
@@ -143,17 +153,17 @@ int LoadLines(platform::File& file, char16_t separator, char16_t quote, const Lo
       return failure();
     }
     if (!tokenizer.Feed(to_text(line), &values)) continue;
+    // The record is copied out of the reused one, so it takes no more room than it needs.
     if (!have_header) {
       if (values.empty()) return kErrorCsvBadHeader;
-      *state.header = std::move(values);
+      *state.header = values;
       if (state.header_only) return 0;
       have_header = true;
     } else if (!values.empty()) {
       if (!state.keep_raw_rows) values.resize(state.header->size());
-      state.records->push_back(std::move(values));
+      state.records->push_back(values);
     }
     values.clear();
-    values.reserve(state.header->size());
   }
   if (tokenizer.InQuotedValue()) {
     *state.line_number = record_first_line;
@@ -167,15 +177,17 @@ int LoadLines(platform::File& file, char16_t separator, char16_t quote, const Lo
 CsvRecordFile::CsvRecordFile(const platform::Device& device, char16_t separator, char16_t quote)
     : device_(device), separator_(separator), quote_(quote) {}
 
-CsvRecordFile::~CsvRecordFile() { Close(); }
+CsvRecordFile::~CsvRecordFile() {
+  Close();
+}
 
 bool CsvRecordFile::Open(std::u16string_view file_name, std::uint32_t share_mode) {
   if (file_name.empty()) return false;
   Close();
   last_error_ = 0;
-  const platform::ErrorCode error = device_.files().Open(
-      file_name, platform::kGenericRead | platform::kGenericWrite, share_mode,
-      platform::Disposition::kOpenAlways, &file_);
+  const platform::ErrorCode error =
+      device_.files().Open(file_name, platform::kGenericRead | platform::kGenericWrite, share_mode,
+                           platform::Disposition::kOpenAlways, &file_);
   if (error != platform::kErrorSuccess) {
     last_error_ = static_cast<int>(error);
     file_.reset();
@@ -196,6 +208,10 @@ std::size_t CsvRecordFile::WriteRaw(const void* bytes, std::size_t byte_count) {
 }
 
 bool CsvRecordFile::WriteValue(std::u16string_view text) {
+  if (!file_) {
+    last_error_ = static_cast<int>(platform::kErrorInvalidHandle);
+    return false;
+  }
   const std::size_t bytes = text.size() * sizeof(char16_t);
   if (!NeedsQuotes(text, separator_)) return WriteRaw(text.data(), bytes) == bytes || bytes == 0;
   static constexpr char16_t kQuote = u'"';
@@ -256,8 +272,8 @@ bool CsvRecordFile::Load(std::u16string_view file_name, bool header_only, bool k
   unsigned char start[2] = {};
   std::size_t start_bytes = 0;
   error = file->Read(start, sizeof start, &start_bytes);
-  const bool unicode = error == platform::kErrorSuccess && start_bytes == 2 && start[0] == 0xFF &&
-                       start[1] == 0xFE;
+  const bool unicode =
+      error == platform::kErrorSuccess && start_bytes == 2 && start[0] == 0xFF && start[1] == 0xFE;
   if (error == platform::kErrorSuccess && !unicode) {
     error = file->Seek(0, platform::SeekOrigin::kBegin, nullptr);
   }
@@ -271,9 +287,8 @@ bool CsvRecordFile::Load(std::u16string_view file_name, bool header_only, bool k
                                       [](std::u16string_view line) { return line; });
   } else {
     const platform::AnsiCodePage& code_page = device_.code_page();
-    last_error_ = LoadLines<char>(*file, separator_, quote_, state, [&](std::string_view line) {
-      return code_page.ToWide(line);
-    });
+    last_error_ = LoadLines<char>(*file, separator_, quote_, state,
+                                  [&](std::string_view line) { return code_page.ToWide(line); });
   }
   file->Close();
   return last_error_ == 0;
@@ -282,8 +297,10 @@ bool CsvRecordFile::Load(std::u16string_view file_name, bool header_only, bool k
 std::u16string CsvRecordFile::ErrorText(int code) const {
   if (code == -1) code = last_error_;
   switch (code) {
-    case kErrorCsvBadHeader: return texts::kBadHeader;
-    case kErrorCsvBadRecord: return platform::Format(texts::kBadRecordAtLine, line_number_);
+    case kErrorCsvBadHeader:
+      return texts::kBadHeader;
+    case kErrorCsvBadRecord:
+      return platform::Format(texts::kBadRecordAtLine, line_number_);
     default:
       return platform::Format(texts::kSystemErrorPrefix, code) +
              platform::SystemErrorText(static_cast<platform::ErrorCode>(code));

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/device.h"
+#include "records/record.h"
 
 namespace kestrav::records {
 
@@ -26,8 +27,6 @@ inline constexpr int kErrorCsvBadRecord = -1001;
 
 // One record as written: an absent value is written as an empty one.
 using RecordValues = std::vector<std::optional<std::u16string>>;
-// One record as read.
-using Record = std::vector<std::u16string>;
 
 class CsvRecordFile {
  public:

@@ -1,1 +1,202 @@
+#include "records/record_file.h"
+
 #include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/format.h"
+#include "platform/system_error.h"
+#include "platform/test_support/temporary_device.h"
+#include "records/value_text.h"
+
+namespace kestrav::records {
+namespace {
+
+constexpr char16_t kPath[] = u"\\Temp\\records.csc";
+const std::string kByteOrderMark = "\xFF\xFE";
+
+// UTF-16 text as little-endian bytes, the way a record file holds it.
+std::string Utf16Bytes(std::u16string_view text) {
+  std::string bytes;
+  for (char16_t unit : text) {
+    bytes += static_cast<char>(unit & 0xFF);
+    bytes += static_cast<char>(unit >> 8);
+  }
+  return bytes;
+}
+
+class RecordFileTest : public ::testing::Test {
+ protected:
+  // Writes the records through a CsvRecordFile and returns the bytes of the file.
+  std::string Write(const std::vector<RecordValues>& records, char16_t separator = u';') {
+    CsvRecordFile writer(device_.device(), separator);
+    EXPECT_TRUE(writer.Open(kPath, 0));
+    for (const RecordValues& record : records) EXPECT_TRUE(writer.WriteRecord(record));
+    EXPECT_TRUE(writer.Close());
+    return device_.ReadFile(kPath);
+  }
+
+  testing::TemporaryDevice device_;
+  CsvRecordFile reader_{device_.device()};
+};
+
+TEST_F(RecordFileTest, WritesByteOrderMarkCrLfAndQuotesOnlyValuesThatNeedIt) {
+  const std::string bytes =
+      Write({{u"Name", u"Notes"},
+             {u"a\"b", std::nullopt, u"", u"x;y", u"x,y", u"x|y", u"one\ntwo", u"cr\ronly",
+              ByteListText(std::vector<std::uint8_t>{0x01, 0xAB}), u"Zo\u00EB \U0001F600"}},
+            u'|');
+  EXPECT_EQ(bytes,
+            kByteOrderMark + Utf16Bytes(u"Name|Notes\r\n"
+                                        u"\"a\"b\"|||\"x;y\"|\"x,y\"|\"x|y\"|\"one\ntwo\"|"
+                                        u"\"cr\ronly\"|\"0x01,0xab\"|Zo\u00EB \U0001F600\r\n"));
+}
+
+TEST_F(RecordFileTest, OpenFailsForAnEmptyNameOrAMissingFolder) {
+  CsvRecordFile writer(device_.device());
+  EXPECT_FALSE(writer.Open(u"", 0));
+  EXPECT_FALSE(writer.Open(u"\\Missing\\records.csc", 0));
+  EXPECT_EQ(writer.LastError(), static_cast<int>(platform::kErrorPathNotFound));
+}
+
+class RecordRoundTripTest : public RecordFileTest,
+                            public ::testing::WithParamInterface<char16_t> {};
+
+TEST_P(RecordRoundTripTest, TrickyValuesReadBackWithTheirLineBreaksAsCrLf) {
+  const std::pair<std::optional<std::u16string>, std::u16string> values[] = {
+      {u"a\"b", u"a\"b"},
+      {u"\"quoted\"", u"\"quoted\""},
+      {u"\"", u"\""},
+      {u"x;y,z\t|", u"x;y,z\t|"},
+      {u"", u""},
+      {std::nullopt, u""},
+      {u"1\r\n2", u"1\r\n2"},
+      {u"1\n2", u"1\r\n2"},
+      {u"1\r2", u"1\r\n2"},
+      {u"\r\nedge\n", u"\r\nedge\r\n"},
+      {u"a\n\rb", u"a\r\n\r\nb"},
+      {u"a\r\n\r\nb", u"a\r\n\r\nb"},
+      {u"Zo\u00EB \u65E5\u672C \U0001F600", u"Zo\u00EB \u65E5\u672C \U0001F600"},
+      {u"last", u"last"}};
+  RecordValues written;
+  Record expected;
+  for (const auto& [value, read_back] : values) {
+    written.push_back(value);
+    expected.push_back(read_back);
+  }
+  Write({RecordValues(written.size(), u"Column"), written, written}, GetParam());
+  CsvRecordFile reader(device_.device(), GetParam());
+  ASSERT_TRUE(reader.Load(kPath, false, false)) << reader.LastError();
+  EXPECT_EQ(reader.Records(), (std::vector<Record>{expected, expected}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Separators, RecordRoundTripTest, ::testing::Values(u';', u',', u'\t'));
+
+TEST_F(RecordFileTest, FileWithoutByteOrderMarkIsReadInTheAnsiCodePage) {
+  device_.WriteFile(kPath, "Name;Caf\xE9\nx\x81;\"\xE9t\xE9\rquoted\"\r\nlast");
+  ASSERT_TRUE(reader_.Load(kPath, false, false)) << reader_.LastError();
+  EXPECT_EQ(reader_.Header(), (Record{u"Name", u"Caf\u00E9"}));
+  EXPECT_EQ(reader_.Records(),
+            (std::vector<Record>{{u"x\u0081", u"\u00E9t\u00E9\r\nquoted"}, {u"last", u""}}));
+  EXPECT_EQ(reader_.LineNumber(), 4);
+}
+
+TEST_F(RecordFileTest, HeaderOnlyStopsAfterTheHeaderAndEachLoadStartsAfresh) {
+  device_.WriteFile(kPath, kByteOrderMark + Utf16Bytes(u"A;B\r\n1;2\r\n3;\"never closed\r\n"));
+  EXPECT_TRUE(reader_.Load(kPath, true, false));
+  EXPECT_EQ(reader_.Header(), (Record{u"A", u"B"}));
+  EXPECT_TRUE(reader_.Records().empty());
+
+  EXPECT_FALSE(reader_.Load(kPath, false, false));
+  EXPECT_EQ(reader_.Records().size(), 1u);
+
+  device_.WriteFile(kPath, kByteOrderMark + Utf16Bytes(u"A;B\r\n"));
+  EXPECT_TRUE(reader_.Load(kPath, false, false));
+  EXPECT_EQ(reader_.LastError(), 0);
+  EXPECT_EQ(reader_.Header(), (Record{u"A", u"B"}));
+  EXPECT_TRUE(reader_.Records().empty());
+}
+
+TEST_F(RecordFileTest, RecordsAreCutOrPaddedToTheHeaderUnlessRawRowsAreKept) {
+  device_.WriteFile(kPath, kByteOrderMark + Utf16Bytes(u"A;B;C\r\n1\r\n\r\n1;2;3;4\r\n1;\r\n"));
+  ASSERT_TRUE(reader_.Load(kPath, false, false));
+  EXPECT_EQ(reader_.Records(),
+            (std::vector<Record>{{u"1", u"", u""}, {u"1", u"2", u"3"}, {u"1", u"", u""}}));
+  ASSERT_TRUE(reader_.Load(kPath, false, true));
+  EXPECT_EQ(reader_.Records(),
+            (std::vector<Record>{{u"1"}, {u"1", u"2", u"3", u"4"}, {u"1", u""}}));
+}
+
+class BadHeaderTest : public RecordFileTest, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(BadHeaderTest, FailsWithBadHeader) {
+  device_.WriteFile(kPath, GetParam());
+  EXPECT_FALSE(reader_.Load(kPath, false, false));
+  EXPECT_EQ(reader_.LastError(), kErrorCsvBadHeader);
+  EXPECT_EQ(reader_.ErrorText(), u"Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, BadHeaderTest,
+                         ::testing::Values(std::string(), kByteOrderMark,
+                                           kByteOrderMark + Utf16Bytes(u"\r\nA;B\r\n"),
+                                           std::string("\r\nA;B\r\n"),
+                                           kByteOrderMark + Utf16Bytes(u"\"A;B\r\n1;2\r\n")));
+
+TEST_F(RecordFileTest, BadRecordReportsItsFirstPhysicalLineAndKeepsEarlierRecords) {
+  device_.WriteFile(kPath, kByteOrderMark + Utf16Bytes(u"A;B\r\n1;\"x\r\ny\nz\"\r\n2;b\r\n\r\n"
+                                                       u"3;\"open\r\nrest\r\n"));
+  EXPECT_FALSE(reader_.Load(kPath, false, false));
+  EXPECT_EQ(reader_.LastError(), kErrorCsvBadRecord);
+  EXPECT_EQ(reader_.LineNumber(), 7);
+  EXPECT_EQ(reader_.ErrorText(), u"Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 7.");
+  EXPECT_EQ(reader_.Records(), (std::vector<Record>{{u"1", u"x\r\ny\r\nz"}, {u"2", u"b"}}));
+}
+
+TEST_F(RecordFileTest, MissingFileKeepsTheSystemError) {
+  EXPECT_FALSE(reader_.Load(u"\\Temp\\missing.csc", false, false));
+  EXPECT_EQ(reader_.LastError(), 2);
+  EXPECT_EQ(reader_.ErrorText(), u"Error (2) : The system cannot find the file specified.");
+}
+
+class LargeRecordFileTest : public RecordFileTest, public ::testing::WithParamInterface<bool> {};
+
+// Many refills of the 256 KiB read buffer, the CR LF inside a quoted value split across the end
+// of the first read, and a line longer than the buffer.
+TEST_P(LargeRecordFileTest, ReadsBackExactly) {
+  const bool unicode = GetParam();
+  const std::size_t read_buffer_units = 256 * 1024 / (unicode ? 2 : 1);
+  // "H" CR LF, then the quote: the value's CR is the last unit of the first read.
+  std::vector<std::u16string> values = {u"H",
+                                        std::u16string(read_buffer_units - 5, u'x') + u"\r\ntail"};
+  for (int row = 0; row < 100000; ++row) {
+    values.push_back(platform::Format(u"row %d of a large file", row));
+    if (row == 50000) values.push_back(std::u16string(300000, u'y'));
+  }
+  std::u16string content;
+  std::vector<RecordValues> rows;
+  std::vector<Record> expected;
+  for (const std::u16string& value : values) {
+    content += (value.find(u'\r') == value.npos ? value : u'"' + value + u'"') + u"\r\n";
+    rows.push_back({value});
+    if (rows.size() > 1) expected.push_back({value});
+  }
+  if (unicode) {
+    ASSERT_TRUE(Write(rows) == kByteOrderMark + Utf16Bytes(content));
+  } else {
+    device_.WriteFile(kPath, std::string(content.begin(), content.end()));
+  }
+  ASSERT_TRUE(reader_.Load(kPath, false, false)) << reader_.LastError();
+  EXPECT_EQ(reader_.Header(), Record{u"H"});
+  EXPECT_EQ(reader_.LineNumber(), static_cast<int>(values.size()) + 1);
+  EXPECT_TRUE(reader_.Records() == expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, LargeRecordFileTest, ::testing::Values(true, false),
+                         [](const auto& info) { return info.param ? "Unicode" : "Ansi"; });
+
+}  // namespace
+}  // namespace kestrav::records

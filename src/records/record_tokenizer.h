@@ -8,7 +8,8 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "records/record.h"
 
 namespace kestrav::records {
 
@@ -18,20 +19,18 @@ class RecordTokenizer {
 
   // Feeds one physical line, without its line end, to the record in hand. Returns true when the
   // record is complete; false when a quoted value is still open at the line's end, in which case
-  // the next physical line continues that value after a CR LF.
-  bool Feed(std::u16string_view line, std::vector<std::u16string>* values);
+  // the next physical line continues that value after a CR LF. An empty line outside a quoted
+  // value adds no value.
+  bool Feed(std::u16string_view line, Record* values);
 
   // True between a line that left a quoted value open and the line that closes it.
   bool InQuotedValue() const { return in_quotes_; }
-
-  // Forgets a record in hand.
-  void Reset();
 
  private:
   char16_t separator_;
   char16_t quote_;
   bool in_quotes_ = false;
-  std::u16string value_;
+  std::u16string open_value_;  // a quoted value that spans lines, gathered so far
 };
 
 }  // namespace kestrav::records

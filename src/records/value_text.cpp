@@ -20,17 +20,20 @@ std::u16string ByteListText(std::span<const std::uint8_t> bytes) {
 
 std::optional<std::u16string> PropertyValueText(const platform::PropertyValue& value) {
   switch (value.type()) {
-    case PropertyType::kInt16: return Format(u"%d", static_cast<std::int16_t>(value.integer));
+    case PropertyType::kInt16:
+      return Format(u"%d", static_cast<std::int16_t>(value.integer));
     case PropertyType::kUInt16:
       return Format(u"%u", static_cast<unsigned>(static_cast<std::uint16_t>(value.integer)));
     case PropertyType::kInt32:
+    case PropertyType::kBool:
     case PropertyType::kAutoInt32:
       return Format(u"%d", static_cast<std::int32_t>(value.integer));
     case PropertyType::kUInt32:
       return Format(u"%u", static_cast<std::uint32_t>(value.integer));
-    case PropertyType::kBool: return Format(u"%d", static_cast<std::int16_t>(value.integer));
-    case PropertyType::kDouble: return Format(u"%f", value.real);
-    case PropertyType::kString: return value.text;
+    case PropertyType::kDouble:
+      return Format(u"%f", value.real);
+    case PropertyType::kString:
+      return value.text;
     case PropertyType::kFileTime: {
       std::uint8_t bytes[sizeof value.file_time];
       std::memcpy(bytes, &value.file_time, sizeof bytes);  // low address first, as on the device
@@ -39,7 +42,8 @@ std::optional<std::u16string> PropertyValueText(const platform::PropertyValue& v
     case PropertyType::kBlob:
     case PropertyType::kStream:
     case PropertyType::kRecordId:
-    case PropertyType::kAutoInt64: return ByteListText(value.bytes);
+    case PropertyType::kAutoInt64:
+      return ByteListText(value.bytes);
   }
   return std::nullopt;
 }

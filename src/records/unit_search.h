@@ -1,0 +1,69 @@
+// Fast searches for one of two code units in a run of UTF-16 units or ANSI bytes: the record
+// reader looks at every unit of a file twice (line ends, then separators and quotes), so these
+// scans test eight or sixteen bytes at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <type_traits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace kestrav::records {
+
+// The index of the first unit at or after `from` that equals a or b; npos when there is none.
+template <typename Unit>
+std::size_t FindEitherUnit(std::basic_string_view<Unit> text, std::size_t from, Unit a, Unit b) {
+  static_assert(sizeof(Unit) == 1 || sizeof(Unit) == 2);
+  constexpr std::size_t kUnitsPerWord = sizeof(std::uint64_t) / sizeof(Unit);
+  constexpr std::uint64_t kLowBits = sizeof(Unit) == 1 ? 0x0101010101010101 : 0x0001000100010001;
+  constexpr std::uint64_t kHighBits = kLowBits << (8 * sizeof(Unit) - 1);
+  const std::uint64_t pattern_a = kLowBits * static_cast<std::make_unsigned_t<Unit>>(a);
+  const std::uint64_t pattern_b = kLowBits * static_cast<std::make_unsigned_t<Unit>>(b);
+  const Unit* data = text.data();
+  std::size_t i = from;
+  // A unit equal to the pattern leaves a zero unit after the xor; (x - low) & ~x & high is non-zero
+  // exactly when x holds a zero unit.
+  for (; i + kUnitsPerWord <= text.size(); i += kUnitsPerWord) {
+    std::uint64_t word;
+    std::memcpy(&word, data + i, sizeof word);
+    const std::uint64_t match_a = word ^ pattern_a;
+    const std::uint64_t match_b = word ^ pattern_b;
+    if ((((match_a - kLowBits) & ~match_a) | ((match_b - kLowBits) & ~match_b)) & kHighBits) break;
+  }
+  for (; i < text.size(); ++i) {
+    if (data[i] == a || data[i] == b) return i;
+  }
+  return std::basic_string_view<Unit>::npos;
+}
+
+// Calls on_match(index) for every unit of the text equal to a or b, in order.
+template <typename OnMatch>
+void ForEachUnitOf(std::u16string_view text, char16_t a, char16_t b, OnMatch on_match) {
+  const char16_t* data = text.data();
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  // Eight units at a time: each matching unit sets two neighbouring bits of the mask.
+  const __m128i pattern_a = _mm_set1_epi16(static_cast<short>(a));
+  const __m128i pattern_b = _mm_set1_epi16(static_cast<short>(b));
+  for (; i + 8 <= text.size(); i += 8) {
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+    auto mask = static_cast<unsigned>(_mm_movemask_epi8(
+        _mm_or_si128(_mm_cmpeq_epi16(units, pattern_a), _mm_cmpeq_epi16(units, pattern_b))));
+    while (mask != 0) {
+      const int bit = __builtin_ctz(mask);
+      on_match(i + static_cast<std::size_t>(bit) / 2);
+      mask &= ~(3u << bit);
+    }
+  }
+#endif
+  for (; i < text.size(); ++i) {
+    if (data[i] == a || data[i] == b) on_match(i);
+  }
+}
+
+}  // namespace kestrav::records
