@@ -1,1 +1,434 @@
+#include "records/archive.h"
+
 #include <gtest/gtest.h>
+#include <minizip/unzip.h>
+#include <minizip/zip.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "platform/test_support/temporary_device.h"
+
+namespace kestrav::records {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::TemporaryDevice;
+
+constexpr std::u16string_view kSource = u"\\Temp\\contacts_20070315.csc";
+constexpr std::u16string_view kArchive = u"\\Temp\\backup.qbk";
+constexpr std::size_t kEndRecordBytes = 22;
+
+// Record lines that deflate into dynamic blocks: varied enough not to vanish.
+std::string SampleRecords(std::size_t size) {
+  std::string text;
+  for (int line = 0; text.size() < size; ++line) {
+    text += "contact;" + std::to_string(line * 7919 % 100003) + ";Smith;+44 20 " +
+            std::to_string(line * 104729 % 9973) + "\r\n";
+  }
+  text.resize(size);
+  return text;
+}
+
+std::uint32_t ReadLittleEndian(std::string_view bytes, std::size_t offset, int width) {
+  std::uint32_t value = 0;
+  for (int index = width - 1; index >= 0; --index) {
+    value = value << 8 | static_cast<unsigned char>(bytes.at(offset + index));
+  }
+  return value;
+}
+
+void WriteLittleEndian32(std::string& bytes, std::size_t offset, std::uint32_t value) {
+  for (int index = 0; index < 4; ++index) {
+    bytes.at(offset + index) = static_cast<char>(value >> 8 * index);
+  }
+}
+
+// Where the first central header starts, as the end record (no archive comment) says.
+std::size_t CentralDirectoryOffset(std::string_view archive) {
+  return ReadLittleEndian(archive, archive.size() - kEndRecordBytes + 16, 4);
+}
+
+struct DosDate {
+  unsigned year, month, day, hour, minute, second;
+  bool operator==(const DosDate&) const = default;
+};
+
+DosDate DecodeDosDate(std::string_view bytes, std::size_t time_offset) {
+  const std::uint32_t time = ReadLittleEndian(bytes, time_offset, 2);
+  const std::uint32_t date = ReadLittleEndian(bytes, time_offset + 2, 2);
+  return {(date >> 9) + 1980, date >> 5 & 0xF,  date & 0x1F,
+          time >> 11,         time >> 5 & 0x3F, (time & 0x1F) * 2};
+}
+
+platform::FileTime UtcFileTime(std::uint16_t year, std::uint16_t month, std::uint16_t day) {
+  platform::SystemTime time;
+  time.year = year;
+  time.month = month;
+  time.day = day;
+  time.hour = 10;
+  time.minute = 20;
+  time.second = 30;
+  platform::FileTime file_time = 0;
+  EXPECT_TRUE(platform::SystemTimeToFileTime(time, &file_time));
+  return file_time;
+}
+
+// An archive written by minizip directly, holding names and data that AddFile never writes.
+struct RawMember {
+  std::string name;
+  std::string data;
+  int method = kMethodDeflated;
+};
+
+void WriteRawArchive(const fs::path& path, const std::vector<RawMember>& members) {
+  zipFile archive = zipOpen64(path.c_str(), APPEND_STATUS_CREATE);
+  ASSERT_NE(archive, nullptr);
+  for (const RawMember& member : members) {
+    zip_fileinfo info{};
+    ASSERT_EQ(zipOpenNewFileInZip(archive, member.name.c_str(), &info, nullptr, 0, nullptr, 0,
+                                  nullptr, member.method, Z_DEFAULT_COMPRESSION),
+              ZIP_OK);
+    ASSERT_EQ(
+        zipWriteInFileInZip(archive, member.data.data(), static_cast<unsigned>(member.data.size())),
+        ZIP_OK);
+    ASSERT_EQ(zipCloseFileInZip(archive), ZIP_OK);
+  }
+  ASSERT_EQ(zipClose(archive, nullptr), ZIP_OK);
+}
+
+// Every file and folder below a host folder, relative to it.
+std::set<std::string> TreeOf(const fs::path& folder) {
+  std::set<std::string> entries;
+  std::error_code ignored;
+  for (fs::recursive_directory_iterator it(folder, ignored), end; it != end;
+       it.increment(ignored)) {
+    entries.insert(fs::relative(it->path(), folder).string());
+  }
+  return entries;
+}
+
+class ArchiveTest : public ::testing::Test {
+ protected:
+  const platform::Device& device() { return temporary_.device(); }
+  fs::path HostPath(std::u16string_view path) const { return temporary_.HostPath(path); }
+  std::string ReadFile(std::u16string_view path) const { return temporary_.ReadFile(path); }
+  void WriteFile(std::u16string_view path, std::string_view bytes) {
+    temporary_.WriteFile(path, bytes);
+  }
+
+  int Add(std::u16string_view source, int method = kMethodDeflated) {
+    return AddFile(device(), source, kArchive, method, nullptr);
+  }
+
+  platform::SystemTime LastWriteTime(std::u16string_view path) {
+    platform::FileAttributeData data;
+    EXPECT_EQ(temporary_.files().GetAttributes(path, &data), platform::kErrorSuccess);
+    platform::SystemTime time;
+    platform::FileTimeToSystemTime(data.last_write_time, &time);
+    return time;
+  }
+
+  TemporaryDevice temporary_;
+};
+
+using ArchiveAddFile = ArchiveTest;
+using ArchiveExtract = ArchiveTest;
+
+TEST_F(ArchiveAddFile, RoundTripsBothMethodsWithProgressPerChunk) {
+  const std::string contents = SampleRecords(150000);
+  WriteFile(kSource, contents);
+  for (const int method : {kMethodStored, kMethodDeflated}) {
+    SCOPED_TRACE(method);
+    fs::remove(HostPath(kArchive));
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> calls;
+    ASSERT_EQ(AddFile(device(), kSource, kArchive, method,
+                      [&calls](std::uint32_t position, std::uint32_t upper_bound) {
+                        calls.emplace_back(position, upper_bound);
+                      }),
+              0);
+    const std::vector<std::pair<std::uint32_t, std::uint32_t>> expected = {
+        {0, 150000}, {65536, 0}, {131072, 0}, {150000, 0}};
+    EXPECT_EQ(calls, expected);
+
+    std::vector<ArchiveMember> members;
+    ASSERT_EQ(ListMembers(device(), kArchive, &members), 0);
+    ASSERT_EQ(members.size(), 1u);
+    EXPECT_EQ(members[0].name, u"contacts_20070315.csc");
+    EXPECT_EQ(members[0].method, method);
+    EXPECT_EQ(members[0].size, 150000u);
+    if (method == kMethodStored) {
+      EXPECT_EQ(members[0].packed_size, 150000u);
+    } else {
+      EXPECT_LT(members[0].packed_size, 150000u / 2);
+    }
+
+    std::vector<std::u16string> extracted;
+    ASSERT_EQ(Extract(device(), kArchive, u"\\Restore\\Here", &extracted), 0);
+    EXPECT_EQ(extracted, std::vector<std::u16string>{u"\\Restore\\Here\\contacts_20070315.csc"});
+    EXPECT_EQ(ReadFile(u"\\Restore\\Here\\contacts_20070315.csc"), contents);
+  }
+}
+
+TEST_F(ArchiveAddFile, AppendsToAnExistingArchive) {
+  WriteFile(u"\\Temp\\a.csc", "first");
+  WriteFile(u"\\Temp\\b.cst", "");
+  WriteFile(u"\\Temp\\c.csa", "third");
+  ASSERT_EQ(Add(u"\\Temp\\a.csc"), 0);
+  ASSERT_EQ(Add(u"\\Temp\\b.cst", kMethodStored), 0);
+  ASSERT_EQ(Add(u"\\Temp\\c.csa"), 0);
+
+  std::vector<ArchiveMember> members;
+  ASSERT_EQ(ListMembers(device(), kArchive, &members), 0);
+  ASSERT_EQ(members.size(), 3u);
+  EXPECT_EQ(members[0].name, u"a.csc");
+  EXPECT_EQ(members[1].name, u"b.cst");
+  EXPECT_EQ(members[2].name, u"c.csa");
+  ASSERT_EQ(Extract(device(), kArchive, u"\\Restore", nullptr), 0);
+  EXPECT_EQ(ReadFile(u"\\Restore\\a.csc"), "first");
+  EXPECT_EQ(ReadFile(u"\\Restore\\b.cst"), "");
+  EXPECT_EQ(ReadFile(u"\\Restore\\c.csa"), "third");
+}
+
+TEST_F(ArchiveAddFile, MissingNamesAndSources) {
+  WriteFile(kSource, "x");
+  EXPECT_EQ(AddFile(device(), u"", kArchive, kMethodDeflated, nullptr), kArchiveMissingName);
+  EXPECT_EQ(AddFile(device(), kSource, u"", kMethodDeflated, nullptr), kArchiveMissingName);
+  EXPECT_EQ(AddFile(device(), u"\\Temp\\", kArchive, kMethodDeflated, nullptr),
+            kArchiveMissingName);
+  EXPECT_EQ(Extract(device(), u"", u"\\Restore", nullptr), kArchiveMissingName);
+  std::vector<ArchiveMember> members;
+  EXPECT_EQ(ListMembers(device(), u"", &members), kArchiveMissingName);
+
+  EXPECT_EQ(Add(u"\\Temp\\missing.csc"), static_cast<int>(platform::kErrorFileNotFound));
+  EXPECT_FALSE(fs::exists(HostPath(kArchive)));
+  EXPECT_EQ(Extract(device(), kArchive, u"\\Restore", nullptr),
+            static_cast<int>(platform::kErrorFileNotFound));
+}
+
+TEST_F(ArchiveAddFile, StoresTheUtcDateWithTheMonthOneHigher) {
+  WriteFile(u"\\Temp\\march.csc", "m");
+  WriteFile(u"\\Temp\\december.csc", "d");
+  auto& files = temporary_.files();
+  ASSERT_EQ(files.SetLastWriteTime(u"\\Temp\\march.csc", UtcFileTime(2007, 3, 15)),
+            platform::kErrorSuccess);
+  ASSERT_EQ(files.SetLastWriteTime(u"\\Temp\\december.csc", UtcFileTime(2007, 12, 24)),
+            platform::kErrorSuccess);
+  ASSERT_EQ(Add(u"\\Temp\\march.csc"), 0);
+  ASSERT_EQ(Add(u"\\Temp\\december.csc"), 0);
+
+  // Read the headers' DOS dates here rather than through minizip.
+  const std::string bytes = ReadFile(kArchive);
+  const std::size_t central = CentralDirectoryOffset(bytes);
+  const std::size_t second_central = central + 46 + ReadLittleEndian(bytes, central + 28, 2);
+  const std::size_t second_local = ReadLittleEndian(bytes, second_central + 42, 4);
+  const DosDate march{2007, 4, 15, 10, 20, 30};
+  const DosDate december{2007, 13, 24, 10, 20, 30};
+  EXPECT_EQ(DecodeDosDate(bytes, 10), march);
+  EXPECT_EQ(DecodeDosDate(bytes, central + 12), march);
+  EXPECT_EQ(DecodeDosDate(bytes, second_local + 10), december);
+  EXPECT_EQ(DecodeDosDate(bytes, second_central + 12), december);
+
+  std::vector<ArchiveMember> members;
+  ASSERT_EQ(ListMembers(device(), kArchive, &members), 0);
+  ASSERT_EQ(members.size(), 2u);
+  EXPECT_EQ(members[0].date.month, 3);
+  EXPECT_EQ(members[1].date.month, 12);
+
+  ASSERT_EQ(Extract(device(), kArchive, u"\\Restore", nullptr), 0);
+  for (const auto& [path, month, day] : {std::tuple{u"\\Restore\\march.csc", 3, 15},
+                                         std::tuple{u"\\Restore\\december.csc", 12, 24}}) {
+    const platform::SystemTime time = LastWriteTime(path);
+    EXPECT_EQ(time.year, 2007);
+    EXPECT_EQ(time.month, month);
+    EXPECT_EQ(time.day, day);
+    EXPECT_EQ(time.hour, 10);
+    EXPECT_EQ(time.minute, 20);
+    EXPECT_EQ(time.second, 30);
+  }
+}
+
+TEST_F(ArchiveAddFile, KeepsTheFileAttributesAsInternalAttributes) {
+  // A record file is UTF-16LE. Plain ANSI text that deflates is marked as text by zlib, and
+  // minizip then writes 1 in place of the attributes.
+  const std::string record_file("\xFF\xFEN\0a\0m\0e\0\r\0\n\0", 14);
+  WriteFile(u"\\Temp\\deflated.csc", record_file);
+  WriteFile(u"\\Temp\\stored.csc", record_file);
+  WriteFile(u"\\Temp\\ansi.csc", "Name\r\n");
+  WriteFile(u"\\Temp\\ansi_stored.csc", "Name\r\n");
+  ASSERT_EQ(Add(u"\\Temp\\deflated.csc"), 0);
+  ASSERT_EQ(Add(u"\\Temp\\stored.csc", kMethodStored), 0);
+  ASSERT_EQ(Add(u"\\Temp\\ansi.csc"), 0);
+  ASSERT_EQ(Add(u"\\Temp\\ansi_stored.csc", kMethodStored), 0);
+
+  const std::string bytes = ReadFile(kArchive);
+  std::vector<std::uint32_t> internal_attributes;
+  for (std::size_t central = CentralDirectoryOffset(bytes);
+       ReadLittleEndian(bytes, central, 4) == 0x02014b50u;
+       central += 46 + ReadLittleEndian(bytes, central + 28, 2)) {
+    internal_attributes.push_back(ReadLittleEndian(bytes, central + 36, 2));
+    EXPECT_EQ(ReadLittleEndian(bytes, central + 38, 4), 0u);     // external attributes
+    EXPECT_EQ(ReadLittleEndian(bytes, central + 30, 2), 0u);     // extra field
+    EXPECT_EQ(ReadLittleEndian(bytes, central + 32, 2), 0u);     // comment
+    EXPECT_EQ(ReadLittleEndian(bytes, central + 8, 2) & 1, 0u);  // encryption
+  }
+  EXPECT_EQ(internal_attributes, (std::vector<std::uint32_t>{0x20, 0x20, 1, 0x20}));
+
+  std::vector<ArchiveMember> members;
+  ASSERT_EQ(ListMembers(device(), kArchive, &members), 0);
+  ASSERT_EQ(members.size(), 4u);
+  EXPECT_EQ(members[0].internal_attributes, platform::kAttributeArchive);
+}
+
+TEST_F(ArchiveAddFile, StandardUnzipAcceptsTheArchive) {
+  if (std::system("command -v unzip >/dev/null 2>&1") != 0) GTEST_SKIP() << "no unzip on PATH";
+  WriteFile(u"\\Temp\\big.csc", SampleRecords(200000));
+  WriteFile(u"\\Temp\\small.cst", "task;1\r\n");
+  ASSERT_EQ(Add(u"\\Temp\\big.csc"), 0);
+  ASSERT_EQ(Add(u"\\Temp\\small.cst", kMethodStored), 0);
+  const std::string command = "unzip -tq '" + HostPath(kArchive).string() + "' >/dev/null 2>&1";
+  EXPECT_EQ(std::system(command.c_str()), 0);
+}
+
+TEST_F(ArchiveExtract, CorruptOrTruncatedArchiveExtractsNothing) {
+  WriteFile(u"\\Temp\\a.csc", SampleRecords(5000));
+  WriteFile(u"\\Temp\\b.csc", SampleRecords(7000));
+  ASSERT_EQ(Add(u"\\Temp\\a.csc"), 0);
+  ASSERT_EQ(Add(u"\\Temp\\b.csc"), 0);
+  const std::string good = ReadFile(kArchive);
+
+  std::string no_end_record = good;
+  no_end_record.replace(no_end_record.size() - kEndRecordBytes, kEndRecordBytes,
+                        std::string(kEndRecordBytes, '\xEE'));
+  std::string bad_central_header = good;
+  bad_central_header[CentralDirectoryOffset(good)] = 'X';
+  std::string second_header_broken = good;
+  const std::size_t central = CentralDirectoryOffset(good);
+  second_header_broken[central + 46 + ReadLittleEndian(good, central + 28, 2)] = 'X';
+
+  const std::vector<std::pair<const char*, std::string>> damaged_archives = {
+      {"end record overwritten", no_end_record},
+      {"first central header broken", bad_central_header},
+      {"second central header broken", second_header_broken},
+      {"cut in half", good.substr(0, good.size() / 2)},
+      {"end record cut short", good.substr(0, good.size() - 8)},
+      {"end record signature alone", std::string("PK\x05\x06", 4)},
+      {"empty", std::string()}};
+  for (const auto& [damage, bytes] : damaged_archives) {
+    SCOPED_TRACE(damage);
+    WriteFile(kArchive, bytes);
+    std::vector<std::u16string> extracted;
+    EXPECT_NE(Extract(device(), kArchive, u"\\Restore", &extracted), 0);
+    EXPECT_TRUE(extracted.empty());
+    EXPECT_TRUE(TreeOf(HostPath(u"\\Restore")).empty());
+    fs::remove_all(HostPath(u"\\Restore"));
+  }
+}
+
+TEST_F(ArchiveExtract, DamagedMemberRemovesOnlyItsOwnFile) {
+  const fs::path archive = HostPath(kArchive);
+  for (const int method : {kMethodStored, kMethodDeflated}) {
+    SCOPED_TRACE(method);
+    WriteRawArchive(archive, {{"first.csc", "kept", kMethodDeflated},
+                              {"second.csc", SampleRecords(300000), method},
+                              {"third.csc", "never reached", kMethodDeflated}});
+    std::string bytes = ReadFile(kArchive);
+    const std::size_t central = CentralDirectoryOffset(bytes);
+    const std::size_t second_central = central + 46 + ReadLittleEndian(bytes, central + 28, 2);
+    const std::size_t second_local = ReadLittleEndian(bytes, second_central + 42, 4);
+    const std::size_t data = second_local + 30 + ReadLittleEndian(bytes, second_local + 26, 2);
+    const std::size_t packed = ReadLittleEndian(bytes, second_local + 18, 4);
+    bytes.replace(data + packed / 2, 64, std::string(64, '\xA5'));
+    WriteFile(kArchive, bytes);
+
+    std::vector<std::u16string> extracted;
+    const int result = Extract(device(), kArchive, u"\\Restore", &extracted);
+    EXPECT_TRUE(result == Z_DATA_ERROR || result == UNZ_CRCERROR) << result;
+    if (method == kMethodStored) {
+      EXPECT_EQ(result, UNZ_CRCERROR);
+    }
+    EXPECT_EQ(extracted, std::vector<std::u16string>{u"\\Restore\\first.csc"});
+    EXPECT_EQ(TreeOf(HostPath(u"\\Restore")), std::set<std::string>{"first.csc"});
+    EXPECT_EQ(ReadFile(u"\\Restore\\first.csc"), "kept");
+    fs::remove_all(HostPath(u"\\Restore"));
+  }
+}
+
+// "#" in a name below stands for a NUL, patched into both headers after writing.
+TEST_F(ArchiveExtract, RefusesNamesThatLeaveTheFolderBeforeWritingAnything) {
+  fs::create_directories(HostPath(u"\\Restore\\Inner"));
+  const std::set<std::string> before = TreeOf(temporary_.root());
+  for (const std::string name :
+       {"../x", "/etc/x", "a/../../x", "C:x", "\\x", "a\\..\\..\\x", "..", "sub/..", "cut#.csc"}) {
+    SCOPED_TRACE(name);
+    WriteRawArchive(HostPath(u"\\Hostile.qbk"), {{"harmless.csc", "first member", kMethodDeflated},
+                                                 {name, "escaped", kMethodDeflated}});
+    std::string bytes = ReadFile(u"\\Hostile.qbk");
+    std::string with_nul = name;
+    std::replace(with_nul.begin(), with_nul.end(), '#', '\0');
+    for (std::size_t at = bytes.find(name); at != std::string::npos;
+         at = bytes.find(name, at + name.size())) {
+      bytes.replace(at, name.size(), with_nul);
+    }
+    WriteFile(u"\\Hostile.qbk", bytes);
+
+    std::vector<std::u16string> extracted;
+    EXPECT_EQ(Extract(device(), u"\\Hostile.qbk", u"\\Restore\\Inner", &extracted),
+              kArchiveUnsafeMemberName);
+    EXPECT_TRUE(extracted.empty());
+    std::set<std::string> after = TreeOf(temporary_.root());
+    after.erase("Hostile.qbk");
+    EXPECT_EQ(after, before);
+  }
+}
+
+TEST_F(ArchiveExtract, CreatesTheFoldersOfMemberNames) {
+  WriteRawArchive(HostPath(kArchive), {{"sub/dir/f.txt", "deep", kMethodDeflated},
+                                       {"sub\\other\\g.txt", "back", kMethodStored},
+                                       {"empty/", "", kMethodStored}});
+  std::vector<std::u16string> extracted;
+  ASSERT_EQ(Extract(device(), kArchive, u"\\Restore", &extracted), 0);
+  EXPECT_EQ(ReadFile(u"\\Restore\\sub\\dir\\f.txt"), "deep");
+  EXPECT_EQ(ReadFile(u"\\Restore\\sub\\other\\g.txt"), "back");
+  EXPECT_TRUE(fs::is_directory(HostPath(u"\\Restore\\empty")));
+  EXPECT_EQ(extracted.size(), 2u);
+}
+
+TEST_F(ArchiveExtract, DestinationUnderAFileIsRefused) {
+  WriteFile(kSource, "x");
+  ASSERT_EQ(Add(kSource), 0);
+  WriteFile(u"\\Blocker", "a file");
+  EXPECT_EQ(Extract(device(), kArchive, u"\\Blocker\\Restore", nullptr), kArchiveDestinationError);
+}
+
+// The sizes are patched alike in the local and the central header, so that only the data
+// disagrees with them; the CRC still matches the data.
+TEST_F(ArchiveExtract, MemberSizeOtherThanItsHeaderSaysLeavesNoFile) {
+  constexpr std::uint32_t kActualSize = 100000;
+  for (const int method : {kMethodStored, kMethodDeflated}) {
+    for (const auto& [stated_size, expected] :
+         {std::pair{100u, kArchiveMemberTooLarge}, std::pair{kActualSize + 10, Z_DATA_ERROR}}) {
+      SCOPED_TRACE(::testing::Message() << "method " << method << ", stated " << stated_size);
+      WriteRawArchive(HostPath(kArchive), {{"bomb.csc", std::string(kActualSize, 'A'), method}});
+      std::string bytes = ReadFile(kArchive);
+      WriteLittleEndian32(bytes, 22, stated_size);
+      WriteLittleEndian32(bytes, CentralDirectoryOffset(bytes) + 24, stated_size);
+      WriteFile(kArchive, bytes);
+
+      std::vector<ArchiveMember> members;
+      ASSERT_EQ(ListMembers(device(), kArchive, &members), 0);
+      ASSERT_EQ(members.size(), 1u);
+      EXPECT_EQ(members[0].size, stated_size);
+      EXPECT_EQ(Extract(device(), kArchive, u"\\Restore", nullptr), expected);
+      EXPECT_TRUE(TreeOf(HostPath(u"\\Restore")).empty());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kestrav::records
