@@ -1,8 +1,9 @@
 #include "platform/test_support/temporary_device.h"
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -11,9 +12,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Without its folder or its code page no test can stand: stop the whole program.
+[[noreturn]] void Abandon(const char* reason) {
+  std::fprintf(stderr, "temporary device: %s\n", reason);
+  std::abort();
+}
+
 fs::path MakeTemporaryFolder() {
   std::string pattern = (fs::temp_directory_path() / "kestrav-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "cannot create a temporary folder";
+  if (mkdtemp(pattern.data()) == nullptr) Abandon("cannot create a temporary folder");
   return fs::path(pattern);
 }
 
@@ -31,7 +38,7 @@ platform::SystemTime FifteenthOfMarch2007() {
 
 std::unique_ptr<platform::host::IconvCodePage> CodePage1252() {
   auto code_page = platform::host::IconvCodePage::Create(1252);
-  if (!code_page) ADD_FAILURE() << "iconv does not know code page 1252";
+  if (!code_page) Abandon("iconv does not know code page 1252");
   return code_page;
 }
 

@@ -1,6 +1,6 @@
-// A device for tests: a fresh temporary folder holding the device's "\", the real host file
-// system stand-in on it, code page 1252 and a fixed clock standing on 15 March 2007, 10:20:30 UTC
-// with local time one hour ahead. The folder is removed when the object goes.
+// A device for tests and fuzz targets: a fresh temporary folder holding the device's "\", the real
+// host file system stand-in on it, code page 1252 and a fixed clock standing on 15 March 2007,
+// 10:20:30 UTC with local time one hour ahead. The folder is removed when the object goes.
 #pragma once
 
 #include <filesystem>
@@ -25,6 +25,8 @@ class TemporaryDevice {
   platform::host::HostFileSystem& files() { return files_; }
   platform::FixedClock& clock() { return clock_; }
 
+  // The host folder that holds the profile, and nothing else.
+  const std::filesystem::path& folder() const { return folder_; }
   // The host folder of the device's "\".
   const std::filesystem::path& root() const { return root_; }
   // The host path of a device path.
