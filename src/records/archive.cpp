@@ -77,7 +77,7 @@ long SeekArchive(voidpf opaque, voidpf stream, ZPOS64_T offset, int origin) {
                            : origin == ZLIB_FILEFUNC_SEEK_CUR ? platform::SeekOrigin::kCurrent
                                                               : platform::SeekOrigin::kEnd;
   io->last_error = static_cast<platform::File*>(stream)->Seek(static_cast<std::int64_t>(offset),
-                                                               seek_origin, nullptr);
+                                                              seek_origin, nullptr);
   return io->last_error == kErrorSuccess ? 0 : -1;
 }
 
@@ -114,8 +114,8 @@ unzFile OpenForReading(const platform::Device& device, const std::u16string& arc
   *functions = FileFunctions(io);
   unzFile archive = unzOpen2_64(&archive_file, functions);
   if (archive == nullptr) {
-    *error = io->last_error != kErrorSuccess ? static_cast<int>(io->last_error)
-                                             : kArchiveBadGlobalInfo;
+    *error =
+        io->last_error != kErrorSuccess ? static_cast<int>(io->last_error) : kArchiveBadGlobalInfo;
   }
   return archive;
 }
@@ -160,7 +160,8 @@ int ReadMemberInfo(const platform::Device& device, unzFile archive, MemberInfo* 
                                              nullptr, 0, nullptr, 0);
   if (result != UNZ_OK) return result;
   if (member->info.size_filename > kMaxMemberNameBytes) return kArchiveUnsafeMemberName;
-  member->name = device.code_page().ToWide(std::string_view(name.data(), member->info.size_filename));
+  member->name =
+      device.code_page().ToWide(std::string_view(name.data(), member->info.size_filename));
   return UNZ_OK;
 }
 
@@ -241,7 +242,8 @@ ErrorCode CreateMemberFolders(platform::FileSystem& files, const std::u16string&
                               std::u16string_view name) {
   for (std::size_t separator = name.find_first_of(u"\\/"); separator != std::u16string_view::npos;
        separator = name.find_first_of(u"\\/", separator + 1)) {
-    if (const ErrorCode error = files.CreateFolder(folder + std::u16string(name.substr(0, separator)));
+    if (const ErrorCode error =
+            files.CreateFolder(folder + std::u16string(name.substr(0, separator)));
         error != kErrorSuccess) {
       return error;
     }
@@ -417,12 +419,11 @@ int ListMembers(const platform::Device& device, std::u16string_view archive_file
     MemberInfo member;
     result = step != UNZ_OK ? step : ReadMemberInfo(device, archive, &member);
     if (result != 0) break;
-    members->push_back(ArchiveMember{member.name, member.info.uncompressed_size,
-                                     member.info.compressed_size,
-                                     static_cast<int>(member.info.compression_method),
-                                     MemberDate(member.info.tmu_date),
-                                     static_cast<std::uint32_t>(member.info.internal_fa),
-                                     static_cast<std::uint32_t>(member.info.external_fa)});
+    members->push_back(ArchiveMember{
+        member.name, member.info.uncompressed_size, member.info.compressed_size,
+        static_cast<int>(member.info.compression_method), MemberDate(member.info.tmu_date),
+        static_cast<std::uint32_t>(member.info.internal_fa),
+        static_cast<std::uint32_t>(member.info.external_fa)});
   }
   unzClose(archive);
   return result;
@@ -430,15 +431,24 @@ int ListMembers(const platform::Device& device, std::u16string_view archive_file
 
 std::u16string ArchiveErrorText(int code) {
   switch (code) {
-    case 0: return {};
-    case kArchiveDataError: return u"read or write error while copying data";
-    case kArchiveMissingName: return u"a required file name is missing";
-    case kArchiveBadGlobalInfo: return u"not a readable archive";
-    case kArchiveDestinationError: return u"the destination folder cannot be created";
-    case kArchiveUnsafeMemberName: return u"a member's name would place it outside the folder";
-    case kArchiveMemberTooLarge: return u"a member holds more data than its header says";
-    case Z_DATA_ERROR: return u"a member's data is damaged";
-    case UNZ_CRCERROR: return u"a member's checksum does not match its data";
+    case 0:
+      return {};
+    case kArchiveDataError:
+      return u"read or write error while copying data";
+    case kArchiveMissingName:
+      return u"a required file name is missing";
+    case kArchiveBadGlobalInfo:
+      return u"not a readable archive";
+    case kArchiveDestinationError:
+      return u"the destination folder cannot be created";
+    case kArchiveUnsafeMemberName:
+      return u"a member's name would place it outside the folder";
+    case kArchiveMemberTooLarge:
+      return u"a member holds more data than its header says";
+    case Z_DATA_ERROR:
+      return u"a member's data is damaged";
+    case UNZ_CRCERROR:
+      return u"a member's checksum does not match its data";
   }
   if (code > 0) {
     std::u16string text = platform::SystemErrorText(static_cast<platform::ErrorCode>(code));

@@ -3,7 +3,8 @@
 
 namespace kestrav::records::texts {
 
-inline constexpr char16_t kBadHeader[] = u"Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found.";
+inline constexpr char16_t kBadHeader[] =
+    u"Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found.";
 inline constexpr char16_t kBadRecordAtLine[] =
     u"Error (ERROR_CSV_BAD_RECORD) : Bad record found at line %d.";
 inline constexpr char16_t kSystemErrorPrefix[] = u"Error (%d) : ";
