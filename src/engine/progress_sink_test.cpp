@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/format.h"
+#include "engine/testing/recording_sink.h"
 
 namespace kestrav::engine {
 namespace {
@@ -23,29 +23,12 @@ platform::SystemTime TenPastTen() {
   return time;
 }
 
-// A page that writes down what it is told, one line per message.
-class RecordingSink : public ProgressSink {
+// Local time is UTC plus one hour.
+platform::FixedClock fixed_clock{TenPastTen(), 60};
+
+class RecordingSink : public testing::RecordingSink {
  public:
-  RecordingSink() : ProgressSink(clock_storage_) {}
-
-  std::vector<std::u16string> events;
-
- protected:
-  void AddRow(const LogRow& row) override {
-    events.push_back(row.time + (row.icon == LogIcon::kError ? u" ! " : u" ") + row.text +
-                     (row.last ? u" [last]" : u""));
-  }
-  void SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) override {
-    events.push_back(platform::Format(u"item %u/%d", position, upper_bound ? *upper_bound : -1));
-  }
-  void SetOverallProgress(std::uint32_t position,
-                          std::optional<std::uint32_t> upper_bound) override {
-    events.push_back(platform::Format(u"overall %u/%d", position, upper_bound ? *upper_bound : -1));
-  }
-
- private:
-  // Local time is UTC plus one hour.
-  static inline platform::FixedClock clock_storage_{TenPastTen(), 60};
+  RecordingSink() : testing::RecordingSink(fixed_clock) {}
 };
 
 // Runs the job on a worker thread while this thread dispatches, as a front end does.

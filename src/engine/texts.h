@@ -9,6 +9,20 @@ inline constexpr char16_t kBackupCanceled[] = u"Backup has been canceled by user
 inline constexpr char16_t kRestoreCanceled[] = u"Restore has been canceled by user.";
 inline constexpr char16_t kBackupEnded[] = u"Backup ended successfully in ";
 inline constexpr char16_t kRestoreEnded[] = u"Restore ended successfully in ";
+inline constexpr char16_t kStartingBackup[] = u"Starting %s backup...";
+inline constexpr char16_t kStartingRestore[] = u"Starting %s restore...";
+inline constexpr char16_t kAddingToBackupFile[] = u"Adding %s to backup file...";
+inline constexpr char16_t kCouldNotCreateFile[] =
+    u"Coudln't create file '%s' for following reason:";
+inline constexpr char16_t kRecordFileName[] = u"%s%s%.4d%.2d%.2d%s";
+inline constexpr char16_t kNoActionSelected[] = u"No backup/restore action has been selected.";
+inline constexpr char16_t kActionSelectionError[] = u"Action selection error";
+inline constexpr char16_t kNoRestoreType[] = u"No restore type has been selected. Nothing done.";
+inline constexpr char16_t kRestoreError[] = u"Restore error";
+inline constexpr char16_t kArchiveInvalid[] =
+    u"The compressed file \"%s\" is invalid or corrupt, nothing done.";
+inline constexpr char16_t kFileFormatInvalid[] = u"The format of the file \"%s\" is invalid.";
+inline constexpr char16_t kPimRestoreError[] = u"PIM restore error";
 inline constexpr char16_t kElapsedTime[] = u"%.2d:%.2d:%.2d.%.3d";
 inline constexpr char16_t kRowTime[] = u"%.2d:%.2d:%.2d";
 inline constexpr char16_t kCount[] = u"%d";

@@ -29,7 +29,13 @@ class AnsiCodePage {
   virtual std::string ToAnsi(std::u16string_view text) const = 0;
 };
 
-// Lower-case ASCII letters of a UTF-16 text; other characters stay as they are.
-std::u16string AsciiLower(std::u16string_view text);
+// The letter in lower case when it is an ASCII capital, else the unit itself.
+constexpr char16_t AsciiLower(char16_t unit) {
+  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;
+}
+
+// Equality of texts that does not regard the case of ASCII letters, as the device compares
+// file names and extensions.
+bool EqualsIgnoringAsciiCase(std::u16string_view a, std::u16string_view b);
 
 }  // namespace kestrav::platform

@@ -84,11 +84,9 @@ FileTime ToFileTime(const struct timespec& time) {
 bool MatchesWildcard(std::u16string_view pattern, std::u16string_view name) {
   // Iterative "*" matching with one back-tracking point: linear for the patterns in use.
   size_t p = 0, n = 0, star = std::u16string_view::npos, resume = 0;
-  auto lower = [](char16_t unit) {
-    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;
-  };
   while (n < name.size()) {
-    if (p < pattern.size() && (pattern[p] == u'?' || lower(pattern[p]) == lower(name[n]))) {
+    if (p < pattern.size() &&
+        (pattern[p] == u'?' || AsciiLower(pattern[p]) == AsciiLower(name[n]))) {
       ++p;
       ++n;
     } else if (p < pattern.size() && pattern[p] == u'*') {

@@ -1,0 +1,45 @@
+// BackupJob: one backup or restore run, as the front end fills it and the job thread reads it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/item_kind.h"
+#include "engine/kind_worker.h"
+#include "engine/progress_sink.h"
+#include "platform/device.h"
+
+namespace kestrav::engine {
+
+struct BackupJob {
+  ProgressSink* sink = nullptr;  // the status page that receives the job's reports
+  CancelFlag* cancel = nullptr;  // set by the front end to cancel; read between kinds and items
+  std::u16string archive_file;   // the archive to create or add to
+  std::vector<ItemKind> kinds;   // in the order they are processed
+  char16_t separator = u';';     // the record files' column separator
+  int compression_method = 8;    // 8 deflated, 0 stored
+  int messages_option = 0;       // passed to the messages worker unchanged
+  // A restore's prepared workers, one a kind, in order (see restore_pass.h).
+  std::vector<std::unique_ptr<KindWorker>> restore_workers;
+  // The files extracted for those workers, removed once the pass has run.
+  std::vector<std::u16string> extracted_files;
+  // Called at the very end of a restore pass, so the front end can give back its buttons.
+  std::function<void()> job_finished;
+};
+
+// The record file of a kind in the device's temporary folder, named by the local date:
+// "<temp>contacts_20070315.csc". Two backups on one day reuse the same names.
+std::u16string MakeRecordFileName(const platform::Device& device, ItemKind kind);
+
+// The per-kind step shared by both passes, chosen by the worker's operation code: a backup
+// opens a fresh record file and runs the kind's backup into it; a restore runs the kind's
+// restore from its record file.
+void StartKind(const platform::Device& device, KindWorker& worker);
+
+// The backup pass: every kind of the job to its record file, each file added to the archive and
+// deleted; a canceled backup leaves no archive behind.
+void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerFactory& factory);
+
+}  // namespace kestrav::engine

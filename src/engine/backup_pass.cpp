@@ -1,0 +1,92 @@
+#include "engine/backup_job.h"
+#include "engine/status_text.h"
+#include "engine/texts.h"
+#include "platform/format.h"
+#include "records/archive.h"
+
+namespace kestrav::engine {
+namespace {
+
+// Record files are opened with read and write sharing.
+constexpr std::uint32_t kRecordFileShareMode = 3;
+
+bool IsBackupOperation(int operation) {
+  const std::optional<ItemKind> kind = KindOfOperation(operation);
+  return kind && KindInfo(*kind).backup_operation == operation;
+}
+
+}  // namespace
+
+std::u16string MakeRecordFileName(const platform::Device& device, ItemKind kind) {
+  const platform::SystemTime today = device.clock().LocalTime();
+  const ItemKindInfo& info = KindInfo(kind);
+  return platform::Format(texts::kRecordFileName,
+                          platform::WithTrailingSeparator(device.files().TempFolder()),
+                          info.file_prefix, today.year, today.month, today.day, info.extension);
+}
+
+void StartKind(const platform::Device& device, KindWorker& worker) {
+  const std::optional<ItemKind> kind = KindOfOperation(worker.operation);
+  if (!kind) return;
+  const std::u16string_view word = KindInfo(*kind).word;
+  if (!IsBackupOperation(worker.operation)) {
+    SendLog(worker.sink, platform::Format(texts::kStartingRestore, word), LogIcon::kInformation);
+    worker.Restore();
+    worker.EndRestore();
+    return;
+  }
+  SendLog(worker.sink, platform::Format(texts::kStartingBackup, word), LogIcon::kInformation);
+  platform::FileSystem& files = device.files();
+  // A file left by an earlier backup of the same day goes first.
+  if (files.FileExists(worker.record_file)) files.DeleteFile(worker.record_file);
+  records::CsvRecordFile file(device, worker.separator);
+  if (!file.Open(worker.record_file, kRecordFileShareMode)) {
+    SendLog(worker.sink, platform::Format(texts::kCouldNotCreateFile, worker.record_file),
+            LogIcon::kError);
+    SendLog(worker.sink, file.ErrorText(), LogIcon::kError);
+    return;
+  }
+  worker.Backup(file);
+  file.Close();
+  if (worker.Canceled()) files.DeleteFile(worker.record_file);
+}
+
+void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerFactory& factory) {
+  const std::uint32_t start = device.clock().TickCount();
+  auto canceled = [&] { return job.cancel != nullptr && job.cancel->load() != 0; };
+  PostProgress(job.sink, 0, static_cast<std::uint32_t>(job.kinds.size()), true);
+  for (std::size_t index = 0; index < job.kinds.size(); ++index) {
+    const ItemKind kind = job.kinds[index];
+    std::unique_ptr<KindWorker> worker = factory(kind);
+    if (worker) {
+      worker->record_file = MakeRecordFileName(device, kind);
+      worker->cancel = job.cancel;
+      worker->sink = job.sink;
+      worker->separator = job.separator;
+      worker->operation = KindInfo(kind).backup_operation;
+      worker->messages_option = job.messages_option;
+      StartKind(device, *worker);
+      if (!canceled()) {
+        PostLog(job.sink, platform::Format(texts::kAddingToBackupFile, KindInfo(kind).word),
+                LogIcon::kInformation);
+        // A failed addition is not reported: the kind's own lines have told what it did.
+        records::AddFile(device, worker->record_file, job.archive_file, job.compression_method,
+                         [&job](std::uint32_t position, std::uint32_t upper_bound) {
+                           PostProgress(job.sink, position, upper_bound, false);
+                         });
+      }
+      device.files().DeleteFile(worker->record_file);
+    }
+    PostProgress(job.sink, static_cast<std::uint32_t>(index), 0, true);
+  }
+  const std::uint32_t end = device.clock().TickCount();
+  if (canceled()) {
+    if (device.files().FileExists(job.archive_file)) device.files().DeleteFile(job.archive_file);
+    PostLog(job.sink, texts::kBackupCanceled, LogIcon::kError, true);
+  } else {
+    PostLog(job.sink, texts::kBackupEnded + ElapsedTimeText(start, end), LogIcon::kInformation,
+            true);
+  }
+}
+
+}  // namespace kestrav::engine

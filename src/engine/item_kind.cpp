@@ -1,0 +1,49 @@
+#include "engine/item_kind.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/text.h"
+
+namespace kestrav::engine {
+namespace {
+
+constexpr std::array<ItemKindInfo, 6> kKinds = {{
+    {ItemKind::kContacts, u"Contacts", u"contacts", u".csc", u"contacts_", u"cbckpfile",
+     u"Contacts Backup", 0, 1},
+    {ItemKind::kAppointments, u"Appointments", u"appointments", u".csa", u"appts_", u"abckpfile",
+     u"Appointments Backup", 6, 7},
+    {ItemKind::kTasks, u"Tasks", u"tasks", u".cst", u"tasks_", u"tbckpfile", u"Tasks Backup", 4, 5},
+    {ItemKind::kCallLogs, u"Call logs", u"call logs", u".csl", u"clogs_", u"lbckpfile",
+     u"Call Logs Backup", 8, 9},
+    {ItemKind::kSpeedDials, u"Speed dials", u"speed dials", u".csd", u"speeddials_", u"dbckpfile",
+     u"Dials Backup", 2, 3},
+    {ItemKind::kMessages, u"Messages", u"messages", u".csm", u"msgs_", u"mbckpfile",
+     u"Messages Backup", 15, 16},
+}};
+
+}  // namespace
+
+std::span<const ItemKindInfo> AllItemKinds() {
+  return kKinds;
+}
+
+const ItemKindInfo& KindInfo(ItemKind kind) {
+  return *std::ranges::find(kKinds, kind, &ItemKindInfo::kind);
+}
+
+std::optional<ItemKind> KindOfExtension(std::u16string_view extension) {
+  for (const ItemKindInfo& info : kKinds) {
+    if (platform::EqualsIgnoringAsciiCase(info.extension, extension)) return info.kind;
+  }
+  return std::nullopt;
+}
+
+std::optional<ItemKind> KindOfOperation(int operation) {
+  for (const ItemKindInfo& info : kKinds) {
+    if (info.backup_operation == operation || info.restore_operation == operation) return info.kind;
+  }
+  return std::nullopt;
+}
+
+}  // namespace kestrav::engine

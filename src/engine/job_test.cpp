@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+
+#include "engine/backup_job.h"
+#include "engine/restore_pass.h"
+#include "engine/testing/recording_sink.h"
+#include "platform/format.h"
+#include "platform/test_support/temporary_device.h"
+#include "records/archive.h"
+
+namespace kestrav::engine {
+namespace {
+
+using kestrav::testing::TemporaryDevice;
+
+// A kind that backs up a fixed number of records and restores by reading its file back, logging
+// as a kind does. It can raise the job's cancel flag after a given record.
+class CountingWorker : public KindWorker {
+ public:
+  CountingWorker(int records, int cancel_after, std::vector<std::u16string>* restored)
+      : records_(records), cancel_after_(cancel_after), restored_(restored) {}
+
+  void Backup(records::CsvRecordFile& file) override {
+    file.WriteRecord({u"Name", u"Number"});
+    for (int i = 0; i < records_ && !Canceled(); ++i) {
+      file.WriteRecord({platform::Format(u"record %d", i), u"0"});
+      SendLog(sink, platform::Format(u"%d saved.", i + 1), LogIcon::kInformation);
+      if (i + 1 == cancel_after_) cancel->store(1);
+    }
+  }
+
+  void Restore() override {
+    restored_->push_back(record_file);
+    SendLog(sink, platform::Format(u"mode %d", static_cast<int>(mode)), LogIcon::kInformation);
+  }
+
+ private:
+  int records_;
+  int cancel_after_;
+  std::vector<std::u16string>* restored_;
+};
+
+class JobTest : public ::testing::Test {
+ protected:
+  // Runs the backup on this thread; the sink is dispatched afterwards, in order.
+  void Backup(std::vector<ItemKind> kinds) {
+    job_.kinds = std::move(kinds);
+    RunBackup(device_.device(), job_, Factory());
+    sink_.DispatchPending();
+  }
+
+  BackupJob MakeJob() {
+    BackupJob job;
+    job.sink = &sink_;
+    job.cancel = &cancel_;
+    job.archive_file = u"\\Kestrav_20070315.qbk";
+    return job;
+  }
+
+  KindWorkerFactory Factory() {
+    return [this](ItemKind kind) -> std::unique_ptr<KindWorker> {
+      if (kind == ItemKind::kMessages) return nullptr;
+      return std::make_unique<CountingWorker>(2, cancel_after_[kind], &restored_);
+    };
+  }
+
+  std::vector<std::u16string> MemberNames() {
+    std::vector<records::ArchiveMember> members;
+    records::ListMembers(device_.device(), job_.archive_file, &members);
+    std::vector<std::u16string> names;
+    for (const auto& member : members) names.push_back(member.name);
+    return names;
+  }
+
+  TemporaryDevice device_;
+  testing::RecordingSink sink_{device_.clock()};
+  CancelFlag cancel_ = 0;
+  BackupJob job_ = MakeJob();
+  std::map<ItemKind, int> cancel_after_;
+  std::vector<std::u16string> restored_;
+};
+
+TEST_F(JobTest, BackupWritesEachKindToTheArchiveAndCleansUp) {
+  // A file of the same name left by an earlier backup that day is replaced, not overwritten.
+  device_.WriteFile(u"\\Temp\\clogs_20070315.csl", std::string(4096, 'x'));
+  Backup({ItemKind::kContacts, ItemKind::kMessages, ItemKind::kCallLogs});
+  EXPECT_EQ(sink_.Rows(), (std::vector<std::u16string>{
+                              u"Starting contacts backup...",
+                              u"1 saved.",
+                              u"2 saved.",
+                              u"Adding contacts to backup file...",
+                              u"Starting call logs backup...",
+                              u"1 saved.",
+                              u"2 saved.",
+                              u"Adding call logs to backup file...",
+                              u"Backup ended successfully in 00:00:00.000 [last]",
+                          }));
+  EXPECT_EQ(sink_.events.front(), u"overall 0/3");
+  EXPECT_EQ(MemberNames(),
+            (std::vector<std::u16string>{u"contacts_20070315.csc", u"clogs_20070315.csl"}));
+  EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
+
+  std::vector<std::u16string> extracted;
+  ASSERT_EQ(records::Extract(device_.device(), job_.archive_file, u"\\Out", &extracted), 0);
+  const std::string call_logs = device_.ReadFile(u"\\Out\\clogs_20070315.csl");
+  EXPECT_EQ(call_logs.substr(0, 4), std::string("\xFF\xFEN\0", 4));
+  EXPECT_EQ(call_logs.size(),
+            2 + 2 * std::u16string(u"Name;Number\r\nrecord 0;0\r\nrecord 1;0\r\n").size());
+}
+
+TEST_F(JobTest, BackupWithoutKindsEndsAtOnce) {
+  Backup({});
+  EXPECT_EQ(sink_.events, (std::vector<std::u16string>{
+                              u"overall 0/-1",
+                              u"11:20:30 Backup ended successfully in 00:00:00.000 [last]",
+                          }));
+  EXPECT_FALSE(device_.files().Exists(job_.archive_file));
+}
+
+TEST_F(JobTest, CanceledBackupLeavesNoArchiveAndNoRecordFile) {
+  cancel_after_[ItemKind::kTasks] = 1;
+  Backup({ItemKind::kContacts, ItemKind::kCallLogs, ItemKind::kTasks, ItemKind::kSpeedDials});
+  const std::vector<std::u16string> rows = sink_.Rows();
+  EXPECT_EQ(rows[rows.size() - 4], u"Starting tasks backup...");
+  EXPECT_EQ(rows[rows.size() - 3], u"1 saved.");
+  EXPECT_EQ(rows[rows.size() - 2], u"Starting speed dials backup...");
+  EXPECT_EQ(sink_.events.back(), u"11:20:30 ! Backup has been canceled by user. [last]");
+  EXPECT_FALSE(device_.files().Exists(job_.archive_file));
+  EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
+}
+
+TEST_F(JobTest, KindWhoseFileCannotBeCreatedIsSkipped) {
+  std::filesystem::remove_all(device_.HostPath(u"\\Temp"));
+  Backup({ItemKind::kContacts});
+  EXPECT_EQ(sink_.Rows(), (std::vector<std::u16string>{
+                              u"Starting contacts backup...",
+                              u"! Coudln't create file '\\Temp\\contacts_20070315.csc' for "
+                              u"following reason:",
+                              u"! Error (3) : The system cannot find the path specified.",
+                              u"Adding contacts to backup file...",
+                              u"Backup ended successfully in 00:00:00.000 [last]",
+                          }));
+}
+
+TEST_F(JobTest, RestorePreparationRefusals) {
+  const std::vector<RestoreEntry> entries = {{ItemKind::kContacts, u"\\a.csc"}};
+  std::optional<RestoreRefusal> refusal =
+      PrepareRestore(device_.device(), job_, {}, entries, Factory());
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->text, u"No backup/restore action has been selected.");
+  EXPECT_EQ(refusal->title, u"Action selection error");
+
+  refusal = PrepareRestore(device_.device(), job_, {ItemKind::kTasks}, entries, Factory());
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->text, u"No restore type has been selected. Nothing done.");
+  EXPECT_EQ(refusal->title, u"Restore error");
+
+  device_.WriteFile(u"\\broken.qbk", "PK\x03\x04 not an archive");
+  refusal = PrepareRestore(
+      device_.device(), job_, {ItemKind::kContacts, ItemKind::kTasks},
+      {{ItemKind::kContacts, u"\\a.csc"}, {ItemKind::kTasks, u"\\broken.qbk", true}}, Factory());
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->text,
+            u"The compressed file \"\\broken.qbk\" is invalid or corrupt, nothing done.");
+  EXPECT_EQ(refusal->title, u"Restore error");
+  EXPECT_TRUE(job_.restore_workers.empty());
+
+  EXPECT_EQ(InvalidFileFormat(u"\\x.txt").text, u"The format of the file \"\\x.txt\" is invalid.");
+  EXPECT_EQ(InvalidFileFormat(u"\\x.txt").title, u"PIM restore error");
+}
+
+TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
+  Backup({ItemKind::kContacts, ItemKind::kCallLogs});
+  sink_.events.clear();
+  bool finished = false;
+  job_.job_finished = [&] { finished = true; };
+  ASSERT_FALSE(
+      PrepareRestore(device_.device(), job_, {ItemKind::kCallLogs, ItemKind::kContacts},
+                     {{ItemKind::kContacts, job_.archive_file, true, RestoreMode::kAddOnlyNew},
+                      {ItemKind::kCallLogs, job_.archive_file, true}},
+                     Factory()));
+  ASSERT_EQ(job_.restore_workers.size(), 2u);
+  RunRestore(device_.device(), job_);
+  sink_.DispatchPending();
+  EXPECT_EQ(restored_, (std::vector<std::u16string>{u"\\Temp\\contacts_20070315.csc",
+                                                    u"\\Temp\\clogs_20070315.csl"}));
+  EXPECT_EQ(sink_.Rows(), (std::vector<std::u16string>{
+                              u"Starting contacts restore...",
+                              u"mode 1",
+                              u"Starting call logs restore...",
+                              u"mode 0",
+                              u"Restore ended successfully in 00:00:00.000 [last]",
+                          }));
+  EXPECT_TRUE(finished);
+  EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
+}
+
+TEST(ItemKind, TableAndLookups) {
+  EXPECT_EQ(AllItemKinds().size(), 6u);
+  EXPECT_EQ(KindInfo(ItemKind::kSpeedDials).file_type_description, u"Dials Backup");
+  EXPECT_EQ(KindOfExtension(u".CSL"), ItemKind::kCallLogs);
+  EXPECT_EQ(KindOfExtension(u".qbk"), std::nullopt);
+  EXPECT_EQ(KindOfOperation(16), ItemKind::kMessages);
+  EXPECT_EQ(KindOfOperation(10), std::nullopt);
+}
+
+}  // namespace
+}  // namespace kestrav::engine

@@ -1,0 +1,51 @@
+// KindWorker: the object that backs up or restores one kind, owned by the engine for the length
+// of that kind's pass. Its common part is what every kind needs from the job; each kind derives
+// its own class with the kind's logic.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "engine/item_kind.h"
+#include "engine/progress_sink.h"
+#include "records/record_file.h"
+
+namespace kestrav::engine {
+
+// How restored items meet the items already on the device. Each kind says which it offers.
+enum class RestoreMode : int {
+  kDeleteAllFirst = 0,
+  kAddOnlyNew = 1,
+  kAddNewAndUpdate = 2,
+  kAllowDuplicates = 3,
+};
+
+class KindWorker {
+ public:
+  virtual ~KindWorker() = default;
+
+  // The kind's backup: writes its header and records to the open record file, reporting each
+  // record through SendLog and checking the cancel flag between records.
+  virtual void Backup(records::CsvRecordFile& file) = 0;
+  // The kind's restore from record_file under mode.
+  virtual void Restore() = 0;
+  // Called once the restore has run.
+  virtual void EndRestore() {}
+
+  bool Canceled() const { return cancel != nullptr && cancel->load() != 0; }
+
+  CancelFlag* cancel = nullptr;
+  int operation = 0;
+  ProgressSink* sink = nullptr;
+  char16_t separator = u';';
+  std::u16string record_file;
+  RestoreMode mode = RestoreMode::kDeleteAllFirst;
+  int messages_option = 0;
+};
+
+// Builds the worker of a kind; null for a kind this build has no worker for.
+using KindWorkerFactory = std::function<std::unique_ptr<KindWorker>(ItemKind kind)>;
+
+}  // namespace kestrav::engine

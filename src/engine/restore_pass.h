@@ -1,0 +1,46 @@
+// The restore pass and the checks before it starts.
+//
+// The front end hands over the kinds the user checked and the restore entries it found (a
+// record file, or an archive member, each with its kind and mode). Preparation prunes the
+// entries to the checked kinds, extracts archives into the device's temporary folder and builds
+// one worker per entry; if any of that fails, nothing starts and the front end shows the
+// message. The files extracted for a restore are removed once its pass has run: the archive
+// still holds them, and the temporary folder should not keep a copy of the user's data.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/backup_job.h"
+
+namespace kestrav::engine {
+
+struct RestoreEntry {
+  ItemKind kind;
+  std::u16string file;  // the record file, or the archive that holds it
+  bool from_archive = false;
+  RestoreMode mode = RestoreMode::kDeleteAllFirst;
+};
+
+// A message box the front end shows instead of starting the job.
+struct RestoreRefusal {
+  std::u16string text;
+  std::u16string title;
+};
+
+// Fills job.restore_workers from the entries; returns the refusal when the job may not start
+// (and then leaves no worker behind). A kind the factory has no worker for is passed over: the
+// front ends refuse such kinds before they get here.
+std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, BackupJob& job,
+                                             const std::vector<ItemKind>& checked_kinds,
+                                             std::vector<RestoreEntry> entries,
+                                             const KindWorkerFactory& factory);
+
+// Runs the prepared workers in turn, reports the end and calls job.job_finished.
+void RunRestore(const platform::Device& device, BackupJob& job);
+
+// The message for a file handed to a restore that is not a valid archive.
+RestoreRefusal InvalidFileFormat(std::u16string_view file);
+
+}  // namespace kestrav::engine
