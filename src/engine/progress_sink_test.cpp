@@ -8,23 +8,13 @@
 #include <vector>
 
 #include "engine/testing/recording_sink.h"
+#include "platform/test_support/temporary_device.h"
 
 namespace kestrav::engine {
 namespace {
 
-platform::SystemTime TenPastTen() {
-  platform::SystemTime time;
-  time.year = 2007;
-  time.month = 3;
-  time.day = 15;
-  time.hour = 10;
-  time.minute = 20;
-  time.second = 30;
-  return time;
-}
-
 // Local time is UTC plus one hour.
-platform::FixedClock fixed_clock{TenPastTen(), 60};
+platform::FixedClock fixed_clock{kestrav::testing::FifteenthOfMarch2007(), 60};
 
 class RecordingSink : public testing::RecordingSink {
  public:

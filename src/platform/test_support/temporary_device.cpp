@@ -24,6 +24,14 @@ fs::path MakeTemporaryFolder() {
   return fs::path(pattern);
 }
 
+std::unique_ptr<platform::host::IconvCodePage> CodePage1252() {
+  auto code_page = platform::host::IconvCodePage::Create(1252);
+  if (!code_page) Abandon("iconv does not know code page 1252");
+  return code_page;
+}
+
+}  // namespace
+
 platform::SystemTime FifteenthOfMarch2007() {
   platform::SystemTime time;
   time.year = 2007;
@@ -35,14 +43,6 @@ platform::SystemTime FifteenthOfMarch2007() {
   time.second = 30;
   return time;
 }
-
-std::unique_ptr<platform::host::IconvCodePage> CodePage1252() {
-  auto code_page = platform::host::IconvCodePage::Create(1252);
-  if (!code_page) Abandon("iconv does not know code page 1252");
-  return code_page;
-}
-
-}  // namespace
 
 TemporaryFolder::TemporaryFolder() : path_(MakeTemporaryFolder()) {}
 

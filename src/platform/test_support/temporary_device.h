@@ -14,6 +14,9 @@
 
 namespace kestrav::testing {
 
+// 15 March 2007, 10:20:30 UTC: the day the tests stand on.
+platform::SystemTime FifteenthOfMarch2007();
+
 class TemporaryDevice {
  public:
   TemporaryDevice();
