@@ -44,6 +44,12 @@ std::u16string SystemErrorText(ErrorCode code) {
       return u"Cannot create a file when that file already exists.";
     case kErrorFilenameTooLong:
       return u"The filename or extension is too long.";
+    case kErrorMoreData:
+      return u"More data is available.";
+    case kErrorNoMoreItems:
+      return u"No more data is available.";
+    case kErrorBadPathname:
+      return u"The specified path is invalid.";
     case kErrorDirectory:
       return u"The directory name is invalid.";
   }

@@ -27,7 +27,10 @@ inline constexpr ErrorCode kErrorDiskFull = 112;
 inline constexpr ErrorCode kErrorInvalidName = 123;
 inline constexpr ErrorCode kErrorDirectoryNotEmpty = 145;
 inline constexpr ErrorCode kErrorAlreadyExists = 183;
+inline constexpr ErrorCode kErrorBadPathname = 161;
 inline constexpr ErrorCode kErrorFilenameTooLong = 206;
+inline constexpr ErrorCode kErrorMoreData = 234;
+inline constexpr ErrorCode kErrorNoMoreItems = 259;
 inline constexpr ErrorCode kErrorDirectory = 267;
 
 // The message text of a code, without a line end; empty for a code the table does not hold.

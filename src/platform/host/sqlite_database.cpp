@@ -1,0 +1,137 @@
+#include "platform/host/sqlite_database.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+constexpr int kBusyTimeoutMilliseconds = 10'000;
+
+}  // namespace
+
+SqliteStatement& SqliteStatement::Bind(int index, std::int64_t value) {
+  if (statement_ && sqlite3_bind_int64(statement_.get(), index, value) != SQLITE_OK) failed_ = true;
+  return *this;
+}
+
+SqliteStatement& SqliteStatement::Bind(int index, double value) {
+  if (statement_ && sqlite3_bind_double(statement_.get(), index, value) != SQLITE_OK)
+    failed_ = true;
+  return *this;
+}
+
+SqliteStatement& SqliteStatement::Bind(int index, std::u16string_view text) {
+  if (statement_ && sqlite3_bind_text16(statement_.get(), index, text.data(),
+                                        static_cast<int>(text.size() * sizeof(char16_t)),
+                                        SQLITE_TRANSIENT) != SQLITE_OK) {
+    failed_ = true;
+  }
+  return *this;
+}
+
+SqliteStatement& SqliteStatement::Bind(int index, const std::vector<std::uint8_t>& bytes) {
+  // A zero-length blob stays a blob, not a null.
+  if (statement_ &&
+      sqlite3_bind_blob(statement_.get(), index,
+                        bytes.empty() ? static_cast<const void*>("") : bytes.data(),
+                        static_cast<int>(bytes.size()), SQLITE_TRANSIENT) != SQLITE_OK) {
+    failed_ = true;
+  }
+  return *this;
+}
+
+SqliteStatement& SqliteStatement::BindNull(int index) {
+  if (statement_ && sqlite3_bind_null(statement_.get(), index) != SQLITE_OK) failed_ = true;
+  return *this;
+}
+
+bool SqliteStatement::Step() {
+  if (!statement_ || failed_) {
+    failed_ = true;
+    return false;
+  }
+  const int result = sqlite3_step(statement_.get());
+  if (result == SQLITE_ROW) return true;
+  if (result != SQLITE_DONE) failed_ = true;
+  return false;
+}
+
+bool SqliteStatement::Run() {
+  while (Step()) {
+  }
+  return !failed_;
+}
+
+void SqliteStatement::Reset() {
+  if (!statement_) return;
+  sqlite3_reset(statement_.get());
+  sqlite3_clear_bindings(statement_.get());
+  failed_ = false;
+}
+
+std::int64_t SqliteStatement::Integer(int column) const {
+  return sqlite3_column_int64(statement_.get(), column);
+}
+
+double SqliteStatement::Real(int column) const {
+  return sqlite3_column_double(statement_.get(), column);
+}
+
+std::u16string SqliteStatement::Text(int column) const {
+  const auto* text = static_cast<const char16_t*>(sqlite3_column_text16(statement_.get(), column));
+  const int bytes = sqlite3_column_bytes16(statement_.get(), column);
+  return text == nullptr ? std::u16string() : std::u16string(text, bytes / sizeof(char16_t));
+}
+
+std::vector<std::uint8_t> SqliteStatement::Bytes(int column) const {
+  const auto* data =
+      static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_.get(), column));
+  const int size = sqlite3_column_bytes(statement_.get(), column);
+  return data == nullptr ? std::vector<std::uint8_t>()
+                         : std::vector<std::uint8_t>(data, data + size);
+}
+
+bool SqliteStatement::IsNull(int column) const {
+  return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+}
+
+std::unique_ptr<SqliteDatabase> SqliteDatabase::Open(const std::filesystem::path& file,
+                                                     bool create) {
+  sqlite3* handle = nullptr;
+  const int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0);
+  if (sqlite3_open_v2(file.c_str(), &handle, flags, nullptr) != SQLITE_OK) {
+    sqlite3_close_v2(handle);
+    return nullptr;
+  }
+  sqlite3_busy_timeout(handle, kBusyTimeoutMilliseconds);
+  std::unique_ptr<SqliteDatabase> database(new SqliteDatabase(handle));
+  database->Execute("PRAGMA foreign_keys = ON");
+  return database;
+}
+
+bool SqliteDatabase::Execute(std::string_view sql) {
+  const std::string text(sql);
+  return sqlite3_exec(database_.get(), text.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+SqliteStatement SqliteDatabase::Prepare(std::string_view sql) {
+  sqlite3_stmt* statement = nullptr;
+  if (sqlite3_prepare_v2(database_.get(), sql.data(), static_cast<int>(sql.size()), &statement,
+                         nullptr) != SQLITE_OK) {
+    sqlite3_finalize(statement);
+    return SqliteStatement();
+  }
+  return SqliteStatement(statement);
+}
+
+std::int64_t SqliteDatabase::LastInsertId() const {
+  return sqlite3_last_insert_rowid(database_.get());
+}
+
+int SqliteDatabase::Changes() const {
+  return sqlite3_changes(database_.get());
+}
+
+std::string SqliteDatabase::ErrorMessage() const {
+  return sqlite3_errmsg(database_.get());
+}
+
+}  // namespace kestrav::platform::host

@@ -1,0 +1,240 @@
+#include "platform/host/sqlite_registry.h"
+
+#include <cstring>
+
+#include "platform/text.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+constexpr char kSchema[] = R"sql(
+CREATE TABLE IF NOT EXISTS registry_keys (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  parent INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  folded_name TEXT NOT NULL,
+  UNIQUE (parent, folded_name));
+CREATE TABLE IF NOT EXISTS registry_values (
+  key_id INTEGER NOT NULL REFERENCES registry_keys(id) ON DELETE CASCADE,
+  name TEXT NOT NULL,
+  folded_name TEXT NOT NULL,
+  type INTEGER NOT NULL,
+  data BLOB NOT NULL,
+  PRIMARY KEY (key_id, folded_name));
+)sql";
+
+// Names compare without regard to the case of ASCII letters: the folded name is what is looked up.
+std::u16string Folded(std::u16string_view name) {
+  std::u16string folded(name);
+  for (char16_t& unit : folded) unit = AsciiLower(unit);
+  return folded;
+}
+
+bool IsRoot(RegistryKey key) {
+  return key == kHkeyClassesRoot || key == kHkeyCurrentUser || key == kHkeyLocalMachine;
+}
+
+// Roots are stored as keys under parent 0 named by their handle value.
+std::u16string RootName(RegistryKey key) {
+  return FromUtf8(std::to_string(key));
+}
+
+}  // namespace
+
+std::unique_ptr<SqliteRegistry> SqliteRegistry::Open(const std::filesystem::path& file,
+                                                     bool create) {
+  std::unique_ptr<SqliteDatabase> database = SqliteDatabase::Open(file, create);
+  if (!database || !database->Execute(kSchema)) return nullptr;
+  for (RegistryKey root : {kHkeyClassesRoot, kHkeyCurrentUser, kHkeyLocalMachine}) {
+    const std::u16string name = RootName(root);
+    database
+        ->Prepare(
+            "INSERT OR IGNORE INTO registry_keys (parent, name, folded_name) VALUES (0, ?, ?)")
+        .Bind(1, name)
+        .Bind(2, name)
+        .Run();
+  }
+  return std::unique_ptr<SqliteRegistry>(new SqliteRegistry(std::move(database)));
+}
+
+SqliteRegistry::SqliteRegistry(std::unique_ptr<SqliteDatabase> database)
+    : database_(std::move(database)) {}
+
+bool SqliteRegistry::KeyExists(std::int64_t key_id) {
+  SqliteStatement statement = database_->Prepare("SELECT 1 FROM registry_keys WHERE id = ?");
+  return statement.Bind(1, key_id).Step();
+}
+
+ErrorCode SqliteRegistry::Resolve(RegistryKey key, bool for_writing, std::int64_t* key_id) {
+  if (IsRoot(key)) {
+    SqliteStatement statement =
+        database_->Prepare("SELECT id FROM registry_keys WHERE parent = 0 AND folded_name = ?");
+    if (!statement.Bind(1, RootName(key)).Step()) return kErrorInvalidHandle;
+    *key_id = statement.Integer(0);
+    return kErrorSuccess;
+  }
+  const auto handle = handles_.find(key);
+  if (handle == handles_.end() || !KeyExists(handle->second.key_id)) return kErrorInvalidHandle;
+  if (for_writing && !handle->second.writable) return kErrorAccessDenied;
+  *key_id = handle->second.key_id;
+  return kErrorSuccess;
+}
+
+ErrorCode SqliteRegistry::Walk(std::int64_t from, std::u16string_view path, bool create,
+                               std::int64_t* key_id) {
+  std::int64_t current = from;
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    std::size_t end = path.find(u'\\', start);
+    if (end == std::u16string_view::npos) end = path.size();
+    const std::u16string_view part = path.substr(start, end - start);
+    start = end + 1;
+    if (part.empty()) continue;
+    SqliteStatement find =
+        database_->Prepare("SELECT id FROM registry_keys WHERE parent = ? AND folded_name = ?");
+    if (find.Bind(1, current).Bind(2, Folded(part)).Step()) {
+      current = find.Integer(0);
+      continue;
+    }
+    if (find.Failed()) return kErrorGenFailure;
+    if (!create) return kErrorFileNotFound;
+    SqliteStatement insert = database_->Prepare(
+        "INSERT INTO registry_keys (parent, name, folded_name) VALUES (?, ?, ?)");
+    if (!insert.Bind(1, current).Bind(2, part).Bind(3, Folded(part)).Run()) return kErrorGenFailure;
+    current = database_->LastInsertId();
+  }
+  *key_id = current;
+  return kErrorSuccess;
+}
+
+RegistryKey SqliteRegistry::NewHandle(std::int64_t key_id, bool writable) {
+  while (IsRoot(next_handle_) || handles_.contains(next_handle_) || next_handle_ == 0)
+    ++next_handle_;
+  handles_[next_handle_] = OpenHandle{key_id, writable};
+  return next_handle_++;
+}
+
+ErrorCode SqliteRegistry::OpenKey(RegistryKey parent, std::u16string_view path,
+                                  std::uint32_t access, RegistryKey* key) {
+  std::lock_guard lock(mutex_);
+  std::int64_t parent_id = 0;
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(parent, false, &parent_id); error != kErrorSuccess) return error;
+  if (ErrorCode error = Walk(parent_id, path, false, &key_id); error != kErrorSuccess) {
+    return error;
+  }
+  *key = NewHandle(key_id, (access & ~kKeyRead) != 0);
+  return kErrorSuccess;
+}
+
+ErrorCode SqliteRegistry::CreateKey(RegistryKey parent, std::u16string_view path,
+                                    RegistryKey* key) {
+  std::lock_guard lock(mutex_);
+  std::int64_t parent_id = 0;
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(parent, true, &parent_id); error != kErrorSuccess) return error;
+  if (ErrorCode error = Walk(parent_id, path, true, &key_id); error != kErrorSuccess) return error;
+  *key = NewHandle(key_id, true);
+  return kErrorSuccess;
+}
+
+ErrorCode SqliteRegistry::CloseKey(RegistryKey key) {
+  std::lock_guard lock(mutex_);
+  if (IsRoot(key)) return kErrorSuccess;
+  return handles_.erase(key) == 1 ? kErrorSuccess : kErrorInvalidHandle;
+}
+
+ErrorCode SqliteRegistry::QueryValue(RegistryKey key, std::u16string_view name, std::uint32_t* type,
+                                     std::uint8_t* data, std::uint32_t* size) {
+  std::lock_guard lock(mutex_);
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(key, false, &key_id); error != kErrorSuccess) return error;
+  SqliteStatement statement = database_->Prepare(
+      "SELECT type, data FROM registry_values WHERE key_id = ? AND folded_name = ?");
+  if (!statement.Bind(1, key_id).Bind(2, Folded(name)).Step()) return kErrorFileNotFound;
+  const std::vector<std::uint8_t> bytes = statement.Bytes(1);
+  if (type != nullptr) *type = static_cast<std::uint32_t>(statement.Integer(0));
+  const auto stored = static_cast<std::uint32_t>(bytes.size());
+  if (data == nullptr) {
+    if (size != nullptr) *size = stored;
+    return kErrorSuccess;
+  }
+  if (size == nullptr) return kErrorInvalidParameter;
+  if (*size < stored) {
+    *size = stored;
+    return kErrorMoreData;
+  }
+  if (stored > 0) std::memcpy(data, bytes.data(), stored);
+  *size = stored;
+  return kErrorSuccess;
+}
+
+ErrorCode SqliteRegistry::SetValue(RegistryKey key, std::u16string_view name, std::uint32_t type,
+                                   const std::uint8_t* data, std::uint32_t size) {
+  std::lock_guard lock(mutex_);
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(key, true, &key_id); error != kErrorSuccess) return error;
+  const std::vector<std::uint8_t> bytes = size == 0 || data == nullptr
+                                              ? std::vector<std::uint8_t>()
+                                              : std::vector<std::uint8_t>(data, data + size);
+  SqliteStatement statement = database_->Prepare(
+      "INSERT INTO registry_values (key_id, name, folded_name, type, data) VALUES (?, ?, ?, ?, ?) "
+      "ON CONFLICT (key_id, folded_name) DO UPDATE SET type = excluded.type, data = excluded.data");
+  statement.Bind(1, key_id).Bind(2, name).Bind(3, Folded(name));
+  statement.Bind(4, static_cast<std::int64_t>(type)).Bind(5, bytes);
+  return statement.Run() ? kErrorSuccess : kErrorGenFailure;
+}
+
+ErrorCode SqliteRegistry::DeleteValue(RegistryKey key, std::u16string_view name) {
+  std::lock_guard lock(mutex_);
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(key, true, &key_id); error != kErrorSuccess) return error;
+  SqliteStatement statement =
+      database_->Prepare("DELETE FROM registry_values WHERE key_id = ? AND folded_name = ?");
+  if (!statement.Bind(1, key_id).Bind(2, Folded(name)).Run()) return kErrorGenFailure;
+  return database_->Changes() == 1 ? kErrorSuccess : kErrorFileNotFound;
+}
+
+ErrorCode SqliteRegistry::DeleteKey(RegistryKey parent, std::u16string_view name) {
+  std::lock_guard lock(mutex_);
+  std::int64_t parent_id = 0;
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(parent, true, &parent_id); error != kErrorSuccess) return error;
+  if (name.empty()) return kErrorBadPathname;
+  if (ErrorCode error = Walk(parent_id, name, false, &key_id); error != kErrorSuccess) {
+    return error;
+  }
+  SqliteStatement children = database_->Prepare("SELECT 1 FROM registry_keys WHERE parent = ?");
+  if (children.Bind(1, key_id).Step()) return kErrorAccessDenied;
+  SqliteStatement statement = database_->Prepare("DELETE FROM registry_keys WHERE id = ?");
+  return statement.Bind(1, key_id).Run() ? kErrorSuccess : kErrorGenFailure;
+}
+
+ErrorCode SqliteRegistry::EnumKey(RegistryKey key, std::uint32_t index, std::u16string* name) {
+  std::lock_guard lock(mutex_);
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(key, false, &key_id); error != kErrorSuccess) return error;
+  SqliteStatement statement = database_->Prepare(
+      "SELECT name FROM registry_keys WHERE parent = ? ORDER BY id LIMIT 1 OFFSET ?");
+  if (!statement.Bind(1, key_id).Bind(2, static_cast<std::int64_t>(index)).Step()) {
+    return kErrorNoMoreItems;
+  }
+  *name = statement.Text(0);
+  return kErrorSuccess;
+}
+
+ErrorCode SqliteRegistry::QueryInfoKey(RegistryKey key, std::uint32_t* subkeys,
+                                       std::uint32_t* values) {
+  std::lock_guard lock(mutex_);
+  std::int64_t key_id = 0;
+  if (ErrorCode error = Resolve(key, false, &key_id); error != kErrorSuccess) return error;
+  SqliteStatement statement = database_->Prepare(
+      "SELECT (SELECT COUNT(*) FROM registry_keys WHERE parent = ?1), "
+      "(SELECT COUNT(*) FROM registry_values WHERE key_id = ?1)");
+  if (!statement.Bind(1, key_id).Step()) return kErrorGenFailure;
+  if (subkeys != nullptr) *subkeys = static_cast<std::uint32_t>(statement.Integer(0));
+  if (values != nullptr) *values = static_cast<std::uint32_t>(statement.Integer(1));
+  return kErrorSuccess;
+}
+
+}  // namespace kestrav::platform::host
