@@ -1,0 +1,264 @@
+#include "platform/host/sqlite_object_store.h"
+
+#include <algorithm>
+
+namespace kestrav::platform::host {
+namespace {
+
+constexpr char kSchema[] = R"sql(
+CREATE TABLE IF NOT EXISTS databases (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  name TEXT NOT NULL UNIQUE);
+CREATE TABLE IF NOT EXISTS records (
+  oid INTEGER PRIMARY KEY AUTOINCREMENT,
+  database_id INTEGER NOT NULL REFERENCES databases(id));
+CREATE INDEX IF NOT EXISTS records_by_database ON records (database_id, oid);
+CREATE TABLE IF NOT EXISTS properties (
+  oid INTEGER NOT NULL REFERENCES records(oid) ON DELETE CASCADE,
+  position INTEGER NOT NULL,
+  id INTEGER NOT NULL,
+  flags INTEGER NOT NULL,
+  integer INTEGER,
+  real REAL,
+  text TEXT,
+  bytes BLOB,
+  PRIMARY KEY (oid, id));
+)sql";
+
+void BindValue(SqliteStatement& statement, const PropertyValue& value) {
+  statement.Bind(4, static_cast<std::int64_t>(value.flags));
+  switch (value.type()) {
+    case PropertyType::kDouble:
+      statement.Bind(6, value.real);
+      break;
+    case PropertyType::kString:
+      statement.Bind(7, std::u16string_view(value.text));
+      break;
+    case PropertyType::kFileTime:
+      statement.Bind(5, static_cast<std::int64_t>(value.file_time));
+      break;
+    case PropertyType::kBlob:
+    case PropertyType::kStream:
+    case PropertyType::kRecordId:
+    case PropertyType::kAutoInt64:
+      statement.Bind(8, value.bytes);
+      break;
+    default:
+      statement.Bind(5, value.integer);
+      break;
+  }
+}
+
+PropertyValue ReadValue(const SqliteStatement& row) {
+  PropertyValue value;
+  value.id = static_cast<std::uint32_t>(row.Integer(0));
+  value.flags = static_cast<std::uint16_t>(row.Integer(1));
+  switch (value.type()) {
+    case PropertyType::kDouble:
+      value.real = row.Real(3);
+      break;
+    case PropertyType::kString:
+      value.text = row.Text(4);
+      break;
+    case PropertyType::kFileTime:
+      value.file_time = static_cast<FileTime>(row.Integer(2));
+      break;
+    case PropertyType::kBlob:
+    case PropertyType::kStream:
+    case PropertyType::kRecordId:
+    case PropertyType::kAutoInt64:
+      value.bytes = row.Bytes(5);
+      break;
+    default:
+      value.integer = row.Integer(2);
+      break;
+  }
+  return value;
+}
+
+}  // namespace
+
+ErrorCode SqliteObjectStore::MountVolume(std::u16string_view path, Disposition disposition,
+                                         VolumeId* volume) {
+  std::lock_guard lock(mutex_);
+  const std::filesystem::path file = files_.HostPath(path);
+  std::error_code ignored;
+  const bool exists = std::filesystem::is_regular_file(file, ignored);
+  if (!exists && disposition == Disposition::kOpenExisting) return kErrorFileNotFound;
+  if (exists && disposition == Disposition::kCreateNew) return kErrorFileExists;
+  std::unique_ptr<SqliteDatabase> database = SqliteDatabase::Open(file, true);
+  if (!database || !database->Execute(kSchema)) return kErrorGenFailure;
+  *volume = next_volume_++;
+  volumes_[*volume] = std::move(database);
+  return kErrorSuccess;
+}
+
+ErrorCode SqliteObjectStore::UnmountVolume(VolumeId volume) {
+  std::lock_guard lock(mutex_);
+  if (volumes_.erase(volume) == 0) return kErrorInvalidParameter;
+  std::erase_if(databases_, [&](const auto& entry) { return entry.second.volume == volume; });
+  return kErrorSuccess;
+}
+
+ErrorCode SqliteObjectStore::CreateDatabase(VolumeId volume, std::u16string_view name) {
+  std::lock_guard lock(mutex_);
+  const auto found = volumes_.find(volume);
+  if (found == volumes_.end()) return kErrorInvalidParameter;
+  SqliteStatement insert = found->second->Prepare("INSERT INTO databases (name) VALUES (?)");
+  return insert.Bind(1, name).Run() ? kErrorSuccess : kErrorAlreadyExists;
+}
+
+DatabaseHandle SqliteObjectStore::OpenDatabase(VolumeId volume, std::u16string_view name) {
+  std::lock_guard lock(mutex_);
+  const auto found = volumes_.find(volume);
+  if (found == volumes_.end()) return kInvalidDatabaseHandle;
+  SqliteStatement query = found->second->Prepare("SELECT id FROM databases WHERE name = ?");
+  if (!query.Bind(1, name).Step()) return kInvalidDatabaseHandle;
+  const DatabaseHandle handle = next_database_++;
+  databases_[handle] = OpenDatabaseState{volume, query.Integer(0), 0};
+  return handle;
+}
+
+ErrorCode SqliteObjectStore::CloseDatabase(DatabaseHandle database) {
+  std::lock_guard lock(mutex_);
+  return databases_.erase(database) == 1 ? kErrorSuccess : kErrorInvalidHandle;
+}
+
+SqliteObjectStore::OpenDatabaseState* SqliteObjectStore::Find(DatabaseHandle database) {
+  const auto found = databases_.find(database);
+  if (found == databases_.end() || !volumes_.contains(found->second.volume)) return nullptr;
+  return &found->second;
+}
+
+ErrorCode SqliteObjectStore::RecordCount(DatabaseHandle database, std::uint32_t* count) {
+  std::lock_guard lock(mutex_);
+  OpenDatabaseState* state = Find(database);
+  if (state == nullptr) return kErrorInvalidHandle;
+  SqliteStatement query =
+      volumes_[state->volume]->Prepare("SELECT COUNT(*) FROM records WHERE database_id = ?");
+  if (!query.Bind(1, state->database_id).Step()) return kErrorGenFailure;
+  *count = static_cast<std::uint32_t>(query.Integer(0));
+  return kErrorSuccess;
+}
+
+std::vector<PropertyValue> SqliteObjectStore::LoadProperties(SqliteDatabase& volume,
+                                                             ObjectId object_id) {
+  std::vector<PropertyValue> properties;
+  SqliteStatement query = volume.Prepare(
+      "SELECT id, flags, integer, real, text, bytes FROM properties WHERE oid = ? "
+      "ORDER BY position");
+  query.Bind(1, static_cast<std::int64_t>(object_id));
+  while (query.Step()) properties.push_back(ReadValue(query));
+  return properties;
+}
+
+ObjectId SqliteObjectStore::ReadNext(DatabaseHandle database,
+                                     const std::vector<std::uint32_t>* property_ids,
+                                     std::vector<PropertyValue>* properties) {
+  std::lock_guard lock(mutex_);
+  properties->clear();
+  OpenDatabaseState* state = Find(database);
+  if (state == nullptr) return 0;
+  SqliteDatabase& volume = *volumes_[state->volume];
+  SqliteStatement query = volume.Prepare(
+      "SELECT oid FROM records WHERE database_id = ? AND oid >= ? ORDER BY oid LIMIT 1");
+  if (!query.Bind(1, state->database_id)
+           .Bind(2, static_cast<std::int64_t>(state->position))
+           .Step()) {
+    return 0;
+  }
+  const auto object_id = static_cast<ObjectId>(query.Integer(0));
+  state->position = object_id + 1;
+  std::vector<PropertyValue> stored = LoadProperties(volume, object_id);
+  if (property_ids == nullptr) {
+    *properties = std::move(stored);
+    return object_id;
+  }
+  for (std::uint32_t id : *property_ids) {
+    const auto found = std::ranges::find(stored, id, &PropertyValue::id);
+    if (found != stored.end()) {
+      properties->push_back(*found);
+    } else {
+      PropertyValue missing;
+      missing.id = id;
+      missing.flags = kPropertyNotFound;
+      properties->push_back(missing);
+    }
+  }
+  return object_id;
+}
+
+ObjectId SqliteObjectStore::Seek(DatabaseHandle database, ObjectId object_id) {
+  std::lock_guard lock(mutex_);
+  OpenDatabaseState* state = Find(database);
+  if (state == nullptr) return 0;
+  SqliteStatement query = volumes_[state->volume]->Prepare(
+      object_id == 0 ? "SELECT oid FROM records WHERE database_id = ?1 ORDER BY oid LIMIT 1"
+                     : "SELECT oid FROM records WHERE database_id = ?1 AND oid = ?2");
+  query.Bind(1, state->database_id);
+  if (object_id != 0) query.Bind(2, static_cast<std::int64_t>(object_id));
+  if (!query.Step()) {
+    if (object_id == 0) state->position = 0;
+    return 0;
+  }
+  const auto reached = static_cast<ObjectId>(query.Integer(0));
+  state->position = reached;
+  return reached;
+}
+
+ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
+                                  const std::vector<PropertyValue>& properties) {
+  std::lock_guard lock(mutex_);
+  OpenDatabaseState* state = Find(database);
+  if (state == nullptr) return 0;
+  SqliteDatabase& volume = *volumes_[state->volume];
+  if (!volume.Execute("BEGIN IMMEDIATE")) return 0;
+  ObjectId target = object_id;
+  bool written = true;
+  if (target == 0) {
+    written = volume.Prepare("INSERT INTO records (database_id) VALUES (?)")
+                  .Bind(1, state->database_id)
+                  .Run();
+    target = static_cast<ObjectId>(volume.LastInsertId());
+  } else {
+    SqliteStatement exists =
+        volume.Prepare("SELECT 1 FROM records WHERE oid = ? AND database_id = ?");
+    written = exists.Bind(1, static_cast<std::int64_t>(target)).Bind(2, state->database_id).Step();
+  }
+  SqliteStatement next_position =
+      volume.Prepare("SELECT COALESCE(MAX(position), -1) + 1 FROM properties WHERE oid = ?");
+  written = written && next_position.Bind(1, static_cast<std::int64_t>(target)).Step();
+  std::int64_t position = written ? next_position.Integer(0) : 0;
+  SqliteStatement insert = volume.Prepare(
+      "INSERT INTO properties (oid, id, position, flags, integer, real, text, bytes) "
+      "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT (oid, id) DO UPDATE SET "
+      "flags = excluded.flags, integer = excluded.integer, real = excluded.real, "
+      "text = excluded.text, bytes = excluded.bytes");
+  for (const PropertyValue& value : properties) {
+    if (!written) break;
+    insert.Reset();
+    insert.Bind(1, static_cast<std::int64_t>(target)).Bind(2, static_cast<std::int64_t>(value.id));
+    insert.Bind(3, position++);
+    BindValue(insert, value);
+    written = insert.Run();
+  }
+  if (!written) {
+    volume.Execute("ROLLBACK");
+    return 0;
+  }
+  return volume.Execute("COMMIT") ? target : 0;
+}
+
+ErrorCode SqliteObjectStore::Delete(DatabaseHandle database, ObjectId object_id) {
+  std::lock_guard lock(mutex_);
+  OpenDatabaseState* state = Find(database);
+  if (state == nullptr) return kErrorInvalidHandle;
+  SqliteDatabase& volume = *volumes_[state->volume];
+  SqliteStatement remove = volume.Prepare("DELETE FROM records WHERE oid = ? AND database_id = ?");
+  if (!remove.Bind(1, static_cast<std::int64_t>(object_id)).Bind(2, state->database_id).Run()) {
+    return kErrorGenFailure;
+  }
+  return volume.Changes() == 1 ? kErrorSuccess : kErrorFileNotFound;
+}
+
+}  // namespace kestrav::platform::host

@@ -1,0 +1,139 @@
+#include "platform/host/sqlite_object_store.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/test_support/temporary_device.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+PropertyValue Integer(std::uint16_t identifier, PropertyType type, std::int64_t number) {
+  PropertyValue value;
+  value.id = MakePropertyId(identifier, type);
+  value.integer = number;
+  return value;
+}
+
+class SqliteObjectStoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(store_.MountVolume(u"\\pim.vol", Disposition::kOpenAlways, &volume_), kErrorSuccess);
+    ASSERT_EQ(store_.CreateDatabase(volume_, u"clog.db"), kErrorSuccess);
+    database_ = store_.OpenDatabase(volume_, u"clog.db");
+    ASSERT_NE(database_, kInvalidDatabaseHandle);
+  }
+
+  ObjectId Add(std::int64_t number) {
+    return store_.Write(database_, 0, {Integer(1, PropertyType::kInt32, number)});
+  }
+
+  std::int64_t ReadNumber() {
+    std::vector<PropertyValue> properties;
+    return store_.ReadNext(database_, nullptr, &properties) == 0 ? -1 : properties[0].integer;
+  }
+
+  kestrav::testing::TemporaryDevice device_;
+  SqliteObjectStore store_{device_.files()};
+  VolumeId volume_ = 0;
+  DatabaseHandle database_ = kInvalidDatabaseHandle;
+};
+
+TEST_F(SqliteObjectStoreTest, EveryValueTypeRoundTripsInWrittenOrder) {
+  PropertyValue text;
+  text.id = MakePropertyId(2, PropertyType::kString);
+  text.text = u"Zo\u00eb \U0001F600";
+  PropertyValue real;
+  real.id = MakePropertyId(3, PropertyType::kDouble);
+  real.real = -1.25;
+  PropertyValue time;
+  time.id = MakePropertyId(4, PropertyType::kFileTime);
+  time.file_time = 0xFEDCBA9876543210ULL;
+  PropertyValue blob;
+  blob.id = MakePropertyId(5, PropertyType::kBlob);
+  blob.bytes = {0x00, 0xff, 0x10};
+  PropertyValue empty_blob;
+  empty_blob.id = MakePropertyId(6, PropertyType::kBlob);
+  const std::vector<PropertyValue> written = {Integer(9, PropertyType::kInt16, -5),
+                                              text,
+                                              real,
+                                              time,
+                                              blob,
+                                              empty_blob,
+                                              Integer(7, PropertyType::kUInt32, 4294967295),
+                                              Integer(8, PropertyType::kBool, -1)};
+  const ObjectId object_id = store_.Write(database_, 0, written);
+  ASSERT_NE(object_id, 0u);
+  std::vector<PropertyValue> read;
+  ASSERT_EQ(store_.ReadNext(database_, nullptr, &read), object_id);
+  EXPECT_EQ(read, written);
+
+  // Asking for properties: one the record lacks comes back flagged, without a value.
+  const std::vector<std::uint32_t> wanted = {text.id, MakePropertyId(42, PropertyType::kInt32)};
+  ASSERT_EQ(store_.Seek(database_, object_id), object_id);
+  ASSERT_EQ(store_.ReadNext(database_, &wanted, &read), object_id);
+  ASSERT_EQ(read.size(), 2u);
+  EXPECT_EQ(read[0], text);
+  EXPECT_EQ(read[1].flags, kPropertyNotFound);
+
+  // Adding to a record replaces a property of the same identifier and appends new ones.
+  PropertyValue replaced = text;
+  replaced.text = u"changed";
+  ASSERT_EQ(store_.Write(database_, object_id, {replaced, Integer(10, PropertyType::kInt32, 1)}),
+            object_id);
+  store_.Seek(database_, 0);
+  store_.ReadNext(database_, nullptr, &read);
+  ASSERT_EQ(read.size(), written.size() + 1);
+  EXPECT_EQ(read[1].text, u"changed");
+  EXPECT_EQ(read.back().id, MakePropertyId(10, PropertyType::kInt32));
+}
+
+TEST_F(SqliteObjectStoreTest, PositionsBelongToEachHandle) {
+  const ObjectId first = Add(1);
+  Add(2);
+  Add(3);
+  const DatabaseHandle other = store_.OpenDatabase(volume_, u"clog.db");
+  EXPECT_EQ(ReadNumber(), 1);
+  EXPECT_EQ(ReadNumber(), 2);
+  std::vector<PropertyValue> properties;
+  EXPECT_EQ(store_.ReadNext(other, nullptr, &properties), first);
+
+  // Writes and deletes leave the position; a deleted record there is passed over.
+  const ObjectId fourth = Add(4);
+  ASSERT_EQ(store_.Seek(database_, 0), first);
+  ASSERT_EQ(store_.Delete(database_, first), kErrorSuccess);
+  EXPECT_EQ(ReadNumber(), 2);
+  EXPECT_EQ(ReadNumber(), 3);
+  EXPECT_EQ(ReadNumber(), 4);
+  EXPECT_EQ(ReadNumber(), -1);
+  EXPECT_EQ(store_.Delete(database_, first), kErrorFileNotFound);
+
+  // Object ids are never reused, even after the newest record goes.
+  ASSERT_EQ(store_.Delete(database_, fourth), kErrorSuccess);
+  EXPECT_GT(Add(5), fourth);
+  std::uint32_t count = 0;
+  ASSERT_EQ(store_.RecordCount(database_, &count), kErrorSuccess);
+  EXPECT_EQ(count, 3u);
+  EXPECT_EQ(store_.Seek(database_, 999), 0u);
+}
+
+TEST_F(SqliteObjectStoreTest, MissingVolumesAndDatabases) {
+  VolumeId volume = 0;
+  EXPECT_EQ(store_.MountVolume(u"\\other.vol", Disposition::kOpenExisting, &volume),
+            kErrorFileNotFound);
+  EXPECT_EQ(store_.OpenDatabase(volume_, u"speed.db"), kInvalidDatabaseHandle);
+  EXPECT_EQ(store_.CreateDatabase(volume_, u"clog.db"), kErrorAlreadyExists);
+
+  // A second store on the same volume file sees what the first wrote.
+  Add(7);
+  SqliteObjectStore second(device_.files());
+  ASSERT_EQ(second.MountVolume(u"\\pim.vol", Disposition::kOpenExisting, &volume), kErrorSuccess);
+  const DatabaseHandle database = second.OpenDatabase(volume, u"clog.db");
+  std::uint32_t count = 0;
+  ASSERT_EQ(second.RecordCount(database, &count), kErrorSuccess);
+  EXPECT_EQ(count, 1u);
+  ASSERT_EQ(second.UnmountVolume(volume), kErrorSuccess);
+  EXPECT_EQ(second.RecordCount(database, &count), kErrorInvalidHandle);
+}
+
+}  // namespace
+}  // namespace kestrav::platform::host
