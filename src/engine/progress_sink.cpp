@@ -130,8 +130,9 @@ bool SendLog(ProgressSink* sink, std::optional<std::u16string_view> text, LogIco
 }
 
 void RequestCancel(ProgressSink* sink, CancelFlag* cancel) {
-  cancel->store(1);
+  // The page shows its cancel line before the job can see the flag and end.
   if (sink != nullptr) sink->Send(StatusReport{StatusMessage::kCancelRequest, 0, 0, std::nullopt});
+  cancel->store(1);
 }
 
 bool PostProgress(ProgressSink* sink, std::uint32_t position, std::uint32_t upper_bound,

@@ -217,17 +217,20 @@ int CopyMember(unzFile archive, const unz_file_info64& info, platform::File& out
     }
     stream.next_in = input.get();
     stream.avail_in = static_cast<uInt>(read);
-    while (result == 0 && stream.avail_in > 0 && !stream_ended) {
+    // Inflate until the input is used up and the output buffer was not filled: a full buffer
+    // may leave output pending even when no input is left.
+    do {
       stream.next_out = inflated.get();
       stream.avail_out = kChunkBytes;
       const int status = inflate(&stream, Z_NO_FLUSH);
+      if (status == Z_BUF_ERROR) break;  // nothing more to do with this input
       if (status != Z_OK && status != Z_STREAM_END) {
         result = Z_DATA_ERROR;
         break;
       }
       stream_ended = status == Z_STREAM_END;
       result = emit(inflated.get(), kChunkBytes - stream.avail_out);
-    }
+    } while (result == 0 && !stream_ended && (stream.avail_in > 0 || stream.avail_out == 0));
   }
   if (deflated) inflateEnd(&stream);
   const int closed = unzCloseCurrentFile(archive);

@@ -195,6 +195,16 @@ TEST_F(ArchiveAddFile, AppendsToAnExistingArchive) {
   EXPECT_EQ(ReadFile(u"\\Restore\\c.csa"), "third");
 }
 
+// A highly repetitive file inflates many 64 KiB buffers from one chunk of packed input, so
+// output is still pending when the input runs out.
+TEST_F(ArchiveExtract, MemberThatInflatesFarBeyondItsPackedSize) {
+  const std::string zeros(1 << 20, '\0');
+  WriteFile(u"\\Temp\\zeros.csc", zeros);
+  ASSERT_EQ(Add(u"\\Temp\\zeros.csc"), 0);
+  ASSERT_EQ(Extract(device(), kArchive, u"\\Restore", nullptr), 0);
+  EXPECT_TRUE(ReadFile(u"\\Restore\\zeros.csc") == zeros);
+}
+
 TEST_F(ArchiveAddFile, MissingNamesAndSources) {
   WriteFile(kSource, "x");
   EXPECT_EQ(AddFile(device(), u"", kArchive, kMethodDeflated, nullptr), kArchiveMissingName);

@@ -147,7 +147,7 @@ int LoadLines(platform::File& file, char16_t separator, char16_t quote, const Lo
       record_first_line = *state.line_number;
       record_units = 0;
     }
-    record_units += line.size();
+    record_units += line.size() + 2;  // a continued value gains a CR LF per line
     if (result == LineSource<Unit>::Result::kTooLong || record_units > kMaxRecordUnits) {
       *state.line_number = record_first_line;
       return failure();
