@@ -4,7 +4,8 @@
 // Object ids are unique within a volume and never reused; records come in creation order. Each
 // open database handle has a position of its own:
 // - ReadNext returns the record at the position and moves it to the record after;
-// - Seek to the beginning puts it on the first record, Seek to an object id on that record;
+// - Seek to the beginning puts it on the first record, Seek to an object id on that record; a
+//   seek that finds no record leaves it where it was;
 // - Write and Delete leave it where it is: a deleted record at the position is passed over by the
 //   next read, and a record created after the position is met by later reads.
 #pragma once

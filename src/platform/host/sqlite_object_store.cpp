@@ -87,7 +87,12 @@ ErrorCode SqliteObjectStore::MountVolume(std::u16string_view path, Disposition d
   if (!exists && disposition == Disposition::kOpenExisting) return kErrorFileNotFound;
   if (exists && disposition == Disposition::kCreateNew) return kErrorFileExists;
   std::unique_ptr<SqliteDatabase> database = SqliteDatabase::Open(file, true);
-  if (!database || !database->Execute(kSchema)) return kErrorGenFailure;
+  // A new volume keeps its text in UTF-16, so strings come back unit for unit, unpaired
+  // surrogates included; the pragma does nothing to a volume that already has tables.
+  if (!database || !database->Execute("PRAGMA encoding = 'UTF-16le'") ||
+      !database->Execute(kSchema)) {
+    return kErrorGenFailure;
+  }
   *volume = next_volume_++;
   volumes_[*volume] = std::move(database);
   return kErrorSuccess;
@@ -197,10 +202,7 @@ ObjectId SqliteObjectStore::Seek(DatabaseHandle database, ObjectId object_id) {
                      : "SELECT oid FROM records WHERE database_id = ?1 AND oid = ?2");
   query.Bind(1, state->database_id);
   if (object_id != 0) query.Bind(2, static_cast<std::int64_t>(object_id));
-  if (!query.Step()) {
-    if (object_id == 0) state->position = 0;
-    return 0;
-  }
+  if (!query.Step()) return 0;
   const auto reached = static_cast<ObjectId>(query.Integer(0));
   state->position = reached;
   return reached;

@@ -41,7 +41,9 @@ class SqliteObjectStoreTest : public ::testing::Test {
 TEST_F(SqliteObjectStoreTest, EveryValueTypeRoundTripsInWrittenOrder) {
   PropertyValue text;
   text.id = MakePropertyId(2, PropertyType::kString);
+  // Unpaired surrogates too: a device string is code units, not necessarily valid UTF-16.
   text.text = u"Zo\u00eb \U0001F600";
+  text.text += {char16_t{0xD800}, u'x', char16_t{0xDC00}};
   PropertyValue real;
   real.id = MakePropertyId(3, PropertyType::kDouble);
   real.real = -1.25;
@@ -113,7 +115,11 @@ TEST_F(SqliteObjectStoreTest, PositionsBelongToEachHandle) {
   std::uint32_t count = 0;
   ASSERT_EQ(store_.RecordCount(database_, &count), kErrorSuccess);
   EXPECT_EQ(count, 3u);
+
+  // A seek that finds nothing leaves the position.
+  store_.Seek(database_, 0);
   EXPECT_EQ(store_.Seek(database_, 999), 0u);
+  EXPECT_EQ(ReadNumber(), 2);
 }
 
 TEST_F(SqliteObjectStoreTest, MissingVolumesAndDatabases) {
