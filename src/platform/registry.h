@@ -1,6 +1,7 @@
 // The device registry: keys below predefined roots, each holding named values of a type and
 // exact bytes. Names of keys and values keep the case they were written with and are compared
-// without regard to the case of ASCII letters. Every call answers with a system error code.
+// without regard to case (of Latin, Greek and Cyrillic letters). Every call answers with a
+// system error code.
 #pragma once
 
 #include <cstdint>

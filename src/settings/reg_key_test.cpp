@@ -81,8 +81,12 @@ TEST_F(RegKeyTest, ExclusionsAreCumulativeAndHigherNumbersStay) {
   std::vector<ExclusionRecord> one(1);
   one[0].fill(9);
   ASSERT_TRUE(WriteExclusions(*registry_, one));
-  EXPECT_EQ(key.ReadBinary(u"BckpExclusions#0")->front(), 9);
-  EXPECT_EQ(key.ReadBinary(u"BckpExclusions#2")->size(), 3132u);
+  const RegistryBytes rewritten = *key.ReadBinary(u"BckpExclusions#0");
+  EXPECT_EQ(rewritten, RegistryBytes(one[0].begin(), one[0].end()));
+  const RegistryBytes kept = *key.ReadBinary(u"BckpExclusions#1");
+  ASSERT_EQ(kept.size(), 2088u);
+  EXPECT_EQ(kept[0], 1);
+  EXPECT_EQ(key.ReadBinary(u"BckpExclusions#2"), third);
   EXPECT_EQ(ReadExclusions(*registry_).size(), 3u);
 }
 
@@ -90,6 +94,9 @@ TEST_F(RegKeyTest, DeleteSubkeyRecursiveGoesDepthFirst) {
   ASSERT_TRUE(WriteDwordValue(*registry_, kScheduleKey, kScheduleDaysValue, 5));
   std::vector<ExclusionRecord> records(1);
   ASSERT_TRUE(WriteExclusions(*registry_, records));
+  const std::u16string deeper = std::u16string(kExclusionsKey) + u"\\Deeper";
+  ASSERT_TRUE(WriteDwordValue(*registry_, deeper + u"\\Deepest", u"Leaf", 1));
+  ASSERT_TRUE(WriteDwordValue(*registry_, deeper + u"\\Sibling", u"Leaf", 1));
   EXPECT_FALSE(DeleteSubkey(*registry_, kHkeyCurrentUser, kApplicationKey, u"Schedule", false));
   EXPECT_TRUE(DeleteSubkey(*registry_, kHkeyCurrentUser, kApplicationKey, u"Schedule", true));
   RegKey key(*registry_);

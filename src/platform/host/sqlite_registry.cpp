@@ -23,11 +23,51 @@ CREATE TABLE IF NOT EXISTS registry_values (
   PRIMARY KEY (key_id, folded_name));
 )sql";
 
-// Names compare without regard to the case of ASCII letters: the folded name is what is looked up.
+// A simple one-to-one case fold of the letters of Latin, Greek and Cyrillic names. The folded
+// name is stored and looked up, so this mapping must not change once profiles exist.
+char16_t FoldCase(char16_t unit) {
+  const auto shifted = [unit](int offset) { return static_cast<char16_t>(unit + offset); };
+  const bool odd = (unit & 1) != 0;
+  if (unit < 0x80) return AsciiLower(unit);
+  if (unit >= 0xC0 && unit <= 0xDE && unit != 0xD7) return shifted(0x20);
+  // Latin Extended-A and the extended Cyrillic letters come in capital-small pairs.
+  if ((unit >= 0x100 && unit <= 0x137 && unit != 0x130) || (unit >= 0x14A && unit <= 0x177) ||
+      (unit >= 0x460 && unit <= 0x481) || (unit >= 0x48A && unit <= 0x4BF) ||
+      (unit >= 0x4D0 && unit <= 0x52F)) {
+    return static_cast<char16_t>(unit | 1);
+  }
+  if ((unit >= 0x139 && unit <= 0x148) || (unit >= 0x179 && unit <= 0x17E) ||
+      (unit >= 0x4C1 && unit <= 0x4CE)) {
+    return odd ? shifted(1) : unit;
+  }
+  if (unit == 0x178) return 0xFF;
+  if (unit == 0x386) return 0x3AC;
+  if (unit >= 0x388 && unit <= 0x38A) return shifted(0x25);
+  if (unit == 0x38C) return 0x3CC;
+  if (unit == 0x38E || unit == 0x38F) return shifted(0x3F);
+  if (unit >= 0x391 && unit <= 0x3AB && unit != 0x3A2) return shifted(0x20);
+  if (unit == 0x3C2) return 0x3C3;  // final sigma
+  if (unit >= 0x400 && unit <= 0x40F) return shifted(0x50);
+  if (unit >= 0x410 && unit <= 0x42F) return shifted(0x20);
+  if (unit >= 0xFF21 && unit <= 0xFF3A) return shifted(0x20);  // fullwidth Latin
+  return unit;
+}
+
 std::u16string Folded(std::u16string_view name) {
   std::u16string folded(name);
-  for (char16_t& unit : folded) unit = AsciiLower(unit);
+  for (char16_t& unit : folded) unit = FoldCase(unit);
   return folded;
+}
+
+// Runs a call that reads before it writes under the database's write lock, so another process
+// on the same file cannot create or delete keys in between; its changes commit together.
+template <typename Body>
+ErrorCode InWriteTransaction(SqliteDatabase& database, Body body) {
+  if (!database.Execute("BEGIN IMMEDIATE")) return kErrorGenFailure;
+  const ErrorCode error = body();
+  if (error == kErrorSuccess && database.Execute("COMMIT")) return kErrorSuccess;
+  database.Execute("ROLLBACK");
+  return error == kErrorSuccess ? kErrorGenFailure : error;
 }
 
 bool IsRoot(RegistryKey key) {
@@ -130,10 +170,13 @@ ErrorCode SqliteRegistry::OpenKey(RegistryKey parent, std::u16string_view path,
 ErrorCode SqliteRegistry::CreateKey(RegistryKey parent, std::u16string_view path,
                                     RegistryKey* key) {
   std::lock_guard lock(mutex_);
-  std::int64_t parent_id = 0;
   std::int64_t key_id = 0;
-  if (ErrorCode error = Resolve(parent, true, &parent_id); error != kErrorSuccess) return error;
-  if (ErrorCode error = Walk(parent_id, path, true, &key_id); error != kErrorSuccess) return error;
+  const ErrorCode created = InWriteTransaction(*database_, [&] {
+    std::int64_t parent_id = 0;
+    if (ErrorCode error = Resolve(parent, true, &parent_id); error != kErrorSuccess) return error;
+    return Walk(parent_id, path, true, &key_id);
+  });
+  if (created != kErrorSuccess) return created;
   *key = NewHandle(key_id, true);
   return kErrorSuccess;
 }
@@ -197,17 +240,19 @@ ErrorCode SqliteRegistry::DeleteValue(RegistryKey key, std::u16string_view name)
 
 ErrorCode SqliteRegistry::DeleteKey(RegistryKey parent, std::u16string_view name) {
   std::lock_guard lock(mutex_);
-  std::int64_t parent_id = 0;
-  std::int64_t key_id = 0;
-  if (ErrorCode error = Resolve(parent, true, &parent_id); error != kErrorSuccess) return error;
   if (name.empty()) return kErrorBadPathname;
-  if (ErrorCode error = Walk(parent_id, name, false, &key_id); error != kErrorSuccess) {
-    return error;
-  }
-  SqliteStatement children = database_->Prepare("SELECT 1 FROM registry_keys WHERE parent = ?");
-  if (children.Bind(1, key_id).Step()) return kErrorAccessDenied;
-  SqliteStatement statement = database_->Prepare("DELETE FROM registry_keys WHERE id = ?");
-  return statement.Bind(1, key_id).Run() ? kErrorSuccess : kErrorGenFailure;
+  return InWriteTransaction(*database_, [&] {
+    std::int64_t parent_id = 0;
+    std::int64_t key_id = 0;
+    if (ErrorCode error = Resolve(parent, true, &parent_id); error != kErrorSuccess) return error;
+    if (ErrorCode error = Walk(parent_id, name, false, &key_id); error != kErrorSuccess) {
+      return error;
+    }
+    SqliteStatement children = database_->Prepare("SELECT 1 FROM registry_keys WHERE parent = ?");
+    if (children.Bind(1, key_id).Step()) return kErrorAccessDenied;
+    SqliteStatement statement = database_->Prepare("DELETE FROM registry_keys WHERE id = ?");
+    return statement.Bind(1, key_id).Run() ? kErrorSuccess : kErrorGenFailure;
+  });
 }
 
 ErrorCode SqliteRegistry::EnumKey(RegistryKey key, std::uint32_t index, std::u16string* name) {

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <barrier>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/test_support/temporary_device.h"
+#include "platform/text.h"
 
 namespace kestrav::platform::host {
 namespace {
@@ -93,6 +97,59 @@ TEST_F(SqliteRegistryTest, KeysOpenCreateEnumerateAndDelete) {
   EXPECT_EQ(registry_->DeleteKey(writer, u"other"), kErrorSuccess);
   EXPECT_EQ(registry_->SetValue(key, u"x", kRegDword, one, 4), kErrorInvalidHandle);
   EXPECT_EQ(registry_->DeleteKey(writer, u"Other"), kErrorFileNotFound);
+}
+
+TEST_F(SqliteRegistryTest, NamesCompareWithoutCaseBeyondAscii) {
+  RegistryKey key = 0;
+  ASSERT_EQ(registry_->CreateKey(kHkeyCurrentUser, u"Software\\Ñandú\\ΟΔΟΣ\\Москва", &key),
+            kErrorSuccess);
+  RegistryKey same = 0;
+  ASSERT_EQ(registry_->OpenKey(kHkeyCurrentUser, u"SOFTWARE\\ñANDÚ\\οδος\\мОСКВА", kKeyRead, &same),
+            kErrorSuccess);
+  RegistryKey software = 0;
+  ASSERT_EQ(registry_->OpenKey(kHkeyCurrentUser, u"software", kKeyRead, &software), kErrorSuccess);
+  std::u16string name;
+  ASSERT_EQ(registry_->EnumKey(software, 0, &name), kErrorSuccess);
+  EXPECT_EQ(name, u"Ñandú");
+  EXPECT_EQ(registry_->EnumKey(software, 1, &name), kErrorNoMoreItems);
+
+  const std::uint8_t one[] = {1, 0, 0, 0};
+  ASSERT_EQ(registry_->SetValue(key, u"Ärger×Žal", kRegDword, one, 4), kErrorSuccess);
+  std::uint32_t size = 0;
+  EXPECT_EQ(registry_->QueryValue(same, u"äRGER×žAL", nullptr, nullptr, &size), kErrorSuccess);
+  // The multiplication and division signs sit where a capital and its small letter would.
+  EXPECT_EQ(registry_->QueryValue(same, u"äRGER÷žAL", nullptr, nullptr, &size), kErrorFileNotFound);
+}
+
+TEST_F(SqliteRegistryTest, TwoRegistriesCreatingTheSameKeysAtOnceBothSucceed) {
+  std::unique_ptr<SqliteRegistry> other = OpenRegistry();
+  ASSERT_NE(other, nullptr);
+  constexpr int kKeys = 40;
+  // Both start each create together, so each finds the key missing as the other adds it.
+  std::barrier start_together(2);
+  const auto create_all = [&start_together](SqliteRegistry& registry,
+                                            std::vector<ErrorCode>* results) {
+    for (int index = 0; index < kKeys; ++index) {
+      const std::u16string path = u"Software\\Race\\" + FromUtf8(std::to_string(index)) + u"\\Leaf";
+      RegistryKey key = 0;
+      start_together.arrive_and_wait();
+      results->push_back(registry.CreateKey(kHkeyCurrentUser, path, &key));
+      registry.CloseKey(key);
+    }
+  };
+  std::vector<ErrorCode> first;
+  std::vector<ErrorCode> second;
+  std::thread thread([&] { create_all(*registry_, &first); });
+  create_all(*other, &second);
+  thread.join();
+  EXPECT_EQ(first, std::vector<ErrorCode>(kKeys, kErrorSuccess));
+  EXPECT_EQ(second, std::vector<ErrorCode>(kKeys, kErrorSuccess));
+  RegistryKey race = 0;
+  ASSERT_EQ(registry_->OpenKey(kHkeyCurrentUser, u"Software\\Race", kKeyRead, &race),
+            kErrorSuccess);
+  std::uint32_t subkeys = 0;
+  ASSERT_EQ(registry_->QueryInfoKey(race, &subkeys, nullptr), kErrorSuccess);
+  EXPECT_EQ(subkeys, static_cast<std::uint32_t>(kKeys));
 }
 
 TEST_F(SqliteRegistryTest, TwoRegistriesOnOneFileSeeEachOthersWrites) {
