@@ -4,7 +4,6 @@
 #include "cli/cli.h"
 #include "cli/console_sink.h"
 #include "engine/progress_sink.h"
-#include "platform/format.h"
 #include "platform/text.h"
 #include "records/archive.h"
 

@@ -33,7 +33,6 @@ class FixedClock : public Clock {
   std::uint32_t TickCount() const override { return tick_count_; }
   FileTime UtcToLocal(FileTime utc) const override;
 
-  void SetUtcTime(const SystemTime& utc) { utc_ = utc; }
   void AdvanceTicks(std::uint32_t milliseconds) { tick_count_ += milliseconds; }
 
  private:

@@ -66,10 +66,6 @@ class HostFile : public File {
   int descriptor_;
 };
 
-std::string Utf8Path(const fs::path& path) {
-  return path.string();
-}
-
 // A missing parent folder is "path not found", a missing last part "file not found".
 ErrorCode MissingPathError(const fs::path& path) {
   std::error_code ignored;
@@ -202,7 +198,7 @@ ErrorCode HostFileSystem::Open(std::u16string_view path, std::uint32_t access,
   }
   std::error_code ignored;
   if (fs::is_directory(host_path, ignored)) return kErrorAccessDenied;
-  const int descriptor = ::open(Utf8Path(host_path).c_str(), flags, 0666);
+  const int descriptor = ::open(host_path.c_str(), flags, 0666);
   if (descriptor < 0) {
     return errno == ENOENT ? MissingPathError(host_path) : ErrorFromErrno(errno);
   }
@@ -213,7 +209,7 @@ ErrorCode HostFileSystem::Open(std::u16string_view path, std::uint32_t access,
 ErrorCode HostFileSystem::GetAttributes(std::u16string_view path, FileAttributeData* data) {
   const fs::path host_path = HostPath(path);
   struct stat status {};
-  if (::stat(Utf8Path(host_path).c_str(), &status) != 0) {
+  if (::stat(host_path.c_str(), &status) != 0) {
     return errno == ENOENT ? MissingPathError(host_path) : ErrorFromErrno(errno);
   }
   data->attributes = S_ISDIR(status.st_mode) ? kAttributeDirectory : kAttributeArchive;
@@ -226,7 +222,7 @@ ErrorCode HostFileSystem::GetAttributes(std::u16string_view path, FileAttributeD
 }
 
 ErrorCode HostFileSystem::SetAttributes(std::u16string_view path, std::uint32_t attributes) {
-  const std::string host_path = Utf8Path(HostPath(path));
+  const std::string host_path = HostPath(path).string();
   struct stat status {};
   if (::stat(host_path.c_str(), &status) != 0) return ErrorFromErrno(errno);
   mode_t mode = status.st_mode & 07777;
@@ -246,7 +242,7 @@ ErrorCode HostFileSystem::SetLastWriteTime(std::u16string_view path, FileTime ti
     times[1].tv_nsec += 1'000'000'000;
     times[1].tv_sec -= 1;
   }
-  if (::utimensat(AT_FDCWD, Utf8Path(HostPath(path)).c_str(), times, 0) != 0) {
+  if (::utimensat(AT_FDCWD, HostPath(path).c_str(), times, 0) != 0) {
     return ErrorFromErrno(errno);
   }
   return kErrorSuccess;
@@ -256,7 +252,7 @@ ErrorCode HostFileSystem::DeleteFile(std::u16string_view path) {
   const fs::path host_path = HostPath(path);
   std::error_code ignored;
   if (fs::is_directory(host_path, ignored)) return kErrorAccessDenied;
-  if (::unlink(Utf8Path(host_path).c_str()) != 0) {
+  if (::unlink(host_path.c_str()) != 0) {
     return errno == ENOENT ? MissingPathError(host_path) : ErrorFromErrno(errno);
   }
   return kErrorSuccess;

@@ -89,10 +89,6 @@ std::vector<std::uint8_t> SqliteStatement::Bytes(int column) const {
                          : std::vector<std::uint8_t>(data, data + size);
 }
 
-bool SqliteStatement::IsNull(int column) const {
-  return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
-}
-
 std::unique_ptr<SqliteDatabase> SqliteDatabase::Open(const std::filesystem::path& file,
                                                      bool create) {
   sqlite3* handle = nullptr;

@@ -39,7 +39,6 @@ class SqliteStatement {
   double Real(int column) const;
   std::u16string Text(int column) const;
   std::vector<std::uint8_t> Bytes(int column) const;
-  bool IsNull(int column) const;
 
  private:
   struct Finalizer {
