@@ -3,23 +3,48 @@
 
 #include "platform/clock.h"
 #include "platform/file_system.h"
+#include "platform/object_store.h"
+#include "platform/registry.h"
 #include "platform/text.h"
 
 namespace kestrav::platform {
 
+// The device's operating-system major version: below 5 is Windows Mobile 2003 SE, 5 and above
+// Windows Mobile 2005.
+inline constexpr int kWindowsMobile2003 = 4;
+inline constexpr int kWindowsMobile2005 = 5;
+
 class Device {
  public:
+  // A device with only files, a clock and a code page: enough for record files and archives.
   Device(FileSystem& files, const Clock& clock, const AnsiCodePage& code_page)
       : files_(&files), clock_(&clock), code_page_(&code_page) {}
+  // A whole device, as a profile holds it.
+  Device(FileSystem& files, const Clock& clock, const AnsiCodePage& code_page, Registry& registry,
+         ObjectStore& object_store, int os_major_version)
+      : files_(&files),
+        clock_(&clock),
+        code_page_(&code_page),
+        registry_(&registry),
+        object_store_(&object_store),
+        os_major_version_(os_major_version) {}
 
   FileSystem& files() const { return *files_; }
   const Clock& clock() const { return *clock_; }
   const AnsiCodePage& code_page() const { return *code_page_; }
+  // Whether the registry and the object store are there; only a whole device has them.
+  bool is_whole() const { return registry_ != nullptr && object_store_ != nullptr; }
+  Registry& registry() const { return *registry_; }
+  ObjectStore& object_store() const { return *object_store_; }
+  int os_major_version() const { return os_major_version_; }
 
  private:
   FileSystem* files_;
   const Clock* clock_;
   const AnsiCodePage* code_page_;
+  Registry* registry_ = nullptr;
+  ObjectStore* object_store_ = nullptr;
+  int os_major_version_ = kWindowsMobile2005;
 };
 
 }  // namespace kestrav::platform

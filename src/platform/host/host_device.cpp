@@ -1,19 +1,118 @@
 #include "platform/host/host_device.h"
 
-namespace kestrav::platform::host {
+#include <fstream>
+#include <nlohmann/json.hpp>
 
-std::unique_ptr<HostDevice> HostDevice::Create(std::filesystem::path device_root,
-                                               std::u16string temp_folder, unsigned code_page) {
-  auto ansi = IconvCodePage::Create(code_page);
-  if (!ansi) return nullptr;
-  return std::unique_ptr<HostDevice>(
-      new HostDevice(std::move(device_root), std::move(temp_folder), std::move(ansi)));
+namespace kestrav::platform::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kIdentityFile[] = "device.json";
+constexpr char kRegistryFile[] = "registry.db";
+constexpr char kRootFolder[] = "fs";
+constexpr char16_t kTempFolder[] = u"\\Temp\\";
+constexpr const char* kDeviceFolders[] = {"Storage Card", "Temp", "My Documents",
+                                          "Windows/Start Menu/Programs"};
+
+bool Fail(std::string* error, std::string reason) {
+  if (error != nullptr) *error = std::move(reason);
+  return false;
 }
 
-HostDevice::HostDevice(std::filesystem::path device_root, std::u16string temp_folder,
+bool ReadIdentity(const fs::path& profile, DeviceIdentity* identity, std::string* error) {
+  std::ifstream in(profile / kIdentityFile);
+  if (!in) return Fail(error, profile.string() + ": not a device profile (no device.json)");
+  const nlohmann::json json = nlohmann::json::parse(in, nullptr, false);
+  if (!json.is_object() || !json.contains("os_major_version") || !json.contains("code_page") ||
+      !json["os_major_version"].is_number_integer() || !json["code_page"].is_number_unsigned()) {
+    return Fail(error, (profile / kIdentityFile).string() +
+                           ": expected {\"os_major_version\": N, \"code_page\": N}");
+  }
+  identity->os_major_version = json["os_major_version"].get<int>();
+  identity->code_page = json["code_page"].get<unsigned>();
+  return true;
+}
+
+}  // namespace
+
+bool CreateDeviceProfile(const fs::path& profile, const DeviceIdentity& identity,
+                         std::string* error) {
+  std::error_code failure;
+  if (fs::exists(profile / kIdentityFile, failure) || fs::exists(profile / kRegistryFile, failure))
+    return Fail(error, profile.string() + ": a device profile is already there");
+  if (identity.os_major_version != kWindowsMobile2003 &&
+      identity.os_major_version != kWindowsMobile2005) {
+    return Fail(error, "the OS major version must be 4 (WM2003 SE) or 5 (WM2005)");
+  }
+  if (!IconvCodePage::Create(identity.code_page))
+    return Fail(error, "code page " + std::to_string(identity.code_page) + " is not available");
+  for (const char* folder : kDeviceFolders) {
+    fs::create_directories(profile / kRootFolder / folder, failure);
+    if (failure)
+      return Fail(error, (profile / kRootFolder / folder).string() + ": " + failure.message());
+  }
+  if (!SqliteRegistry::Open(profile / kRegistryFile, true))
+    return Fail(error, (profile / kRegistryFile).string() + ": cannot create the registry");
+
+  HostFileSystem files(profile / kRootFolder, kTempFolder);
+  SqliteObjectStore store(files);
+  VolumeId volume = 0;
+  if (store.MountVolume(u"\\pim.vol", Disposition::kOpenAlways, &volume) != kErrorSuccess)
+    return Fail(error, (profile / kRootFolder / "pim.vol").string() + ": cannot create the volume");
+  for (const char16_t* database : kPimDatabases) {
+    if (store.CreateDatabase(volume, database) != kErrorSuccess)
+      return Fail(error, "cannot create the database " + ToUtf8(database));
+  }
+  store.UnmountVolume(volume);
+
+  // The identity goes last: a profile without it is not a profile yet.
+  std::ofstream out(profile / kIdentityFile, std::ios::trunc);
+  out << nlohmann::json{{"os_major_version", identity.os_major_version},
+                        {"code_page", identity.code_page}}
+             .dump(2)
+      << '\n';
+  if (!out.flush()) return Fail(error, (profile / kIdentityFile).string() + ": cannot write");
+  return true;
+}
+
+std::unique_ptr<HostDevice> HostDevice::Create(fs::path device_root, std::u16string temp_folder,
+                                               unsigned code_page) {
+  auto ansi = IconvCodePage::Create(code_page);
+  if (!ansi) return nullptr;
+  auto host = std::unique_ptr<HostDevice>(
+      new HostDevice(std::move(device_root), std::move(temp_folder), std::move(ansi)));
+  host->identity_.code_page = code_page;
+  host->device_ = std::make_unique<Device>(host->files_, host->system_clock_, *host->code_page_);
+  return host;
+}
+
+std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std::string* error,
+                                                    const Clock* clock) {
+  DeviceIdentity identity;
+  if (!ReadIdentity(profile, &identity, error)) return nullptr;
+  auto ansi = IconvCodePage::Create(identity.code_page);
+  if (!ansi) {
+    Fail(error, "code page " + std::to_string(identity.code_page) + " is not available");
+    return nullptr;
+  }
+  auto host = std::unique_ptr<HostDevice>(
+      new HostDevice(profile / kRootFolder, kTempFolder, std::move(ansi)));
+  host->identity_ = identity;
+  host->registry_ = SqliteRegistry::Open(profile / kRegistryFile, false);
+  if (!host->registry_) {
+    Fail(error, (profile / kRegistryFile).string() + ": cannot open the registry");
+    return nullptr;
+  }
+  host->object_store_ = std::make_unique<SqliteObjectStore>(host->files_);
+  host->device_ = std::make_unique<Device>(
+      host->files_, clock != nullptr ? *clock : host->system_clock_, *host->code_page_,
+      *host->registry_, *host->object_store_, identity.os_major_version);
+  return host;
+}
+
+HostDevice::HostDevice(fs::path device_root, std::u16string temp_folder,
                        std::unique_ptr<IconvCodePage> code_page)
-    : files_(std::move(device_root), std::move(temp_folder)),
-      code_page_(std::move(code_page)),
-      device_(files_, clock_, *code_page_) {}
+    : files_(std::move(device_root), std::move(temp_folder)), code_page_(std::move(code_page)) {}
 
 }  // namespace kestrav::platform::host

@@ -1,34 +1,66 @@
-// A device made of host stand-ins: the host file system under a root folder, the host's clock
-// and an iconv code page.
+// A device made of host stand-ins.
+//
+// A device profile is a folder that holds one emulated handheld:
+//   <profile>/device.json   its identity: OS major version and ANSI code page
+//   <profile>/registry.db   the registry
+//   <profile>/fs/           the file system's "\", with "\pim.vol" the object-store volume
+// A device without a profile has only the host file system ("\" is "/"), the host's temporary
+// folder and a code page: enough for the archive commands.
 #pragma once
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include "platform/device.h"
 #include "platform/host/host_file_system.h"
 #include "platform/host/iconv_code_page.h"
+#include "platform/host/sqlite_object_store.h"
+#include "platform/host/sqlite_registry.h"
 #include "platform/host/system_clock.h"
 
 namespace kestrav::platform::host {
 
+struct DeviceIdentity {
+  int os_major_version = kWindowsMobile2005;
+  unsigned code_page = 1252;
+};
+
+// The databases of "\pim.vol" that a new profile holds, empty.
+inline constexpr const char16_t* kPimDatabases[] = {u"clog.db", u"speed.db", u"Contacts Database",
+                                                    u"Appointments Database", u"Tasks Database"};
+
+// Creates a new profile: the identity, the registry, the folders "\Storage Card", "\Temp",
+// "\My Documents" and "\Windows\Start Menu\Programs", and "\pim.vol" with its databases. Refuses
+// a folder that already holds a profile. False with a one-line reason on failure.
+bool CreateDeviceProfile(const std::filesystem::path& profile, const DeviceIdentity& identity,
+                         std::string* error);
+
 class HostDevice {
  public:
-  // Null when iconv does not know the code page.
+  // A device without a profile. Null when iconv does not know the code page.
   static std::unique_ptr<HostDevice> Create(std::filesystem::path device_root,
                                             std::u16string temp_folder, unsigned code_page = 1252);
+  // The device of a profile, on the host's clock or on the one given (which must outlive the
+  // device). Null with a one-line reason when the profile cannot be opened.
+  static std::unique_ptr<HostDevice> OpenProfile(const std::filesystem::path& profile,
+                                                 std::string* error, const Clock* clock = nullptr);
 
-  Device& device() { return device_; }
+  Device& device() { return *device_; }
   HostFileSystem& files() { return files_; }
+  const DeviceIdentity& identity() const { return identity_; }
 
  private:
   HostDevice(std::filesystem::path device_root, std::u16string temp_folder,
              std::unique_ptr<IconvCodePage> code_page);
 
   HostFileSystem files_;
-  SystemClock clock_;
+  SystemClock system_clock_;
   std::unique_ptr<IconvCodePage> code_page_;
-  Device device_;
+  DeviceIdentity identity_;
+  std::unique_ptr<SqliteRegistry> registry_;
+  std::unique_ptr<SqliteObjectStore> object_store_;
+  std::unique_ptr<Device> device_;
 };
 
 }  // namespace kestrav::platform::host

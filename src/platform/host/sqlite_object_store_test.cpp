@@ -17,7 +17,7 @@ PropertyValue Integer(std::uint16_t identifier, PropertyType type, std::int64_t 
 class SqliteObjectStoreTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(store_.MountVolume(u"\\pim.vol", Disposition::kOpenAlways, &volume_), kErrorSuccess);
+    ASSERT_EQ(store_.MountVolume(u"\\test.vol", Disposition::kOpenAlways, &volume_), kErrorSuccess);
     ASSERT_EQ(store_.CreateDatabase(volume_, u"clog.db"), kErrorSuccess);
     database_ = store_.OpenDatabase(volume_, u"clog.db");
     ASSERT_NE(database_, kInvalidDatabaseHandle);
@@ -126,13 +126,13 @@ TEST_F(SqliteObjectStoreTest, MissingVolumesAndDatabases) {
   VolumeId volume = 0;
   EXPECT_EQ(store_.MountVolume(u"\\other.vol", Disposition::kOpenExisting, &volume),
             kErrorFileNotFound);
-  EXPECT_EQ(store_.OpenDatabase(volume_, u"speed.db"), kInvalidDatabaseHandle);
+  EXPECT_EQ(store_.OpenDatabase(volume_, u"Missing Database"), kInvalidDatabaseHandle);
   EXPECT_EQ(store_.CreateDatabase(volume_, u"clog.db"), kErrorAlreadyExists);
 
   // A second store on the same volume file sees what the first wrote.
   Add(7);
   SqliteObjectStore second(device_.files());
-  ASSERT_EQ(second.MountVolume(u"\\pim.vol", Disposition::kOpenExisting, &volume), kErrorSuccess);
+  ASSERT_EQ(second.MountVolume(u"\\test.vol", Disposition::kOpenExisting, &volume), kErrorSuccess);
   const DatabaseHandle database = second.OpenDatabase(volume, u"clog.db");
   std::uint32_t count = 0;
   ASSERT_EQ(second.RecordCount(database, &count), kErrorSuccess);

@@ -24,12 +24,6 @@ fs::path MakeTemporaryFolder() {
   return fs::path(pattern);
 }
 
-std::unique_ptr<platform::host::IconvCodePage> CodePage1252() {
-  auto code_page = platform::host::IconvCodePage::Create(1252);
-  if (!code_page) Abandon("iconv does not know code page 1252");
-  return code_page;
-}
-
 }  // namespace
 
 platform::SystemTime FifteenthOfMarch2007() {
@@ -51,14 +45,15 @@ TemporaryFolder::~TemporaryFolder() {
   fs::remove_all(path_, ignored);
 }
 
-TemporaryDevice::TemporaryDevice()
+TemporaryDevice::TemporaryDevice(int os_major_version)
     : folder_(MakeTemporaryFolder()),
       root_(folder_ / "fs"),
-      files_(root_, u"\\Temp\\"),
-      clock_(FifteenthOfMarch2007(), 60, 1000),
-      code_page_(CodePage1252()),
-      device_(files_, clock_, *code_page_) {
-  fs::create_directories(root_ / "Temp");
+      clock_(FifteenthOfMarch2007(), 60, 1000) {
+  std::string error;
+  if (!platform::host::CreateDeviceProfile(folder_, {os_major_version, 1252}, &error))
+    Abandon(error.c_str());
+  host_ = platform::host::HostDevice::OpenProfile(folder_, &error, &clock_);
+  if (!host_) Abandon(error.c_str());
 }
 
 TemporaryDevice::~TemporaryDevice() {
@@ -67,7 +62,7 @@ TemporaryDevice::~TemporaryDevice() {
 }
 
 fs::path TemporaryDevice::HostPath(std::u16string_view device_path) const {
-  return files_.HostPath(device_path);
+  return host_->files().HostPath(device_path);
 }
 
 std::string TemporaryDevice::ReadFile(std::u16string_view device_path) const {

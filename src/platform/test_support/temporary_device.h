@@ -1,6 +1,7 @@
-// A device for tests and fuzz targets: a fresh temporary folder holding the device's "\", the real
-// host file system stand-in on it, code page 1252 and a fixed clock standing on 15 March 2007,
-// 10:20:30 UTC with local time one hour ahead. The folder is removed when the object goes.
+// A device for tests and fuzz targets: a fresh device profile in a temporary folder (registry,
+// file system, "\pim.vol" with its empty databases; code page 1252) on the real host stand-ins,
+// and a fixed clock standing on 15 March 2007, 10:20:30 UTC with local time one hour ahead. The
+// folder is removed when the object goes.
 #pragma once
 
 #include <filesystem>
@@ -9,8 +10,7 @@
 
 #include "platform/clock.h"
 #include "platform/device.h"
-#include "platform/host/host_file_system.h"
-#include "platform/host/iconv_code_page.h"
+#include "platform/host/host_device.h"
 
 namespace kestrav::testing {
 
@@ -19,13 +19,13 @@ platform::SystemTime FifteenthOfMarch2007();
 
 class TemporaryDevice {
  public:
-  TemporaryDevice();
+  explicit TemporaryDevice(int os_major_version = platform::kWindowsMobile2005);
   ~TemporaryDevice();
   TemporaryDevice(const TemporaryDevice&) = delete;
   TemporaryDevice& operator=(const TemporaryDevice&) = delete;
 
-  platform::Device& device() { return device_; }
-  platform::host::HostFileSystem& files() { return files_; }
+  platform::Device& device() { return host_->device(); }
+  platform::host::HostFileSystem& files() { return host_->files(); }
   platform::FixedClock& clock() { return clock_; }
 
   // The host folder that holds the profile, and nothing else.
@@ -42,10 +42,8 @@ class TemporaryDevice {
  private:
   std::filesystem::path folder_;
   std::filesystem::path root_;
-  platform::host::HostFileSystem files_;
   platform::FixedClock clock_;
-  std::unique_ptr<platform::host::IconvCodePage> code_page_;
-  platform::Device device_;
+  std::unique_ptr<platform::host::HostDevice> host_;
 };
 
 // A fresh temporary host folder, removed when the object goes.
