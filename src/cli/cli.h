@@ -6,6 +6,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,16 +20,26 @@ namespace kestrav::cli {
 // What every command shares: the device the command works on, made on first use.
 class CommandContext {
  public:
+  // A device without a profile, for the commands that only handle archives and record files.
   platform::host::HostDevice* Device();
+  // The device of the chosen profile; null after printing the reason when it cannot be opened.
+  platform::host::HostDevice* Profile();
+  // The chosen profile's folder: --device, else KESTRAV_DEVICE, else
+  // $XDG_DATA_HOME/kestrav/device (~/.local/share/kestrav/device).
+  std::filesystem::path ProfileFolder() const;
+
   // Prints "kestrav-cli: " and the reason on standard error; returns the failure status.
   int Fail(std::string_view reason) const;
   int Fail(std::u16string_view reason) const;
 
+  // The --device option.
+  std::string device_option;
   // The command's action to run once the command line is parsed.
   std::function<int()> action;
 
  private:
   std::unique_ptr<platform::host::HostDevice> device_;
+  std::unique_ptr<platform::host::HostDevice> profile_;
 };
 
 inline constexpr int kExitSuccess = 0;
@@ -40,5 +51,11 @@ std::u16string CommandLinePath(const std::string& path);
 void AddListCommand(CLI::App& app, CommandContext& context);
 void AddExtractCommand(CLI::App& app, CommandContext& context);
 void AddAddCommand(CLI::App& app, CommandContext& context);
+void AddBackupCommand(CLI::App& app, CommandContext& context);
+void AddRestoreCommand(CLI::App& app, CommandContext& context);
+void AddDeleteAllCommand(CLI::App& app, CommandContext& context);
+// "device init", and "device dump" and "device load" (AddDeviceDataCommands).
+void AddDeviceCommand(CLI::App& app, CommandContext& context);
+void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context);
 
 }  // namespace kestrav::cli

@@ -25,4 +25,34 @@ inline constexpr char16_t kCallLogsDeleted[] = u" call logs deleted from the dat
 inline constexpr char16_t kSpeedDialDeleted[] = u" speed dial deleted from the database.";
 inline constexpr char16_t kSpeedDialsDeleted[] = u" speed dials deleted from the database.";
 
+
+// Call logs.
+inline constexpr char16_t kCallLogsBackupCanceled[] = u"Call logs backup has been canceled.";
+inline constexpr char16_t kRetrievingCallLogs[] = u"Retrieving call logs infos...";
+inline constexpr char16_t kCallToBeRetrieved[] = u" call to be retrieved.";
+inline constexpr char16_t kCallsToBeRetrieved[] = u" calls to be retrieved.";
+inline constexpr char16_t kCallSaved[] = u"%d. call '#%d' saved.";
+inline constexpr char16_t kCallLogSaved[] = u" call log successfully saved.";
+inline constexpr char16_t kCallLogsSaved[] = u" call logs successfully saved.";
+inline constexpr char16_t kValidCallLogsHeader[] = u"Valid call logs header format.";
+inline constexpr char16_t kInsertingCallLogs[] = u"Inserting call logs records...";
+inline constexpr char16_t kCallAlreadyExists[] = u"%d. call '#%d' already exists. Nothing done.";
+inline constexpr char16_t kCallInserted[] = u"%d. call '#%d' inserted.";
+inline constexpr char16_t kCallLogsRestoreCanceled[] = u"Call logs restore has been canceled.";
+inline constexpr char16_t kCallLogStored[] = u" call log successfully stored in database.";
+inline constexpr char16_t kCallLogsStored[] = u" call logs successfully stored in database.";
+inline constexpr char16_t kCallLogsDeleteAllFirst[] =
+    u"Delete all existing logged calls from the database before restoration.";
+inline constexpr char16_t kCallLogsAddOnlyNew[] = u"Add only unlogged calls to the Database.";
+inline constexpr char16_t kCallLogsDeleteConfirm[] =
+    u"Are you sure you want to delete all Call Logs?";
+inline constexpr char16_t kCallLogsDeleteConfirmTitle[] = u"Call Logs delete confirm";
+
+// The record file passes of the volume's databases.
+inline constexpr char16_t kRetrievingFileRecords[] = u"Retrieving file records...";
+inline constexpr char16_t kInvalidFileFormat[] = u"Invalid file format. Nothing done.";
+inline constexpr char16_t kRecordFoundInFile[] = u" record found in file.";
+inline constexpr char16_t kRecordsFoundInFile[] = u" records found in file.";
+inline constexpr char16_t kNoRecordsFound[] = u"No records found. Nothing done.";
+
 }  // namespace kestrav::devicedb::texts

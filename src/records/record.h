@@ -22,6 +22,10 @@ class Record {
   bool empty() const { return ends_.empty(); }
   // The value of a column; the view holds while the record is not changed.
   std::u16string_view operator[](std::size_t column) const;
+  // The value of a column, or an empty value for a column the record does not reach.
+  std::u16string_view Value(std::size_t column) const {
+    return column < size() ? (*this)[column] : std::u16string_view();
+  }
 
   void push_back(std::u16string_view value);
   // Cuts the record to the given number of columns, or pads it with empty values.

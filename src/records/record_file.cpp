@@ -307,4 +307,8 @@ std::u16string CsvRecordFile::ErrorText(int code) const {
   }
 }
 
+std::u16string CsvRecordFile::LoadFailedText() const {
+  return platform::Format(texts::kLoadFailedNothingDone, ErrorText());
+}
+
 }  // namespace kestrav::records

@@ -6,5 +6,6 @@
 #pragma once
 
 #include "records/archive.h"
+#include "records/file_signature.h"
 #include "records/record_file.h"
 #include "records/value_text.h"

@@ -9,5 +9,7 @@ inline constexpr char16_t kBadRecordAtLine[] =
     u"Error (ERROR_CSV_BAD_RECORD) : Bad record found at line %d.";
 inline constexpr char16_t kSystemErrorPrefix[] = u"Error (%d) : ";
 inline constexpr char16_t kCsvFileErrorTitle[] = u"CSV File Error";
+// A restore that could not read its file: the reader's error text, then this.
+inline constexpr char16_t kLoadFailedNothingDone[] = u"%s Nothing done.";
 
 }  // namespace kestrav::records::texts

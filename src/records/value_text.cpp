@@ -1,6 +1,10 @@
 #include "records/value_text.h"
 
+#include <cerrno>
+#include <cstdlib>
+#include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "platform/format.h"
 
@@ -46,6 +50,126 @@ std::optional<std::u16string> PropertyValueText(const platform::PropertyValue& v
       return ByteListText(value.bytes);
   }
   return std::nullopt;
+}
+
+namespace {
+
+int HexDigit(char16_t unit) {
+  if (unit >= u'0' && unit <= u'9') return unit - u'0';
+  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
+  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
+  return -1;
+}
+
+// The leading part of a value text that a C number conversion could read, as narrow text:
+// conversions stop at the first character outside ASCII anyway.
+std::string NumberPrefix(std::u16string_view text) {
+  std::string narrow;
+  for (const char16_t unit : text.substr(0, 64)) {
+    if (unit == 0 || unit > 0x7F) break;
+    narrow.push_back(static_cast<char>(unit));
+  }
+  return narrow;
+}
+
+// _wtol: base 10, clamped to the 32-bit range.
+std::int32_t SignedNumber(std::u16string_view text) {
+  const std::string narrow = NumberPrefix(text);
+  const long long value = std::strtoll(narrow.c_str(), nullptr, 10);
+  if (value > std::numeric_limits<std::int32_t>::max()) return std::numeric_limits<std::int32_t>::max();
+  if (value < std::numeric_limits<std::int32_t>::min()) return std::numeric_limits<std::int32_t>::min();
+  return static_cast<std::int32_t>(value);
+}
+
+// wcstoul with base 10 on 32 bits: a minus sign negates modulo 2^32; too large clamps.
+std::uint32_t UnsignedNumber(std::u16string_view text) {
+  const std::string narrow = NumberPrefix(text);
+  std::size_t start = narrow.find_first_not_of(" \t\n\v\f\r");
+  if (start == std::string::npos) return 0;
+  bool negative = false;
+  if (narrow[start] == '-' || narrow[start] == '+') {
+    negative = narrow[start] == '-';
+    ++start;
+  }
+  if (start >= narrow.size() || narrow[start] < '0' || narrow[start] > '9') return 0;
+  errno = 0;
+  const unsigned long long magnitude = std::strtoull(narrow.c_str() + start, nullptr, 10);
+  if (errno == ERANGE || magnitude > std::numeric_limits<std::uint32_t>::max())
+    return std::numeric_limits<std::uint32_t>::max();
+  const auto value = static_cast<std::uint32_t>(magnitude);
+  return negative ? 0u - value : value;
+}
+
+}  // namespace
+
+bool ParseByteList(std::u16string_view text, std::vector<std::uint8_t>* bytes) {
+  bytes->clear();
+  if (text.empty()) return true;
+  bytes->reserve(text.size() / 5 + 1);
+  std::size_t start = 0;
+  for (;;) {
+    const std::size_t comma = std::min(text.find(u',', start), text.size());
+    std::u16string_view item = text.substr(start, comma - start);
+    if (item.size() > 2 && item[0] == u'0' && (item[1] == u'x' || item[1] == u'X'))
+      item.remove_prefix(2);
+    if (item.empty() || item.size() > 2) {
+      bytes->clear();
+      return false;
+    }
+    int value = 0;
+    for (const char16_t unit : item) {
+      const int digit = HexDigit(unit);
+      if (digit < 0) {
+        bytes->clear();
+        return false;
+      }
+      value = value * 16 + digit;
+    }
+    bytes->push_back(static_cast<std::uint8_t>(value));
+    if (comma == text.size()) return true;
+    start = comma + 1;
+  }
+}
+
+platform::PropertyValue ParsePropertyValue(std::uint32_t id, std::u16string_view text) {
+  platform::PropertyValue value;
+  value.id = id;
+  switch (value.type()) {
+    case PropertyType::kInt16:
+      value.integer = static_cast<std::int16_t>(SignedNumber(text));
+      break;
+    case PropertyType::kUInt16:
+      value.integer = static_cast<std::uint16_t>(UnsignedNumber(text));
+      break;
+    case PropertyType::kInt32:
+    case PropertyType::kBool:
+    case PropertyType::kAutoInt32:
+      value.integer = SignedNumber(text);
+      break;
+    case PropertyType::kUInt32:
+      value.integer = UnsignedNumber(text);
+      break;
+    case PropertyType::kDouble:
+      value.real = std::strtod(NumberPrefix(text).c_str(), nullptr);
+      break;
+    case PropertyType::kString:
+      value.text = text;
+      break;
+    case PropertyType::kFileTime: {
+      std::vector<std::uint8_t> bytes;
+      ParseByteList(text, &bytes);
+      bytes.resize(sizeof value.file_time);
+      std::memcpy(&value.file_time, bytes.data(), sizeof value.file_time);
+      break;
+    }
+    case PropertyType::kBlob:
+    case PropertyType::kStream:
+    case PropertyType::kRecordId:
+    case PropertyType::kAutoInt64:
+      ParseByteList(text, &value.bytes);
+      break;
+  }
+  return value;
 }
 
 std::u16string UInt64Text(std::uint64_t value) {

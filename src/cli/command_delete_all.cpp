@@ -1,0 +1,3 @@
+#include "cli/cli.h"
+
+namespace kestrav::cli {}

@@ -1,0 +1,7 @@
+#include "cli/cli.h"
+
+namespace kestrav::cli {
+
+void AddDeviceDataCommands(CLI::App&, CommandContext&) {}
+
+}  // namespace kestrav::cli

@@ -1,0 +1,1 @@
+#include "cli/device_json.h"

@@ -1,0 +1,1 @@
+#include "devicedb/call_logs.h"
