@@ -1,9 +1,99 @@
-#include "cli/cli.h"
+#include <cstdio>
+#include <cstring>
 
-namespace kestrav::cli {}
+#include "cli/cli.h"
+#include "cli/job_runner.h"
+#include "cli/kinds.h"
+#include "engine/backup_job.h"
+#include "platform/format.h"
+#include "platform/text.h"
+#include "settings/reg_key.h"
+
 namespace kestrav::cli {
-void AddBackupCommand(CLI::App&, CommandContext&) {}
-void AddRestoreCommand(CLI::App&, CommandContext&) {}
-void AddDeleteAllCommand(CLI::App&, CommandContext&) {}
-void AddDeviceCommand(CLI::App&, CommandContext&) {}
+namespace {
+
+struct BackupOptions {
+  std::string kinds;
+  std::string output;
+  bool store = false;
+  bool overwrite = false;
+};
+
+// The window's default: "Kestrav_" and today's date, in the "DefDir" folder when one is set,
+// otherwise in "\Storage Card".
+std::u16string DefaultArchive(const platform::Device& device) {
+  std::u16string folder = settings::kDefaultFolder;
+  settings::RegKey key(device.registry());
+  if (key.OpenForRead(platform::kHkeyCurrentUser, settings::kApplicationKey)) {
+    if (const auto stored = key.ReadString(settings::kDefaultFolderValue); stored) {
+      std::u16string text(stored->size() / 2, u'\0');
+      std::memcpy(text.data(), stored->data(), text.size() * 2);
+      text = std::u16string(text.c_str());
+      if (!text.empty()) folder = text;
+    }
+  }
+  const platform::SystemTime today = device.clock().LocalTime();
+  return platform::Format(u"%sKestrav_%.4d%.2d%.2d%s", platform::WithTrailingSeparator(folder),
+                          today.year, today.month, today.day, engine::kArchiveExtension);
+}
+
+int Backup(CommandContext& context, const BackupOptions& options) {
+  platform::host::HostDevice* host = context.Profile();
+  if (host == nullptr) return kExitFailure;
+  const platform::Device& device = host->device();
+  std::vector<engine::ItemKind> kinds = KindsWithWorkers(device);
+  std::string reason;
+  if (!options.kinds.empty() && !ParseKinds(options.kinds, &kinds, &reason))
+    return context.Fail(reason);
+  for (const engine::ItemKind kind : kinds) {
+    if (!MakeKindWorker(device, kind)) return context.Fail(NoWorkerReason(kind));
+  }
+  const std::u16string archive =
+      options.output.empty() ? DefaultArchive(device) : CommandLinePath(options.output);
+  const std::string archive_shown = host->files().HostPath(archive).string();
+  platform::FileSystem& files = device.files();
+  if (files.FileExists(archive)) {
+    if (!options.overwrite)
+      return context.Fail(archive_shown + ": the file exists (--overwrite replaces it)");
+    if (const platform::ErrorCode error = files.DeleteFile(archive); error != 0)
+      return context.Fail(archive_shown + ": " +
+                          platform::ToUtf8(platform::SystemErrorText(error)));
+  }
+
+  engine::BackupJob job;
+  job.archive_file = archive;
+  job.kinds = kinds;
+  job.compression_method = options.store ? 0 : 8;
+  const JobOutcome outcome =
+      RunJob(device.clock(), true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+        job.sink = sink;
+        job.cancel = cancel;
+        engine::RunBackup(
+            device, job, [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); });
+      });
+  if (outcome.canceled) return context.Fail("the backup was canceled");
+  if (!files.FileExists(archive)) return context.Fail(archive_shown + ": no backup was written");
+  if (outcome.error_rows > 0) return context.Fail("the backup reported errors (rows marked (!))");
+  std::printf("Backup file: %s\n", archive_shown.c_str());
+  return kExitSuccess;
+}
+
+}  // namespace
+
+void AddBackupCommand(CLI::App& app, CommandContext& context) {
+  CLI::App* command = app.add_subcommand("backup", "Back up the device into a .qbk archive");
+  auto options = std::make_shared<BackupOptions>();
+  command->add_option("--kinds", options->kinds,
+                      "Comma-separated kinds (calllogs, contacts, appointments, tasks, "
+                      "speeddials, messages); default: every kind this version handles");
+  command->add_option("--output", options->output,
+                      "The archive to write (default: Kestrav_YYYYMMDD.qbk in the default "
+                      "backup folder, else \\Storage Card on the device)");
+  command->add_flag("--store", options->store, "Store the record files without compressing them");
+  command->add_flag("--overwrite", options->overwrite, "Replace an archive that already exists");
+  command->callback([&context, options] {
+    context.action = [&context, options] { return Backup(context, *options); };
+  });
+}
+
 }  // namespace kestrav::cli

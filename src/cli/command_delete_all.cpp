@@ -1,3 +1,98 @@
-#include "cli/cli.h"
+#include <unistd.h>
 
-namespace kestrav::cli {}
+#include <cstdio>
+#include <iostream>
+
+#include "cli/cli.h"
+#include "cli/console_sink.h"
+#include "cli/kinds.h"
+#include "devicedb/pim_volume.h"
+#include "devicedb/texts.h"
+#include "engine/status_text.h"
+#include "platform/text.h"
+
+namespace kestrav::cli {
+namespace {
+
+struct DeleteAllOptions {
+  std::string kind;
+  bool yes = false;
+};
+
+// The deletion dialog on a console: a bar on a terminal; the count deleted is kept for the end.
+class ConsoleDeletionProgress : public devicedb::DeletionProgress {
+ public:
+  explicit ConsoleDeletionProgress(bool draw) : draw_(draw) {}
+
+  void Start(std::uint32_t count) override { count_ = count; }
+  void SetPosition(std::uint32_t deleted) override {
+    deleted_ = deleted;
+    if (draw_ && count_ > 0 && (deleted % 64 == 0 || deleted == count_)) {
+      std::printf("\rDeleting [%3u%%]", static_cast<unsigned>(deleted * 100ULL / count_));
+      std::fflush(stdout);
+    }
+  }
+  void Finish() override {
+    if (draw_ && count_ > 0) std::printf("\r\x1b[K");
+  }
+
+  std::uint32_t deleted() const { return deleted_; }
+
+ private:
+  bool draw_;
+  std::uint32_t count_ = 0;
+  std::uint32_t deleted_ = 0;
+};
+
+// Asks the kind's confirmation; a console that cannot answer needs --yes.
+bool Confirmed(std::u16string_view question, std::u16string_view title) {
+  if (isatty(STDIN_FILENO) == 0) return false;
+  std::printf("%s: %s [y/N] ", platform::ToUtf8(title).c_str(), platform::ToUtf8(question).c_str());
+  std::fflush(stdout);
+  std::string answer;
+  std::getline(std::cin, answer);
+  return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
+  std::vector<engine::ItemKind> kinds;
+  std::string reason;
+  if (!ParseKinds(options.kind, &kinds, &reason)) return context.Fail(reason);
+  if (kinds.size() != 1) return context.Fail("delete-all takes one kind");
+  if (kinds[0] != engine::ItemKind::kCallLogs) return context.Fail(NoWorkerReason(kinds[0]));
+  platform::host::HostDevice* host = context.Profile();
+  if (host == nullptr) return kExitFailure;
+  if (!options.yes) {
+    if (isatty(STDIN_FILENO) == 0)
+      return context.Fail("not deleting without --yes: there is no terminal to ask on");
+    if (!Confirmed(devicedb::texts::kCallLogsDeleteConfirm,
+                   devicedb::texts::kCallLogsDeleteConfirmTitle)) {
+      return context.Fail("nothing deleted");
+    }
+  }
+  ConsoleDeletionProgress progress(IsTerminal(stdout));
+  if (!devicedb::DeleteAllFromMenu(host->device().object_store(), devicedb::PimDatabase::kCallLogs,
+                                   progress)) {
+    return context.Fail("the call log database cannot be opened");
+  }
+  std::printf("%s\n", platform::ToUtf8(engine::CountText(progress.deleted(),
+                                                         devicedb::texts::kCallLogDeleted,
+                                                         devicedb::texts::kCallLogsDeleted))
+                          .c_str());
+  return kExitSuccess;
+}
+
+}  // namespace
+
+void AddDeleteAllCommand(CLI::App& app, CommandContext& context) {
+  CLI::App* command =
+      app.add_subcommand("delete-all", "Delete every item of one kind from the device");
+  auto options = std::make_shared<DeleteAllOptions>();
+  command->add_option("KIND", options->kind, "The kind: calllogs")->required();
+  command->add_flag("--yes", options->yes, "Do not ask for confirmation");
+  command->callback([&context, options] {
+    context.action = [&context, options] { return DeleteAll(context, *options); };
+  });
+}
+
+}  // namespace kestrav::cli

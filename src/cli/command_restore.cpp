@@ -1,3 +1,132 @@
-#include "cli/cli.h"
+#include <algorithm>
 
-namespace kestrav::cli {}
+#include "cli/cli.h"
+#include "cli/job_runner.h"
+#include "cli/kinds.h"
+#include "engine/restore_pass.h"
+#include "platform/text.h"
+#include "records/archive.h"
+
+namespace kestrav::cli {
+namespace {
+
+struct RestoreOptions {
+  std::string file;
+  std::string kinds;
+  std::vector<std::string> modes;
+};
+
+std::u16string_view ExtensionOf(std::u16string_view path) {
+  const std::u16string_view name = platform::BaseName(path);
+  const std::size_t dot = name.rfind(u'.');
+  return dot == std::u16string_view::npos ? std::u16string_view() : name.substr(dot);
+}
+
+// The restore entries of a file, as the window lists them: one per archive member of a kind's
+// extension, or the record file itself. Empty when the file is neither.
+std::vector<engine::RestoreEntry> EntriesOf(const platform::Device& device,
+                                            const std::u16string& file) {
+  std::vector<engine::RestoreEntry> entries;
+  const std::u16string_view extension = ExtensionOf(file);
+  if (platform::EqualsIgnoringAsciiCase(extension, engine::kArchiveExtension)) {
+    std::vector<records::ArchiveMember> members;
+    if (records::ListMembers(device, file, &members) != 0) return entries;
+    for (const records::ArchiveMember& member : members) {
+      if (const auto kind = engine::KindOfExtension(ExtensionOf(member.name)); kind)
+        entries.push_back({*kind, file, true});
+    }
+  } else if (const auto kind = engine::KindOfExtension(extension); kind) {
+    entries.push_back({*kind, file, false});
+  }
+  return entries;
+}
+
+int Restore(CommandContext& context, const RestoreOptions& options) {
+  platform::host::HostDevice* host = context.Profile();
+  if (host == nullptr) return kExitFailure;
+  const platform::Device& device = host->device();
+  const std::u16string file = CommandLinePath(options.file);
+  if (!device.files().FileExists(file)) return context.Fail(options.file + ": no such file");
+
+  std::vector<engine::RestoreEntry> entries = EntriesOf(device, file);
+  if (entries.empty()) {
+    const engine::RestoreRefusal refusal = engine::InvalidFileFormat(file);
+    return context.Fail(refusal.title + u": " + refusal.text);
+  }
+  std::string reason;
+  for (const std::string& setting : options.modes) {
+    const std::size_t equals = setting.find('=');
+    std::vector<engine::ItemKind> kind;
+    engine::RestoreMode mode;
+    if (equals == std::string::npos)
+      return context.Fail("--mode " + setting + ": expected KIND=MODE");
+    if (!ParseKinds(std::string_view(setting).substr(0, equals), &kind, &reason) ||
+        kind.size() != 1) {
+      return context.Fail("--mode " + setting + ": " + reason);
+    }
+    const std::string mode_name = setting.substr(equals + 1);
+    if (!ParseRestoreMode(mode_name, &mode) || !engine::KindOffersMode(kind[0], mode)) {
+      std::string offered;
+      for (const auto candidate :
+           {engine::RestoreMode::kDeleteAllFirst, engine::RestoreMode::kAddOnlyNew,
+            engine::RestoreMode::kAddNewAndUpdate, engine::RestoreMode::kAllowDuplicates}) {
+        if (engine::KindOffersMode(kind[0], candidate))
+          offered += (offered.empty() ? "" : ", ") + RestoreModeName(candidate);
+      }
+      return context.Fail("--mode " + setting + ": " + KindCommandWord(kind[0]) +
+                          " can be restored with " + offered);
+    }
+    for (engine::RestoreEntry& entry : entries)
+      if (entry.kind == kind[0]) entry.mode = mode;
+  }
+
+  std::vector<engine::ItemKind> kinds;
+  if (!options.kinds.empty()) {
+    if (!ParseKinds(options.kinds, &kinds, &reason)) return context.Fail(reason);
+  } else {
+    for (const engine::RestoreEntry& entry : entries)
+      if (std::ranges::find(kinds, entry.kind) == kinds.end()) kinds.push_back(entry.kind);
+  }
+  for (const engine::RestoreEntry& entry : entries) {
+    if (std::ranges::find(kinds, entry.kind) != kinds.end() && !MakeKindWorker(device, entry.kind))
+      return context.Fail(NoWorkerReason(entry.kind) + " (choose others with --kinds)");
+  }
+
+  engine::BackupJob job;
+  const auto factory = [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); };
+  if (const auto refusal = engine::PrepareRestore(device, job, kinds, entries, factory); refusal)
+    return context.Fail(refusal->title + u": " + refusal->text);
+  const JobOutcome outcome =
+      RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+        job.sink = sink;
+        job.cancel = cancel;
+        for (auto& worker : job.restore_workers) {
+          worker->sink = sink;
+          worker->cancel = cancel;
+        }
+        engine::RunRestore(device, job);
+      });
+  if (outcome.canceled) return context.Fail("the restore was canceled");
+  if (outcome.error_rows > 0) return context.Fail("the restore reported errors (rows marked (!))");
+  return kExitSuccess;
+}
+
+}  // namespace
+
+void AddRestoreCommand(CLI::App& app, CommandContext& context) {
+  CLI::App* command = app.add_subcommand(
+      "restore", "Restore a .qbk archive or a single record file onto the device");
+  auto options = std::make_shared<RestoreOptions>();
+  command->add_option("FILE", options->file, "The archive (.qbk) or record file (.csl, ...)")
+      ->required();
+  command->add_option("--kinds", options->kinds,
+                      "Comma-separated kinds to restore (default: every kind the file holds)");
+  command->add_option("--mode", options->modes,
+                      "KIND=MODE, MODE one of delete-all (the default), add-new, add-update, "
+                      "duplicates, as the kind offers them");
+  command->callback([&context, options] {
+    context.action = [&context, options] { return Restore(context, *options); };
+  });
+}
+
+}  // namespace kestrav::cli

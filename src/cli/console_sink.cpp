@@ -32,12 +32,14 @@ ConsoleSink::~ConsoleSink() {
 }
 
 void ConsoleSink::AddRow(const engine::LogRow& row) {
+  if (row.icon == engine::LogIcon::kError) ++error_rows_;
   EraseBars();
   std::fprintf(out_, "%s  %s%s\n", platform::ToUtf8(row.time).c_str(),
                row.icon == engine::LogIcon::kError ? "(!) " : "",
                platform::ToUtf8(row.text).c_str());
   DrawBars();
-  std::fflush(out_);
+  // A terminal shows each row at once; a file or pipe takes them in blocks.
+  if (draw_bars_) std::fflush(out_);
 }
 
 void ConsoleSink::SetItemProgress(std::uint32_t position,

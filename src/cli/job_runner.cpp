@@ -1,3 +1,60 @@
-#include "cli/cli.h"
+#include "cli/job_runner.h"
 
-namespace kestrav::cli {}
+#include <csignal>
+#include <thread>
+
+#include "cli/console_sink.h"
+
+namespace kestrav::cli {
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+extern "C" void OnInterrupt(int) {
+  interrupted = 1;
+}
+
+// Ctrl+C asks the job to stop instead of killing the program mid-write; the previous handler
+// comes back when the job is over.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    interrupted = 0;
+    struct sigaction action = {};
+    action.sa_handler = OnInterrupt;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, &previous_);
+  }
+  ~InterruptGuard() { sigaction(SIGINT, &previous_, nullptr); }
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+ private:
+  struct sigaction previous_ = {};
+};
+
+}  // namespace
+
+JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job) {
+  ConsoleSink sink(clock, stdout, IsTerminal(stdout));
+  sink.SetJobIsBackup(is_backup);
+  engine::CancelFlag cancel = 0;
+  std::atomic<bool> done = false;
+  InterruptGuard guard;
+  std::thread worker([&] {
+    job(&sink, &cancel);
+    done = true;
+  });
+  bool cancel_requested = false;
+  sink.RunUntil([&] {
+    if (interrupted != 0 && !cancel_requested) {
+      cancel_requested = true;
+      engine::RequestCancel(&sink, &cancel);
+    }
+    return done.load();
+  });
+  worker.join();
+  return {cancel.load() != 0, sink.error_rows()};
+}
+
+}  // namespace kestrav::cli

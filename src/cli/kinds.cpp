@@ -1,3 +1,88 @@
-#include "cli/cli.h"
+#include "cli/kinds.h"
 
-namespace kestrav::cli {}
+#include <algorithm>
+#include <array>
+
+#include "devicedb/call_logs.h"
+#include "platform/text.h"
+
+namespace kestrav::cli {
+namespace {
+
+struct ModeName {
+  engine::RestoreMode mode;
+  std::string_view name;
+};
+
+constexpr std::array<ModeName, 4> kModeNames = {{
+    {engine::RestoreMode::kDeleteAllFirst, "delete-all"},
+    {engine::RestoreMode::kAddOnlyNew, "add-new"},
+    {engine::RestoreMode::kAddNewAndUpdate, "add-update"},
+    {engine::RestoreMode::kAllowDuplicates, "duplicates"},
+}};
+
+}  // namespace
+
+std::string KindCommandWord(engine::ItemKind kind) {
+  std::string word = platform::ToUtf8(engine::KindInfo(kind).word);
+  std::erase(word, ' ');
+  return word;
+}
+
+bool ParseKinds(std::string_view list, std::vector<engine::ItemKind>* kinds, std::string* error) {
+  kinds->clear();
+  std::size_t start = 0;
+  while (start <= list.size()) {
+    const std::size_t comma = std::min(list.find(',', start), list.size());
+    const std::string_view word = list.substr(start, comma - start);
+    const auto& all = engine::AllItemKinds();
+    const auto found = std::ranges::find_if(
+        all, [&](const engine::ItemKindInfo& info) { return KindCommandWord(info.kind) == word; });
+    if (found == all.end()) {
+      std::string known;
+      for (const engine::ItemKindInfo& info : all)
+        known += (known.empty() ? "" : ", ") + KindCommandWord(info.kind);
+      *error = "unknown kind \"" + std::string(word) + "\" (kinds: " + known + ")";
+      return false;
+    }
+    if (std::ranges::find(*kinds, found->kind) == kinds->end()) kinds->push_back(found->kind);
+    start = comma + 1;
+  }
+  return true;
+}
+
+bool ParseRestoreMode(std::string_view name, engine::RestoreMode* mode) {
+  const auto found = std::ranges::find(kModeNames, name, &ModeName::name);
+  if (found == kModeNames.end()) return false;
+  *mode = found->mode;
+  return true;
+}
+
+std::string RestoreModeName(engine::RestoreMode mode) {
+  return std::string(std::ranges::find(kModeNames, mode, &ModeName::mode)->name);
+}
+
+std::unique_ptr<engine::KindWorker> MakeKindWorker(const platform::Device& device,
+                                                   engine::ItemKind kind) {
+  if (!device.is_whole()) return nullptr;
+  switch (kind) {
+    case engine::ItemKind::kCallLogs:
+      return std::make_unique<devicedb::CallLogWorker>(device);
+    default:
+      return nullptr;
+  }
+}
+
+std::vector<engine::ItemKind> KindsWithWorkers(const platform::Device& device) {
+  std::vector<engine::ItemKind> kinds;
+  for (const engine::ItemKindInfo& info : engine::AllItemKinds())
+    if (MakeKindWorker(device, info.kind)) kinds.push_back(info.kind);
+  return kinds;
+}
+
+std::string NoWorkerReason(engine::ItemKind kind) {
+  return KindCommandWord(kind) + ": this version of kestrav-cli cannot back up or restore " +
+         platform::ToUtf8(engine::KindInfo(kind).word) + " yet";
+}
+
+}  // namespace kestrav::cli

@@ -87,7 +87,8 @@ void CallLogWorker::Backup(records::CsvRecordFile& file) {
       SendLine(sink, texts::kRetrievingCallLogs);
       const std::uint32_t count = RecordCount(session.store(), session.database);
       engine::PostProgress(sink, 0, count, false);
-      SendLine(sink, engine::CountText(count, texts::kCallToBeRetrieved, texts::kCallsToBeRetrieved));
+      SendLine(sink,
+               engine::CountText(count, texts::kCallToBeRetrieved, texts::kCallsToBeRetrieved));
       const records::FileSignature signature = records::SignatureOf(records::SignedFile::kCallLogs);
       WriteText(file, u"\"" + ByteListText(signature) + u"\"\r\n");
       WriteText(file, QuotedBytesOf(count) + u"\r\n");
@@ -120,8 +121,7 @@ void CallLogWorker::Restore() {
   }
   std::vector<std::uint8_t> header;
   if (file.Header().size() != 1 || !records::ParseByteList(file.Header()[0], &header) ||
-      !records::BeginsWithSignature(header,
-                                    records::SignatureOf(records::SignedFile::kCallLogs)) ||
+      !records::BeginsWithSignature(header, records::SignatureOf(records::SignedFile::kCallLogs)) ||
       Canceled()) {
     SendLine(sink, texts::kInvalidFileFormat, engine::LogIcon::kError);
     return;

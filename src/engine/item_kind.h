@@ -18,6 +18,14 @@ enum class ItemKind : std::uint32_t {
   kTasks = 32,
 };
 
+// How restored items meet the items already on the device. Each kind says which it offers.
+enum class RestoreMode : int {
+  kDeleteAllFirst = 0,
+  kAddOnlyNew = 1,
+  kAddNewAndUpdate = 2,
+  kAllowDuplicates = 3,
+};
+
 struct ItemKindInfo {
   ItemKind kind;
   std::u16string_view display_name;  // "Call logs", as the window shows it
@@ -40,6 +48,8 @@ std::span<const ItemKindInfo> AllItemKinds();
 const ItemKindInfo& KindInfo(ItemKind kind);
 // The kind whose record file has this extension (compared without regard to case).
 std::optional<ItemKind> KindOfExtension(std::u16string_view extension);
+// Whether the kind's restore options offer the mode.
+bool KindOffersMode(ItemKind kind, RestoreMode mode);
 // The kind whose backup or restore operation code this is.
 std::optional<ItemKind> KindOfOperation(int operation);
 

@@ -14,14 +14,6 @@
 
 namespace kestrav::engine {
 
-// How restored items meet the items already on the device. Each kind says which it offers.
-enum class RestoreMode : int {
-  kDeleteAllFirst = 0,
-  kAddOnlyNew = 1,
-  kAddNewAndUpdate = 2,
-  kAllowDuplicates = 3,
-};
-
 class KindWorker {
  public:
   virtual ~KindWorker() = default;

@@ -1,8 +1,8 @@
 #include "records/value_text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -76,8 +76,10 @@ std::string NumberPrefix(std::u16string_view text) {
 std::int32_t SignedNumber(std::u16string_view text) {
   const std::string narrow = NumberPrefix(text);
   const long long value = std::strtoll(narrow.c_str(), nullptr, 10);
-  if (value > std::numeric_limits<std::int32_t>::max()) return std::numeric_limits<std::int32_t>::max();
-  if (value < std::numeric_limits<std::int32_t>::min()) return std::numeric_limits<std::int32_t>::min();
+  if (value > std::numeric_limits<std::int32_t>::max())
+    return std::numeric_limits<std::int32_t>::max();
+  if (value < std::numeric_limits<std::int32_t>::min())
+    return std::numeric_limits<std::int32_t>::min();
   return static_cast<std::int32_t>(value);
 }
 

@@ -1,0 +1,18 @@
+// The sample data of "device init --sample": realistic, deterministic content for the kinds
+// this version handles, so a new profile can be backed up and restored at once.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/device.h"
+
+namespace kestrav::cli {
+
+// The calls of the sample: 40 a scale unit.
+inline constexpr std::uint32_t kSampleCallsPerScale = 40;
+
+// Fills the profile's databases with `scale` times the sample. False with the reason.
+bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error);
+
+}  // namespace kestrav::cli
