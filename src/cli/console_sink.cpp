@@ -24,7 +24,9 @@ bool IsTerminal(std::FILE* stream) {
 }
 
 ConsoleSink::ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars)
-    : engine::ProgressSink(clock), out_(out), draw_bars_(draw_bars) {}
+    : engine::ProgressSink(clock, engine::Delivery::kOnReportingThread),
+      out_(out),
+      draw_bars_(draw_bars) {}
 
 ConsoleSink::~ConsoleSink() {
   if (bars_drawn_) std::fputc('\n', out_);

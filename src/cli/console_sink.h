@@ -19,7 +19,7 @@ class ConsoleSink : public engine::ProgressSink {
   // The number of rows shown with the error mark so far.
   int error_rows() const { return error_rows_; }
 
-  // Dispatches reports until `done` returns true and every report has been handled.
+  // Waits until `done` returns true; reports are printed on the thread that makes them.
   template <typename Done>
   void RunUntil(Done done) {
     while (!done()) {

@@ -20,8 +20,8 @@ StatusReport LogReport(std::optional<std::u16string_view> text, LogIcon icon, bo
 
 }  // namespace
 
-ProgressSink::ProgressSink(const platform::Clock& clock)
-    : clock_(clock), receiver_(std::this_thread::get_id()) {}
+ProgressSink::ProgressSink(const platform::Clock& clock, Delivery delivery)
+    : clock_(clock), delivery_(delivery), receiver_(std::this_thread::get_id()) {}
 
 ProgressSink::~ProgressSink() = default;
 
@@ -32,6 +32,7 @@ std::uint64_t ProgressSink::Enqueue(StatusReport report) {
 }
 
 bool ProgressSink::Post(StatusReport report) {
+  if (delivery_ == Delivery::kOnReportingThread) return Send(std::move(report));
   {
     std::lock_guard lock(mutex_);
     if (closed_) return false;
@@ -42,6 +43,12 @@ bool ProgressSink::Post(StatusReport report) {
 }
 
 bool ProgressSink::Send(StatusReport report) {
+  if (delivery_ == Delivery::kOnReportingThread) {
+    std::lock_guard handling(handling_);
+    if (!IsOpen()) return false;
+    Handle(report);
+    return true;
+  }
   if (std::this_thread::get_id() == receiver_) {
     // The receiver sending to itself: what is queued goes first, then this report.
     DispatchPending();

@@ -52,10 +52,16 @@ struct LogRow {
   bool last;  // the job's last line: the page fits its columns to their contents
 };
 
+// Where reports are handled: on the thread that made the sink, which dispatches them (a window
+// must touch its controls from its own thread), or at once on the reporting thread, one at a
+// time (a console, which any thread may write to).
+enum class Delivery { kOnReceiverThread, kOnReportingThread };
+
 class ProgressSink {
  public:
   // The clock gives each row its time of arrival.
-  explicit ProgressSink(const platform::Clock& clock);
+  explicit ProgressSink(const platform::Clock& clock,
+                        Delivery delivery = Delivery::kOnReceiverThread);
   virtual ~ProgressSink();
   ProgressSink(const ProgressSink&) = delete;
   ProgressSink& operator=(const ProgressSink&) = delete;
@@ -93,7 +99,9 @@ class ProgressSink {
   std::uint64_t Enqueue(StatusReport report);
 
   const platform::Clock& clock_;
+  const Delivery delivery_;
   const std::thread::id receiver_;
+  std::mutex handling_;  // one report at a time, for delivery on the reporting thread
   bool job_is_backup_ = true;
 
   mutable std::mutex mutex_;

@@ -122,6 +122,12 @@ SqliteStatement SqliteDatabase::Prepare(std::string_view sql) {
   return SqliteStatement(statement);
 }
 
+CachedStatement SqliteDatabase::Cached(std::string_view sql) {
+  auto found = cache_.find(sql);
+  if (found == cache_.end()) found = cache_.emplace(std::string(sql), Prepare(sql)).first;
+  return CachedStatement(found->second);
+}
+
 std::int64_t SqliteDatabase::LastInsertId() const {
   return sqlite3_last_insert_rowid(database_.get());
 }

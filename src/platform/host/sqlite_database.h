@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -48,6 +49,22 @@ class SqliteStatement {
   bool failed_ = false;
 };
 
+// A statement of the database's cache, lent for one use: it is rewound and its bindings cleared
+// when the use ends, so no read stays open between calls.
+class CachedStatement {
+ public:
+  explicit CachedStatement(SqliteStatement& statement) : statement_(statement) {}
+  ~CachedStatement() { statement_.Reset(); }
+  CachedStatement(const CachedStatement&) = delete;
+  CachedStatement& operator=(const CachedStatement&) = delete;
+
+  SqliteStatement* operator->() const { return &statement_; }
+  SqliteStatement& operator*() const { return statement_; }
+
+ private:
+  SqliteStatement& statement_;
+};
+
 class SqliteDatabase {
  public:
   // Opens (creating when asked) the database file; null when it cannot be opened.
@@ -57,6 +74,8 @@ class SqliteDatabase {
   bool Execute(std::string_view sql);
   // A prepared statement; an empty one (whose steps fail) when the SQL is wrong.
   SqliteStatement Prepare(std::string_view sql);
+  // The same, prepared once and kept for the database's lifetime: for statements run per record.
+  CachedStatement Cached(std::string_view sql);
   std::int64_t LastInsertId() const;
   int Changes() const;
   std::string ErrorMessage() const;
@@ -67,7 +86,9 @@ class SqliteDatabase {
   };
   explicit SqliteDatabase(sqlite3* database) : database_(database) {}
 
+  // Declared first so that the statements are finalized before the database closes.
   std::unique_ptr<sqlite3, Closer> database_;
+  std::map<std::string, SqliteStatement, std::less<>> cache_;
 };
 
 }  // namespace kestrav::platform::host

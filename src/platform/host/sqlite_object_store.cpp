@@ -139,21 +139,21 @@ ErrorCode SqliteObjectStore::RecordCount(DatabaseHandle database, std::uint32_t*
   std::lock_guard lock(mutex_);
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return kErrorInvalidHandle;
-  SqliteStatement query =
-      volumes_[state->volume]->Prepare("SELECT COUNT(*) FROM records WHERE database_id = ?");
-  if (!query.Bind(1, state->database_id).Step()) return kErrorGenFailure;
-  *count = static_cast<std::uint32_t>(query.Integer(0));
+  const CachedStatement query =
+      volumes_[state->volume]->Cached("SELECT COUNT(*) FROM records WHERE database_id = ?");
+  if (!query->Bind(1, state->database_id).Step()) return kErrorGenFailure;
+  *count = static_cast<std::uint32_t>(query->Integer(0));
   return kErrorSuccess;
 }
 
 std::vector<PropertyValue> SqliteObjectStore::LoadProperties(SqliteDatabase& volume,
                                                              ObjectId object_id) {
   std::vector<PropertyValue> properties;
-  SqliteStatement query = volume.Prepare(
+  const CachedStatement query = volume.Cached(
       "SELECT id, flags, integer, real, text, bytes FROM properties WHERE oid = ? "
       "ORDER BY position");
-  query.Bind(1, static_cast<std::int64_t>(object_id));
-  while (query.Step()) properties.push_back(ReadValue(query));
+  query->Bind(1, static_cast<std::int64_t>(object_id));
+  while (query->Step()) properties.push_back(ReadValue(*query));
   return properties;
 }
 
@@ -165,14 +165,17 @@ ObjectId SqliteObjectStore::ReadNext(DatabaseHandle database,
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return 0;
   SqliteDatabase& volume = *volumes_[state->volume];
-  SqliteStatement query = volume.Prepare(
-      "SELECT oid FROM records WHERE database_id = ? AND oid >= ? ORDER BY oid LIMIT 1");
-  if (!query.Bind(1, state->database_id)
-           .Bind(2, static_cast<std::int64_t>(state->position))
-           .Step()) {
-    return 0;
+  ObjectId object_id = 0;
+  {
+    const CachedStatement query = volume.Cached(
+        "SELECT oid FROM records WHERE database_id = ? AND oid >= ? ORDER BY oid LIMIT 1");
+    if (!query->Bind(1, state->database_id)
+             .Bind(2, static_cast<std::int64_t>(state->position))
+             .Step()) {
+      return 0;
+    }
+    object_id = static_cast<ObjectId>(query->Integer(0));
   }
-  const auto object_id = static_cast<ObjectId>(query.Integer(0));
   state->position = object_id + 1;
   std::vector<PropertyValue> stored = LoadProperties(volume, object_id);
   if (property_ids == nullptr) {
@@ -218,8 +221,8 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
   ObjectId target = object_id;
   bool written = true;
   if (target == 0) {
-    written = volume.Prepare("INSERT INTO records (database_id) VALUES (?)")
-                  .Bind(1, state->database_id)
+    written = volume.Cached("INSERT INTO records (database_id) VALUES (?)")
+                  ->Bind(1, state->database_id)
                   .Run();
     target = static_cast<ObjectId>(volume.LastInsertId());
   } else {
@@ -227,22 +230,25 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
         volume.Prepare("SELECT 1 FROM records WHERE oid = ? AND database_id = ?");
     written = exists.Bind(1, static_cast<std::int64_t>(target)).Bind(2, state->database_id).Step();
   }
-  SqliteStatement next_position =
-      volume.Prepare("SELECT COALESCE(MAX(position), -1) + 1 FROM properties WHERE oid = ?");
-  written = written && next_position.Bind(1, static_cast<std::int64_t>(target)).Step();
-  std::int64_t position = written ? next_position.Integer(0) : 0;
-  SqliteStatement insert = volume.Prepare(
+  std::int64_t position = 0;
+  if (written) {
+    const CachedStatement next_position =
+        volume.Cached("SELECT COALESCE(MAX(position), -1) + 1 FROM properties WHERE oid = ?");
+    written = next_position->Bind(1, static_cast<std::int64_t>(target)).Step();
+    position = written ? next_position->Integer(0) : 0;
+  }
+  const CachedStatement insert = volume.Cached(
       "INSERT INTO properties (oid, id, position, flags, integer, real, text, bytes) "
       "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT (oid, id) DO UPDATE SET "
       "flags = excluded.flags, integer = excluded.integer, real = excluded.real, "
       "text = excluded.text, bytes = excluded.bytes");
   for (const PropertyValue& value : properties) {
     if (!written) break;
-    insert.Reset();
-    insert.Bind(1, static_cast<std::int64_t>(target)).Bind(2, static_cast<std::int64_t>(value.id));
-    insert.Bind(3, position++);
-    BindValue(insert, value);
-    written = insert.Run();
+    insert->Reset();
+    insert->Bind(1, static_cast<std::int64_t>(target)).Bind(2, static_cast<std::int64_t>(value.id));
+    insert->Bind(3, position++);
+    BindValue(*insert, value);
+    written = insert->Run();
   }
   if (!written) {
     volume.Execute("ROLLBACK");
