@@ -1,16 +1,378 @@
+// Object-store records as JSON: a record is its object id and its properties, a property its
+// identifier, flags and value, the value in the JSON type that holds its type's values.
 #include "cli/device_json.h"
 
-namespace kestrav::cli {
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <initializer_list>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <vector>
 
-bool DumpDatabase(platform::ObjectStore&, std::u16string_view, std::string*, std::string* error) {
-  *error = "not yet";
+#include "devicedb/pim_volume.h"
+#include "platform/system_error.h"
+#include "platform/text.h"
+#include "records/value_text.h"
+
+namespace kestrav::cli {
+namespace {
+
+// Keys keep the order they are written in, so that a dump reads "oid" before "props".
+using Json = nlohmann::ordered_json;
+using platform::PropertyType;
+using platform::PropertyValue;
+
+using Records = std::vector<std::vector<PropertyValue>>;
+
+std::u16string_view VolumeDatabaseName(std::u16string_view database) {
+  if (database == u"calllogs") return devicedb::kCallLogDatabase;
+  if (database == u"speeddials") return devicedb::kSpeedDialDatabase;
+  return database;
+}
+
+std::string ErrorText(platform::ErrorCode code) {
+  const std::u16string text = platform::SystemErrorText(code);
+  return text.empty() ? "error " + std::to_string(code) : platform::ToUtf8(text);
+}
+
+// "\pim.vol" mounted and one of its databases open, for as long as the object lives.
+class VolumeDatabase {
+ public:
+  explicit VolumeDatabase(platform::ObjectStore& store) : store_(store) {}
+  ~VolumeDatabase() {
+    if (handle_ != platform::kInvalidDatabaseHandle) store_.CloseDatabase(handle_);
+    if (mounted_) store_.UnmountVolume(volume_);
+  }
+  VolumeDatabase(const VolumeDatabase&) = delete;
+  VolumeDatabase& operator=(const VolumeDatabase&) = delete;
+
+  bool Open(std::u16string_view database, std::string* error) {
+    const platform::ErrorCode result =
+        store_.MountVolume(devicedb::kPimVolume, platform::Disposition::kOpenExisting, &volume_);
+    if (result != platform::kErrorSuccess) {
+      *error = "cannot open \\pim.vol: " + ErrorText(result);
+      return false;
+    }
+    mounted_ = true;
+    handle_ = store_.OpenDatabase(volume_, VolumeDatabaseName(database));
+    if (handle_ == platform::kInvalidDatabaseHandle) {
+      *error = "no database " + platform::ToUtf8(database) + " in \\pim.vol";
+      return false;
+    }
+    return true;
+  }
+
+  platform::DatabaseHandle handle() const { return handle_; }
+
+ private:
+  platform::ObjectStore& store_;
+  platform::VolumeId volume_ = 0;
+  bool mounted_ = false;
+  platform::DatabaseHandle handle_ = platform::kInvalidDatabaseHandle;
+};
+
+std::string IdText(std::uint32_t id) {
+  char text[11];
+  std::snprintf(text, sizeof text, "0x%08X", id);
+  return text;
+}
+
+bool ParseId(std::string_view text, std::uint32_t* id) {
+  if (text.size() != 10 || !text.starts_with("0x")) return false;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data() + 2, end, *id, 16);
+  return error == std::errc() && stop == end;
+}
+
+// A file time as the device lays it out in memory: 8 bytes, low byte first.
+std::vector<std::uint8_t> FileTimeBytes(platform::FileTime time) {
+  std::vector<std::uint8_t> bytes(8);
+  for (std::size_t i = 0; i < bytes.size(); ++i)
+    bytes[i] = static_cast<std::uint8_t>(time >> (8 * i));
+  return bytes;
+}
+
+platform::FileTime FileTimeOfBytes(const std::vector<std::uint8_t>& bytes) {
+  platform::FileTime time = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) time |= platform::FileTime{bytes[i]} << (8 * i);
+  return time;
+}
+
+Json ByteListJson(const std::vector<std::uint8_t>& bytes) {
+  return platform::ToUtf8(records::ByteListText(bytes));
+}
+
+bool ReadByteList(const Json& value, std::vector<std::uint8_t>* bytes) {
+  return value.is_string() &&
+         records::ParseByteList(platform::FromUtf8(value.get_ref<const std::string&>()), bytes);
+}
+
+// JSON numbers hold only finite values: the others are named.
+Json DoubleJson(double real) {
+  if (std::isnan(real)) return "NaN";
+  if (std::isinf(real)) return real > 0 ? "Infinity" : "-Infinity";
+  return real;
+}
+
+bool ReadDouble(const Json& value, double* real) {
+  if (value.is_number()) {
+    *real = value.get<double>();
+  } else if (value == "NaN") {
+    *real = std::numeric_limits<double>::quiet_NaN();
+  } else if (value == "Infinity") {
+    *real = std::numeric_limits<double>::infinity();
+  } else if (value == "-Infinity") {
+    *real = -std::numeric_limits<double>::infinity();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// The value in its JSON form, read through the type's own width; nothing for a type that has
+// no form.
+std::optional<Json> ValueJson(const PropertyValue& property) {
+  switch (property.type()) {
+    case PropertyType::kInt16:
+      return static_cast<std::int16_t>(property.integer);
+    case PropertyType::kUInt16:
+      return static_cast<std::uint16_t>(property.integer);
+    case PropertyType::kInt32:
+    case PropertyType::kBool:
+    case PropertyType::kAutoInt32:
+      return static_cast<std::int32_t>(property.integer);
+    case PropertyType::kUInt32:
+      return static_cast<std::uint32_t>(property.integer);
+    case PropertyType::kDouble:
+      return DoubleJson(property.real);
+    case PropertyType::kString:
+      return platform::ToUtf8(property.text);
+    case PropertyType::kFileTime:
+      return ByteListJson(FileTimeBytes(property.file_time));
+    case PropertyType::kBlob:
+    case PropertyType::kStream:
+    case PropertyType::kRecordId:
+    case PropertyType::kAutoInt64:
+      return ByteListJson(property.bytes);
+  }
+  return std::nullopt;
+}
+
+Json PropertyJson(const PropertyValue& property) {
+  Json entry = Json::object();
+  entry["id"] = IdText(property.id);
+  entry["flags"] = property.flags;
+  if ((property.flags & platform::kPropertyNotFound) == 0) {
+    if (std::optional<Json> value = ValueJson(property)) entry["value"] = std::move(*value);
+  }
+  return entry;
+}
+
+struct IntegerRange {
+  std::int64_t lowest;
+  std::int64_t highest;
+};
+
+std::optional<IntegerRange> IntegerRangeOf(PropertyType type) {
+  switch (type) {
+    case PropertyType::kInt16:
+      return IntegerRange{std::numeric_limits<std::int16_t>::min(),
+                          std::numeric_limits<std::int16_t>::max()};
+    case PropertyType::kUInt16:
+      return IntegerRange{0, std::numeric_limits<std::uint16_t>::max()};
+    case PropertyType::kInt32:
+    case PropertyType::kBool:
+    case PropertyType::kAutoInt32:
+      return IntegerRange{std::numeric_limits<std::int32_t>::min(),
+                          std::numeric_limits<std::int32_t>::max()};
+    case PropertyType::kUInt32:
+      return IntegerRange{0, std::numeric_limits<std::uint32_t>::max()};
+    default:
+      return std::nullopt;
+  }
+}
+
+bool ReadInteger(const Json& value, IntegerRange range, std::int64_t* integer) {
+  if (value.is_number_unsigned()) {
+    const auto unsigned_value = value.get<std::uint64_t>();
+    if (unsigned_value > static_cast<std::uint64_t>(range.highest)) return false;
+    *integer = static_cast<std::int64_t>(unsigned_value);
+    return true;
+  }
+  if (!value.is_number_integer()) return false;
+  *integer = value.get<std::int64_t>();
+  return *integer >= range.lowest && *integer <= range.highest;
+}
+
+bool ReadValue(const Json& value, PropertyValue* property, std::string* reason) {
+  if (const std::optional<IntegerRange> range = IntegerRangeOf(property->type())) {
+    if (ReadInteger(value, *range, &property->integer)) return true;
+    *reason = "\"value\" must be an integer from " + std::to_string(range->lowest) + " to " +
+              std::to_string(range->highest);
+    return false;
+  }
+  switch (property->type()) {
+    case PropertyType::kDouble:
+      if (ReadDouble(value, &property->real)) return true;
+      *reason = "\"value\" must be a number, \"NaN\", \"Infinity\" or \"-Infinity\"";
+      return false;
+    case PropertyType::kString:
+      if (!value.is_string()) {
+        *reason = "\"value\" must be a string";
+        return false;
+      }
+      property->text = platform::FromUtf8(value.get_ref<const std::string&>());
+      return true;
+    case PropertyType::kFileTime: {
+      std::vector<std::uint8_t> bytes;
+      if (!ReadByteList(value, &bytes) || bytes.size() != 8) {
+        *reason = "\"value\" must be a byte list of 8 bytes, low byte first";
+        return false;
+      }
+      property->file_time = FileTimeOfBytes(bytes);
+      return true;
+    }
+    case PropertyType::kBlob:
+    case PropertyType::kStream:
+    case PropertyType::kRecordId:
+    case PropertyType::kAutoInt64:
+      if (ReadByteList(value, &property->bytes)) return true;
+      *reason = "\"value\" must be a byte list such as \"0x01,0xab\"";
+      return false;
+    default:
+      *reason = "a property of type " + std::to_string(property->id & 0xFFFF) + " has no value";
+      return false;
+  }
+}
+
+// The first key of an object that is not among the known ones.
+std::optional<std::string> UnknownKey(const Json& object,
+                                      std::initializer_list<std::string_view> known) {
+  for (const auto& item : object.items()) {
+    if (std::ranges::find(known, item.key()) == known.end()) return item.key();
+  }
+  return std::nullopt;
+}
+
+bool ReadProperty(const Json& entry, PropertyValue* property, std::string* reason) {
+  if (!entry.is_object()) {
+    *reason = "not an object";
+    return false;
+  }
+  if (const std::optional<std::string> key = UnknownKey(entry, {"id", "flags", "value"})) {
+    *reason = "unknown key \"" + *key + "\"";
+    return false;
+  }
+  const auto id = entry.find("id");
+  if (id == entry.end() || !id->is_string() ||
+      !ParseId(id->get_ref<const std::string&>(), &property->id)) {
+    *reason = "\"id\" must be \"0x\" and 8 hexadecimal digits";
+    return false;
+  }
+  if (const auto flags = entry.find("flags"); flags != entry.end()) {
+    if (!flags->is_number_unsigned() || flags->get<std::uint64_t>() > 0xFFFF) {
+      *reason = "\"flags\" must be an integer from 0 to 65535";
+      return false;
+    }
+    property->flags = flags->get<std::uint16_t>();
+  }
+  const auto value = entry.find("value");
+  if ((property->flags & platform::kPropertyNotFound) != 0) {
+    if (value == entry.end()) return true;
+    *reason = "a property flagged not found (0x0100) has no \"value\"";
+    return false;
+  }
+  if (value != entry.end()) return ReadValue(*value, property, reason);
+  // Only the types that have a value form need a "value".
+  if (!ValueJson(*property)) return true;
+  *reason = "\"value\" is missing";
   return false;
 }
 
-bool LoadDatabase(platform::ObjectStore&, std::u16string_view, std::string_view,
+bool ReadRecords(const Json& document, Records* records, std::string* error) {
+  if (!document.is_array()) {
+    *error = "the document is not an array of records";
+    return false;
+  }
+  for (std::size_t r = 0; r < document.size(); ++r) {
+    const Json& record = document[r];
+    const std::string place = "record " + std::to_string(r);
+    if (!record.is_object()) {
+      *error = place + ": not an object";
+      return false;
+    }
+    if (const std::optional<std::string> key = UnknownKey(record, {"oid", "props"})) {
+      *error = place + ": unknown key \"" + *key + "\"";
+      return false;
+    }
+    const auto props = record.find("props");
+    if (props == record.end() || !props->is_array()) {
+      *error = place + ": \"props\" must be an array of properties";
+      return false;
+    }
+    std::vector<PropertyValue>& properties = records->emplace_back();
+    for (std::size_t p = 0; p < props->size(); ++p) {
+      PropertyValue property;
+      std::string reason;
+      if (!ReadProperty((*props)[p], &property, &reason)) {
+        *error = place + ", property " + std::to_string(p) + ": " + reason;
+        return false;
+      }
+      // The store would fold a repeated identifier into the first: refuse it instead.
+      if (std::ranges::find(properties, property.id, &PropertyValue::id) != properties.end()) {
+        *error = place + ", property " + std::to_string(p) + ": the record already has " +
+                 IdText(property.id);
+        return false;
+      }
+      properties.push_back(std::move(property));
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool DumpDatabase(platform::ObjectStore& store, std::u16string_view database, std::string* json,
                   std::string* error) {
-  *error = "not yet";
-  return false;
+  VolumeDatabase opened(store);
+  if (!opened.Open(database, error)) return false;
+  Json records = Json::array();
+  std::vector<PropertyValue> properties;
+  while (const platform::ObjectId object_id =
+             store.ReadNext(opened.handle(), nullptr, &properties)) {
+    Json props = Json::array();
+    for (const PropertyValue& property : properties) props.push_back(PropertyJson(property));
+    Json record = Json::object();
+    record["oid"] = object_id;
+    record["props"] = std::move(props);
+    records.push_back(std::move(record));
+  }
+  *json = records.dump(2) + "\n";
+  return true;
+}
+
+bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database, std::string_view json,
+                  std::string* error) {
+  const Json document = Json::parse(json.begin(), json.end(), nullptr, false);
+  if (document.is_discarded()) {
+    *error = "the text is not valid JSON";
+    return false;
+  }
+  Records records;
+  if (!ReadRecords(document, &records, error)) return false;
+  VolumeDatabase opened(store);
+  if (!opened.Open(database, error)) return false;
+  for (std::size_t r = 0; r < records.size(); ++r) {
+    if (store.Write(opened.handle(), 0, records[r]) == 0) {
+      *error = "record " + std::to_string(r) + " could not be written (the records before it were)";
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace kestrav::cli

@@ -8,15 +8,18 @@
 
 namespace kestrav::cli {
 
-// The JSON text of every record of a database of "\pim.vol", in creation order. False with a
-// one-line reason when the volume or the database cannot be opened.
+// A database is named as the volume names it ("clog.db", "Contacts Database", ...) or by one of
+// the short words "calllogs" (clog.db) and "speeddials" (speed.db).
+
+// The JSON text of every record of a database of "\pim.vol", in creation order, ending with a
+// line end. False with a one-line reason when the volume or the database cannot be opened.
 bool DumpDatabase(platform::ObjectStore& store, std::u16string_view database, std::string* json,
                   std::string* error);
 
 // Appends the records of a dump to a database of "\pim.vol", as a restore would (new object
 // ids). The whole text is checked first: false with a one-line reason, and nothing written,
 // when it is not a valid dump.
-bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database,
-                  std::string_view json, std::string* error);
+bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database, std::string_view json,
+                  std::string* error);
 
 }  // namespace kestrav::cli

@@ -1,1 +1,176 @@
+// Dumping and loading object-store databases as JSON, on fresh device profiles (whose volume
+// numbers its records from 1).
 #include "cli/device_json.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "platform/test_support/temporary_device.h"
+
+namespace kestrav::cli {
+namespace {
+
+using platform::PropertyType;
+using platform::PropertyValue;
+using testing::TemporaryDevice;
+using Records = std::vector<std::vector<PropertyValue>>;
+
+Records ReadAll(platform::ObjectStore& store, std::u16string_view database) {
+  platform::VolumeId volume = 0;
+  EXPECT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume),
+            platform::kErrorSuccess);
+  const platform::DatabaseHandle handle = store.OpenDatabase(volume, database);
+  Records records;
+  std::vector<PropertyValue> properties;
+  while (store.ReadNext(handle, nullptr, &properties) != 0) records.push_back(properties);
+  store.CloseDatabase(handle);
+  store.UnmountVolume(volume);
+  return records;
+}
+
+PropertyValue& Add(std::vector<PropertyValue>& record, std::uint16_t identifier,
+                   PropertyType type) {
+  PropertyValue& property = record.emplace_back();
+  property.id = platform::MakePropertyId(identifier, type);
+  return property;
+}
+
+std::vector<PropertyValue> EveryType() {
+  std::vector<PropertyValue> record;
+  Add(record, 1, PropertyType::kInt16).integer = -5;
+  PropertyValue& flagged = Add(record, 2, PropertyType::kInt32);
+  flagged.integer = -100000;
+  flagged.flags = 2;
+  Add(record, 3, PropertyType::kDouble).real = 1234.5678;
+  Add(record, 4, PropertyType::kBool).integer = 1;
+  Add(record, 5, PropertyType::kUInt16).integer = 65535;
+  Add(record, 6, PropertyType::kUInt32).integer = 3000000000;
+  Add(record, 7, PropertyType::kString).text = u"Zo\u00EB \u05E9\u05DC\u05D5\u05DD \U0001F600";
+  Add(record, 8, PropertyType::kFileTime).file_time = 0x01C766F012345678;
+  Add(record, 9, PropertyType::kBlob).bytes = {0x01, 0xAB};
+  Add(record, 10, PropertyType::kBlob);
+  Add(record, 11, PropertyType::kStream).bytes = {0x00};
+  Add(record, 12, PropertyType::kRecordId).bytes = {0x10, 0x20};
+  Add(record, 13, PropertyType::kAutoInt32).integer = -7;
+  Add(record, 14, PropertyType::kAutoInt64).bytes = {0xFF};
+  Add(record, 15, PropertyType::kInt32).flags = platform::kPropertyNotFound;
+  Add(record, 16, static_cast<PropertyType>(7));
+  Add(record, 17, PropertyType::kDouble).real = -std::numeric_limits<double>::infinity();
+  return record;
+}
+
+constexpr char kEveryTypeJson[] = R"([{"oid": 1, "props": [
+  {"id": "0x00010002", "flags": 0, "value": -5},
+  {"id": "0x00020003", "flags": 2, "value": -100000},
+  {"id": "0x00030005", "flags": 0, "value": 1234.5678},
+  {"id": "0x0004000B", "flags": 0, "value": 1},
+  {"id": "0x00050012", "flags": 0, "value": 65535},
+  {"id": "0x00060013", "flags": 0, "value": 3000000000},
+  {"id": "0x0007001F", "flags": 0, "value": "Zo\u00eb \u05e9\u05dc\u05d5\u05dd \ud83d\ude00"},
+  {"id": "0x00080040", "flags": 0, "value": "0x78,0x56,0x34,0x12,0xf0,0x66,0xc7,0x01"},
+  {"id": "0x00090041", "flags": 0, "value": "0x01,0xab"},
+  {"id": "0x000A0041", "flags": 0, "value": ""},
+  {"id": "0x000B0064", "flags": 0, "value": "0x00"},
+  {"id": "0x000C0065", "flags": 0, "value": "0x10,0x20"},
+  {"id": "0x000D0066", "flags": 0, "value": -7},
+  {"id": "0x000E0067", "flags": 0, "value": "0xff"},
+  {"id": "0x000F0003", "flags": 256},
+  {"id": "0x00100007", "flags": 0},
+  {"id": "0x00110005", "flags": 0, "value": "-Infinity"}]}])";
+
+TEST(DeviceJsonTest, EveryValueTypeDumpsAndLoadsBack) {
+  TemporaryDevice source;
+  platform::ObjectStore& store = source.device().object_store();
+  platform::VolumeId volume = 0;
+  ASSERT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume),
+            platform::kErrorSuccess);
+  const platform::DatabaseHandle handle = store.OpenDatabase(volume, u"speed.db");
+  ASSERT_EQ(store.Write(handle, 0, EveryType()), 1u);
+  store.UnmountVolume(volume);
+
+  std::string json;
+  std::string error;
+  ASSERT_TRUE(DumpDatabase(store, u"speeddials", &json, &error)) << error;
+  // Ordered, so that the keys' order counts too.
+  EXPECT_EQ(nlohmann::ordered_json::parse(json), nlohmann::ordered_json::parse(kEveryTypeJson));
+
+  TemporaryDevice target;
+  ASSERT_TRUE(LoadDatabase(target.device().object_store(), u"speed.db", json, &error)) << error;
+  EXPECT_EQ(ReadAll(target.device().object_store(), u"speed.db"), Records{EveryType()});
+}
+
+TEST(DeviceJsonTest, LoadAppendsWithNewObjectIds) {
+  TemporaryDevice device;
+  platform::ObjectStore& store = device.device().object_store();
+  std::string error;
+  const char record[] = R"([{"oid": 7, "props": [{"id": "0x00010003", "value": 1}]}])";
+  ASSERT_TRUE(LoadDatabase(store, u"calllogs", record, &error)) << error;
+  ASSERT_TRUE(LoadDatabase(store, u"clog.db", record, &error)) << error;
+
+  std::string json;
+  ASSERT_TRUE(DumpDatabase(store, u"clog.db", &json, &error)) << error;
+  const std::string props =
+      "    \"props\": [\n      {\n        \"id\": \"0x00010003\",\n        \"flags\": 0,\n"
+      "        \"value\": 1\n      }\n    ]\n";
+  EXPECT_EQ(json, "[\n  {\n    \"oid\": 1,\n" + props + "  },\n  {\n    \"oid\": 2,\n" + props +
+                      "  }\n]\n");
+}
+
+TEST(DeviceJsonTest, InvalidDocumentWritesNothingAndNamesThePlace) {
+  struct Case {
+    const char* json;
+    const char* reason;
+  };
+  const Case cases[] = {
+      {R"([{"props": [{"id": "0x00010003", "value": 1}]},
+           {"props": [{"id": "0x00010003", "value": 1}, {"id": "0x0002001F", "value": 5}]}])",
+       "record 1, property 1: \"value\" must be a string"},
+      {R"([{"props": [{"id": "0x1003", "value": 1}]}])",
+       "record 0, property 0: \"id\" must be \"0x\" and 8 hexadecimal digits"},
+      {R"([{"props": [{"id": "0x00010002", "value": 32768}]}])",
+       "record 0, property 0: \"value\" must be an integer from -32768 to 32767"},
+      {R"([{"props": [{"id": "0x00010013", "value": -1}]}])",
+       "record 0, property 0: \"value\" must be an integer from 0 to 4294967295"},
+      {R"([{"props": [{"id": "0x00010040", "value": "0x01"}]}])",
+       "record 0, property 0: \"value\" must be a byte list of 8 bytes, low byte first"},
+      {R"([{"props": [{"id": "0x00010003", "value": 1}, {"id": "0x00010003", "value": 2}]}])",
+       "record 0, property 1: the record already has 0x00010003"},
+      {R"([{"props": [{"id": "0x00010003", "flags": 256, "value": 1}]}])",
+       "record 0, property 0: a property flagged not found (0x0100) has no \"value\""},
+      {R"([{"props": [{"id": "0x00010003", "falgs": 1, "value": 1}]}])",
+       "record 0, property 0: unknown key \"falgs\""},
+      {R"([{"props": [{"id": "0x00010003"}]}])", "record 0, property 0: \"value\" is missing"},
+      {R"([{"oid": 1}])", "record 0: \"props\" must be an array of properties"},
+      {R"({"props": []})", "the document is not an array of records"},
+      {"[", "the text is not valid JSON"},
+  };
+  TemporaryDevice device;
+  for (const Case& bad : cases) {
+    std::string error;
+    EXPECT_FALSE(LoadDatabase(device.device().object_store(), u"clog.db", bad.json, &error));
+    EXPECT_EQ(error, bad.reason);
+  }
+  EXPECT_TRUE(ReadAll(device.device().object_store(), u"clog.db").empty());
+}
+
+TEST(DeviceJsonTest, MissingDatabaseOrVolume) {
+  TemporaryDevice device;
+  platform::ObjectStore& store = device.device().object_store();
+  std::string json;
+  std::string error;
+  EXPECT_FALSE(DumpDatabase(store, u"contacts", &json, &error));
+  EXPECT_EQ(error, "no database contacts in \\pim.vol");
+  EXPECT_FALSE(LoadDatabase(store, u"Contacts", "[]", &error));
+  EXPECT_EQ(error, "no database Contacts in \\pim.vol");
+
+  std::filesystem::remove(device.HostPath(u"\\pim.vol"));
+  EXPECT_FALSE(DumpDatabase(store, u"clog.db", &json, &error));
+  EXPECT_EQ(error, "cannot open \\pim.vol: The system cannot find the file specified.");
+}
+
+}  // namespace
+}  // namespace kestrav::cli
