@@ -43,7 +43,7 @@ constexpr std::array<Caller, 10> kCallers = {{
     {nullptr, u"+1 415 555 0199", u"m"},
     {u"王小明", u"+44 20 7946 0502", u"w"},
     {u"Chloé \"Clo\" O'Brien", u"+1 617 555 0110", u"h"},
-    {u"Ülkü Yılmaz; Öztürk", u"+44 117 496 0344", u"m"},
+    {u"Ülkü Yılmaz-Öztürk", u"+44 117 496 0344", u"m"},
     {nullptr, u"", u""},  // a withheld number
 }};
 
