@@ -22,7 +22,7 @@ CREATE TABLE IF NOT EXISTS properties (
   real REAL,
   text TEXT,
   bytes BLOB,
-  PRIMARY KEY (oid, id));
+  PRIMARY KEY (oid, id)) WITHOUT ROWID;
 )sql";
 
 void BindValue(SqliteStatement& statement, const PropertyValue& value) {
