@@ -118,5 +118,25 @@ TEST(ProgressSink, CancelRequestLogsTheJobsCancelText) {
                                                       u"11:20:30 ! Canceling restore..."}));
 }
 
+// A console sink handles every report on the thread that makes it, in order, with no
+// dispatching thread at all; once closed it takes nothing more.
+TEST(ProgressSink, DeliveryOnTheReportingThreadNeedsNoDispatch) {
+  testing::RecordingSink sink(fixed_clock, Delivery::kOnReportingThread);
+  std::thread worker([&] {
+    EXPECT_TRUE(PostProgress(&sink, 1, 2, true));
+    EXPECT_TRUE(PostLog(&sink, u"posted", LogIcon::kInformation));
+    EXPECT_TRUE(SendLog(&sink, u"sent", LogIcon::kError, true));
+  });
+  worker.join();
+  CancelFlag cancel = 0;
+  RequestCancel(&sink, &cancel);
+  EXPECT_EQ(cancel.load(), 1);
+  sink.Close();
+  EXPECT_FALSE(SendLog(&sink, u"after close", LogIcon::kInformation));
+  EXPECT_EQ(sink.events, (std::vector<std::u16string>{u"overall 1/2", u"11:20:30 posted",
+                                                      u"11:20:30 ! sent [last]",
+                                                      u"11:20:30 ! Canceling backup..."}));
+}
+
 }  // namespace
 }  // namespace kestrav::engine

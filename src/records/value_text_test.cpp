@@ -8,6 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/text.h"
+#include "records/file_signature.h"
+
 namespace kestrav::records {
 namespace {
 
@@ -73,6 +76,57 @@ TEST(MessageStoreText, UInt64AndLocalDate) {
   platform::FileTime file_time = 0;
   ASSERT_TRUE(platform::SystemTimeToFileTime(utc, &file_time));
   EXPECT_EQ(LocalDateText(clock, file_time), u"2007,03,16,00,30,59");
+}
+
+TEST(ValueTextReadBack, ByteListsAndValuesAsTheDeviceConversionsReadThem) {
+  std::vector<std::uint8_t> bytes;
+  EXPECT_TRUE(ParseByteList(u"0x01,0xab,0x00", &bytes));
+  EXPECT_EQ(bytes, (std::vector<std::uint8_t>{0x01, 0xab, 0x00}));
+  EXPECT_TRUE(ParseByteList(u"", &bytes));
+  EXPECT_TRUE(bytes.empty());
+  for (const std::u16string_view bad :
+       {u"0x100", u"0x01,", u",0x01", u"0xg1", u"0x", u"0x01;0x02"}) {
+    EXPECT_FALSE(ParseByteList(bad, &bytes)) << platform::ToUtf8(bad);
+    EXPECT_TRUE(bytes.empty());
+  }
+
+  using platform::MakePropertyId;
+  auto parse = [](PropertyType type, std::u16string_view text) {
+    return ParsePropertyValue(MakePropertyId(1, type), text);
+  };
+  EXPECT_EQ(parse(PropertyType::kInt16, u"-2").integer, -2);
+  EXPECT_EQ(parse(PropertyType::kInt16, u"70000").integer, 70000 - 65536);  // the low 16 bits
+  EXPECT_EQ(parse(PropertyType::kInt32, u" 12abc").integer, 12);
+  EXPECT_EQ(parse(PropertyType::kInt32, u"99999999999").integer, 2147483647);
+  EXPECT_EQ(parse(PropertyType::kUInt32, u"-1").integer, 4294967295);
+  EXPECT_EQ(parse(PropertyType::kUInt32, u"x").integer, 0);
+  EXPECT_EQ(parse(PropertyType::kDouble, u"1.500000").real, 1.5);
+  EXPECT_EQ(parse(PropertyType::kString, u"a;\"b").text, u"a;\"b");
+  EXPECT_EQ(parse(PropertyType::kFileTime, u"0x01,0x02").file_time, 0x0201u);
+  EXPECT_EQ(parse(PropertyType::kBlob, u"0xff").bytes, std::vector<std::uint8_t>{0xff});
+  // Every value text reads back as the value it came from.
+  const PropertyValue block = Block(PropertyType::kStream, {0x00, 0x7f});
+  EXPECT_EQ(ParsePropertyValue(block.id, *PropertyValueText(block)), block);
+}
+
+TEST(FileSignature, TheFamilyDerivesFromTheAppointmentSignature) {
+  const FileSignature appointments = SignatureOf(SignedFile::kAppointments);
+  const FileSignature tasks = SignatureOf(SignedFile::kTasks);
+  const FileSignature calls = SignatureOf(SignedFile::kCallLogs);
+  const FileSignature dials = SignatureOf(SignedFile::kSpeedDials);
+  for (std::size_t i = 0; i < kSignatureSize; ++i) {
+    EXPECT_EQ(tasks[i] + 1, appointments[i]);
+    EXPECT_EQ(calls[i] - 1, appointments[i]);
+    EXPECT_EQ(dials[i] + 2, appointments[i]);
+  }
+  FileSignature older = dials;
+  --older.back();
+  EXPECT_EQ(OlderSpeedDialSignature(), older);
+  std::vector<std::uint8_t> longer(calls.begin(), calls.end());
+  longer.push_back(0);
+  EXPECT_TRUE(BeginsWithSignature(longer, calls));
+  EXPECT_FALSE(BeginsWithSignature(longer, appointments));
+  EXPECT_FALSE(BeginsWithSignature(std::span(longer).first(19), calls));
 }
 
 }  // namespace

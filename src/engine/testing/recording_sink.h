@@ -12,7 +12,9 @@ namespace kestrav::engine::testing {
 
 class RecordingSink : public ProgressSink {
  public:
-  explicit RecordingSink(const platform::Clock& clock) : ProgressSink(clock) {}
+  explicit RecordingSink(const platform::Clock& clock,
+                         Delivery delivery = Delivery::kOnReceiverThread)
+      : ProgressSink(clock, delivery) {}
 
   std::vector<std::u16string> events;
 
