@@ -136,6 +136,8 @@ ErrorCode ErrorFromErrno(int error_number) {
       return kErrorDirectoryNotEmpty;
     case EIO:
       return kErrorReadFault;
+    case ELOOP:
+      return kErrorAccessDenied;
     default:
       return kErrorGenFailure;
   }
@@ -180,6 +182,8 @@ ErrorCode HostFileSystem::Open(std::u16string_view path, std::uint32_t access,
   const bool read = (access & kGenericRead) != 0;
   const bool write = (access & kGenericWrite) != 0;
   flags |= read && write ? O_RDWR : write ? O_WRONLY : O_RDONLY;
+  // A file is written only where it is: a link planted in its place is refused, not followed.
+  if (write) flags |= O_NOFOLLOW;
   switch (disposition) {
     case Disposition::kCreateNew:
       flags |= O_CREAT | O_EXCL;

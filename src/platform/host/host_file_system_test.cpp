@@ -31,6 +31,19 @@ TEST(HostFileSystem, DevicePathsStayUnderTheRoot) {
   EXPECT_EQ(files.TempFolder(), u"\\Temp\\");
 }
 
+// A link planted where a record file is about to be written must not lead the write elsewhere.
+TEST(HostFileSystem, WritesDoNotFollowALinkInTheFilesPlace) {
+  TemporaryDevice temporary;
+  temporary.WriteFile(u"\\My Documents\\precious.txt", "keep");
+  std::filesystem::create_symlink(temporary.HostPath(u"\\My Documents\\precious.txt"),
+                                  temporary.HostPath(u"\\Temp\\clogs_20070315.csl"));
+  std::unique_ptr<File> file;
+  EXPECT_EQ(temporary.files().Open(u"\\Temp\\clogs_20070315.csl", kGenericRead | kGenericWrite, 3,
+                                   Disposition::kOpenAlways, &file),
+            kErrorAccessDenied);
+  EXPECT_EQ(temporary.ReadFile(u"\\My Documents\\precious.txt"), "keep");
+}
+
 TEST(HostFileSystem, DispositionsAndTheirErrors) {
   TemporaryDevice temporary;
   FileSystem& files = temporary.files();
