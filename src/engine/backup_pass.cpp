@@ -47,7 +47,13 @@ void StartKind(const platform::Device& device, KindWorker& worker) {
     return;
   }
   worker.Backup(file);
-  file.Close();
+  // Writes are buffered, so a full disk may show only now: a record file cut short is not
+  // archived as if it were whole.
+  if (!file.Close()) {
+    SendLog(worker.sink, file.ErrorText(), LogIcon::kError);
+    files.DeleteFile(worker.record_file);
+    return;
+  }
   if (worker.Canceled()) files.DeleteFile(worker.record_file);
 }
 

@@ -185,6 +185,7 @@ bool CsvRecordFile::Open(std::u16string_view file_name, std::uint32_t share_mode
   if (file_name.empty()) return false;
   Close();
   last_error_ = 0;
+  write_failed_ = false;
   const platform::ErrorCode error =
       device_.files().Open(file_name, platform::kGenericRead | platform::kGenericWrite, share_mode,
                            platform::Disposition::kOpenAlways, &file_);
@@ -240,6 +241,7 @@ bool CsvRecordFile::Flush() {
   write_buffer_.clear();
   if (error != platform::kErrorSuccess) {
     last_error_ = static_cast<int>(error);
+    write_failed_ = true;
     return false;
   }
   return true;
@@ -254,7 +256,7 @@ bool CsvRecordFile::Close() {
     last_error_ = static_cast<int>(error);
     closed = false;
   }
-  return closed;
+  return closed && !write_failed_;
 }
 
 bool CsvRecordFile::Load(std::u16string_view file_name, bool header_only, bool keep_raw_rows) {

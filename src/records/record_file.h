@@ -51,7 +51,8 @@ class CsvRecordFile {
   bool WriteValue(std::u16string_view text);
   // Writes the values with the separator between them and CR LF after the last.
   bool WriteRecord(const RecordValues& values);
-  // Writes what is still buffered and closes the file.
+  // Writes what is still buffered and closes the file; false when any write since Open failed,
+  // the last error telling why.
   bool Close();
 
   // --- Reading ---
@@ -83,6 +84,7 @@ class CsvRecordFile {
 
   std::unique_ptr<platform::File> file_;
   std::string write_buffer_;
+  bool write_failed_ = false;
 
   Record header_;
   std::vector<Record> records_;

@@ -63,6 +63,16 @@ TEST_F(RecordFileTest, OpenFailsForAnEmptyNameOrAMissingFolder) {
   EXPECT_EQ(writer.LastError(), static_cast<int>(platform::kErrorPathNotFound));
 }
 
+// A full disk shows at Close even when the failing write was an earlier, buffered one.
+TEST_F(RecordFileTest, CloseReportsAWriteThatFailed) {
+  CsvRecordFile writer(device_.device());
+  ASSERT_TRUE(writer.Open(u"/dev/full", 0));
+  const RecordValues record(64, std::u16string(512, u'x'));
+  for (int i = 0; i < 4; ++i) writer.WriteRecord(record);  // more than one buffer's worth
+  EXPECT_FALSE(writer.Close());
+  EXPECT_EQ(writer.LastError(), static_cast<int>(platform::kErrorDiskFull));
+}
+
 class RecordRoundTripTest : public RecordFileTest,
                             public ::testing::WithParamInterface<char16_t> {};
 
