@@ -1,0 +1,256 @@
+#!/usr/bin/env python3
+"""kestrav-cli end to end: real profiles, real archives, the program as a user runs it.
+
+Usage: end_to_end_test.py /path/to/kestrav-cli [unittest options]
+"""
+import json
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import zipfile
+
+CLI = None  # set from the command line
+ROW = re.compile(r"^\d\d:\d\d:\d\d  (.*)$")
+
+# "Kestrav PIM records!" with every byte one up, as line 1 of a call-log file holds it.
+SIGNATURE = ("0x4c,0x66,0x74,0x75,0x73,0x62,0x77,0x21,0x51,0x4a,0x4e,0x21,0x73,0x66,0x64,0x70,"
+             "0x73,0x65,0x74,0x22")
+
+# Two calls covering each value text; the second lacks a property (flagged not found).
+TWO_CALLS = [
+    {"props": [
+        {"id": "0x80010003", "value": -95},
+        {"id": "0x0002001F", "value": "Zoë 王小明 \U0001F4DE"},
+        {"id": "0x00030040", "value": "0xd4,0xc3,0xb2,0xa1,0xf5,0x66,0xc7,0x01"},
+        {"id": "0x00040041", "value": "0x00,0xff,0x10"}]},
+    {"props": [
+        {"id": "0x00050005", "value": 1.5},
+        {"id": "0x0006001F", "flags": 256},
+        {"id": "0x00070012", "value": 65535}]},
+]
+TWO_CALLS_FILE = (
+    '\ufeff"' + SIGNATURE + '"\r\n"0x02,0x00,0x00,0x00"\r\n'
+    '"0x04,0x00";"0x03,0x00,0x01,0x80";"0x1f,0x00,0x02,0x00";"0x40,0x00,0x03,0x00";'
+    '"0x41,0x00,0x04,0x00";-95;Zoë 王小明 \U0001F4DE;0xd4,0xc3,0xb2,0xa1,0xf5,0x66,0xc7,0x01;'
+    '0x00,0xff,0x10;\r\n'
+    '"0x03,0x00";"0x05,0x00,0x05,0x00";"0x1f,0x00,0x06,0x00";"0x12,0x00,0x07,0x00";'
+    '1.500000;65535;\r\n').encode("utf-16-le")
+
+
+class Profile:
+    """One stand-in handheld in a folder of the test's temporary directory."""
+
+    def __init__(self, test, name):
+        self.test = test
+        self.folder = os.path.join(test.tmp, name)
+
+    def run(self, *args, expect=0, stdin=None):
+        result = subprocess.run([CLI, "--device", self.folder, *args], input=stdin,
+                                stdin=None if stdin is not None else subprocess.DEVNULL,
+                                capture_output=True, text=True, timeout=60)
+        self.test.assertEqual(result.returncode, expect,
+                              f"{args}\nstdout:\n{result.stdout[-2000:]}\nstderr:\n{result.stderr}")
+        if expect != 0:
+            self.test.assertRegex(result.stderr, r"^kestrav-cli: .+\n$")
+        return result
+
+    def init(self, *options):
+        self.run("device", "init", *options)
+        return self
+
+    def dump(self):
+        return json.loads(self.run("device", "dump", "clog.db").stdout)
+
+    def load(self, records):
+        self.run("device", "load", "clog.db", "-", stdin=json.dumps(records))
+
+
+def rows(stdout):
+    """The status rows without their times ("(!) " kept); every line must be a row."""
+    texts = []
+    for line in stdout.splitlines():
+        if line.startswith("Backup file: "):
+            continue
+        match = ROW.match(line)
+        assert match, f"not a status row: {line!r}"
+        texts.append(match.group(1))
+    return texts
+
+
+def without_oids(records):
+    return [record["props"] for record in records]
+
+
+def today():
+    return time.strftime("%Y%m%d")
+
+
+class EndToEnd(unittest.TestCase):
+    def setUp(self):
+        self._tmp = tempfile.TemporaryDirectory(prefix="kestrav-e2e-")
+        self.tmp = self._tmp.name
+        self.addCleanup(self._tmp.cleanup)
+
+    def path(self, name):
+        return os.path.join(self.tmp, name)
+
+    def sample_with_backup(self):
+        source = Profile(self, "source").init("--sample")
+        archive = self.path("sample.qbk")
+        backup = source.run("backup", "--output", archive)
+        self.assertTrue(backup.stdout.endswith(f"Backup file: {archive}\n"))
+        return source, archive
+
+    def test_round_trip_onto_an_older_device(self):
+        source, archive = self.sample_with_backup()
+        target = Profile(self, "target").init("--os", "4")
+        restored = rows(target.run("restore", archive).stdout)
+        self.assertIn("40 records found in file.", restored)
+        self.assertIn("40 call logs successfully stored in database.", restored)
+        self.assertTrue(restored[-1].startswith("Restore ended successfully in "))
+        before, after = without_oids(source.dump()), without_oids(target.dump())
+        self.assertEqual(len(after), 40)
+        unknown = 0
+        for original, back in zip(before, after):
+            flagged = [k for k, p in enumerate(original) if p["flags"] & 0x0100]
+            if not flagged:
+                self.assertEqual(back, original)
+                continue
+            # A lacking name has no value field: the values after it move up by one.
+            unknown += 1
+            k = flagged[0]
+            self.assertEqual([p["id"] for p in back], [p["id"] for p in original])
+            self.assertEqual(back[:k], original[:k])
+            self.assertEqual(back[k]["value"], original[k + 1]["value"])
+        self.assertTrue(0 < unknown < 40)
+
+        # A two-call backup replaces the 40 calls, and the whole restore log says so.
+        small = Profile(self, "small").init()
+        small.load(TWO_CALLS)
+        small.run("backup", "--output", self.path("two.qbk"))
+        log = rows(target.run("restore", self.path("two.qbk")).stdout)
+        self.assertEqual(log[:-1], [
+            "Starting call logs restore...", "Retrieving file records...",
+            "Valid call logs header format.", "Retrieving file records...",
+            "2 records found in file.", "Connecting to the call logs database...",
+            "Connected to the database.", "Deleting call logs from the database...",
+            "40 call logs deleted from the database.", "Inserting call logs records...",
+            "1. call '#0' inserted.", "2. call '#1' inserted.",
+            "2 call logs successfully stored in database.",
+            "Disconnecting from the call logs database...", "Disconnected."])
+        self.assertRegex(log[-1], r"^Restore ended successfully in \d\d:\d\d:\d\d\.\d{3}$")
+        self.assertEqual(without_oids(target.dump())[0], without_oids(small.dump())[0])
+
+    def test_stored_member_is_byte_exact(self):
+        for os_version in ("4", "5"):
+            with self.subTest(os=os_version):
+                device = Profile(self, "os" + os_version).init("--os", os_version)
+                device.load(TWO_CALLS)
+                archive = self.path(f"os{os_version}.qbk")
+                day = today()
+                device.run("backup", "--output", archive, "--store")
+                with zipfile.ZipFile(archive) as zipped:
+                    self.assertIsNone(zipped.testzip())
+                    (member,) = zipped.infolist()
+                    self.assertIn(member.filename, {f"clogs_{day}.csl", f"clogs_{today()}.csl"})
+                    self.assertEqual(member.compress_type, zipfile.ZIP_STORED)
+                    self.assertEqual(zipped.read(member), TWO_CALLS_FILE)
+
+    def test_refusals_change_nothing(self):
+        device, archive = self.sample_with_backup()
+        calls = device.dump()
+        with zipfile.ZipFile(archive) as zipped:
+            text = zipped.read(zipped.namelist()[0]).decode("utf-16")
+        # One signature byte off: not a call-log file.
+        wrong = self.path("wrong.csl")
+        with open(wrong, "wb") as out:
+            out.write(("\ufeff" + text.replace("0x74,0x22", "0x74,0x23", 1)).encode("utf-16-le"))
+        self.assertIn("(!) Invalid file format. Nothing done.",
+                      rows(device.run("restore", wrong, expect=1).stdout))
+        refused = device.run("restore", archive, "--mode", "calllogs=add-update", expect=1)
+        self.assertIn("delete-all, add-new", refused.stderr)
+        self.assertEqual(device.dump(), calls)
+
+        with open(archive, "rb") as original:
+            archived = original.read()
+        self.assertIn("--overwrite", device.run("backup", "--output", archive, expect=1).stderr)
+        with open(archive, "rb") as kept:
+            self.assertEqual(kept.read(), archived)
+        device.run("backup", "--kinds", "contacts", "--output", self.path("c.qbk"), expect=1)
+        self.assertFalse(os.path.exists(self.path("c.qbk")))
+
+        self.assertIn("--yes", device.run("delete-all", "calllogs", expect=1).stderr)
+        self.assertEqual(device.dump(), calls)
+        deleted = device.run("delete-all", "calllogs", "--yes")
+        self.assertEqual(deleted.stdout, "40 call logs deleted from the database.\n")
+        self.assertEqual(device.dump(), [])
+
+    def test_add_new_passes_over_calls_already_there(self):
+        # Calls that come back property for property: each is found where it lies.
+        sample = Profile(self, "sample").init("--sample")
+        known = [{"props": c} for c in without_oids(sample.dump())
+                 if all(p["flags"] == 0 for p in c)]
+        device = Profile(self, "device").init()
+        device.load(known)
+        device.run("backup", "--output", self.path("known.qbk"))
+        calls = device.dump()
+        for _ in range(2):
+            log = rows(device.run("restore", self.path("known.qbk"),
+                                  "--mode", "calllogs=add-new").stdout)
+            passes = [r for r in log if r.endswith(" already exists. Nothing done.")]
+            self.assertEqual(len(passes), len(known))
+            self.assertFalse([r for r in log if r.endswith(" inserted.")])
+        self.assertEqual(device.dump(), calls)
+
+    def test_ctrl_c_cancels_a_backup(self):
+        device = Profile(self, "big").init("--sample", "--scale", "250")
+        archive = self.path("big.qbk")
+        job = subprocess.Popen([CLI, "--device", device.folder, "backup", "--output", archive],
+                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE, text=True)
+        # The rows read so far sit in the pipe's text buffer: read the rest through it too.
+        watchdog = threading.Timer(30, job.kill)
+        watchdog.start()
+        try:
+            seen = []
+            for line in job.stdout:
+                seen.append(line)
+                if line.rstrip().endswith(" saved."):
+                    break
+            job.send_signal(signal.SIGINT)
+            seen.append(job.stdout.read())
+            err = job.stderr.read()
+            job.wait()
+        finally:
+            watchdog.cancel()
+            job.stdout.close()
+            job.stderr.close()
+        log = rows("".join(seen))
+        self.assertEqual(job.returncode, 1, err)
+        self.assertIn("canceled", err)
+        self.assertIn("(!) Canceling backup...", log)
+        self.assertEqual(log[-1], "(!) Backup has been canceled by user.")
+        self.assertLess(len([r for r in log if r.endswith(" saved.")]), 10000)
+        self.assertFalse(os.path.exists(archive))
+        temp = os.path.join(device.folder, "fs", "Temp")
+        self.assertEqual([f for f in os.listdir(temp) if f.lower().endswith(".csl")], [])
+
+    def test_a_folder_without_a_profile(self):
+        empty = self.path("empty")
+        os.mkdir(empty)
+        failed = Profile(self, "empty").run("backup", expect=1)
+        self.assertIn("device init", failed.stderr)
+        self.assertEqual(os.listdir(empty), [])
+
+
+if __name__ == "__main__":
+    if len(sys.argv) < 2:
+        sys.exit("usage: end_to_end_test.py /path/to/kestrav-cli [unittest options]")
+    CLI = os.path.abspath(sys.argv.pop(1))
+    unittest.main()
