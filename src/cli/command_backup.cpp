@@ -1,11 +1,9 @@
 #include <cstdio>
-#include <cstring>
 
 #include "cli/cli.h"
 #include "cli/job_runner.h"
 #include "cli/kinds.h"
 #include "engine/backup_job.h"
-#include "platform/format.h"
 #include "platform/text.h"
 #include "settings/reg_key.h"
 
@@ -22,19 +20,10 @@ struct BackupOptions {
 // The window's default: "Kestrav_" and today's date, in the "DefDir" folder when one is set,
 // otherwise in "\Storage Card".
 std::u16string DefaultArchive(const platform::Device& device) {
-  std::u16string folder = settings::kDefaultFolder;
-  settings::RegKey key(device.registry());
-  if (key.OpenForRead(platform::kHkeyCurrentUser, settings::kApplicationKey)) {
-    if (const auto stored = key.ReadString(settings::kDefaultFolderValue); stored) {
-      std::u16string text(stored->size() / 2, u'\0');
-      std::memcpy(text.data(), stored->data(), text.size() * 2);
-      text = std::u16string(text.c_str());
-      if (!text.empty()) folder = text;
-    }
-  }
-  const platform::SystemTime today = device.clock().LocalTime();
-  return platform::Format(u"%sKestrav_%.4d%.2d%.2d%s", platform::WithTrailingSeparator(folder),
-                          today.year, today.month, today.day, engine::kArchiveExtension);
+  const std::optional<std::u16string> chosen = settings::ReadStringValue(
+      device.registry(), settings::kApplicationKey, settings::kDefaultFolderValue);
+  return engine::MakeArchiveFileName(
+      device, chosen && !chosen->empty() ? *chosen : std::u16string(settings::kDefaultFolder));
 }
 
 int Backup(CommandContext& context, const BackupOptions& options) {

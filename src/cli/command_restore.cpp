@@ -16,23 +16,17 @@ struct RestoreOptions {
   std::vector<std::string> modes;
 };
 
-std::u16string_view ExtensionOf(std::u16string_view path) {
-  const std::u16string_view name = platform::BaseName(path);
-  const std::size_t dot = name.rfind(u'.');
-  return dot == std::u16string_view::npos ? std::u16string_view() : name.substr(dot);
-}
-
 // The restore entries of a file, as the window lists them: one per archive member of a kind's
 // extension, or the record file itself. Empty when the file is neither.
 std::vector<engine::RestoreEntry> EntriesOf(const platform::Device& device,
                                             const std::u16string& file) {
   std::vector<engine::RestoreEntry> entries;
-  const std::u16string_view extension = ExtensionOf(file);
+  const std::u16string_view extension = platform::ExtensionOf(file);
   if (platform::EqualsIgnoringAsciiCase(extension, engine::kArchiveExtension)) {
     std::vector<records::ArchiveMember> members;
     if (records::ListMembers(device, file, &members) != 0) return entries;
     for (const records::ArchiveMember& member : members) {
-      if (const auto kind = engine::KindOfExtension(ExtensionOf(member.name)); kind)
+      if (const auto kind = engine::KindOfExtension(platform::ExtensionOf(member.name)); kind)
         entries.push_back({*kind, file, true});
     }
   } else if (const auto kind = engine::KindOfExtension(extension); kind) {
@@ -66,15 +60,8 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
     }
     const std::string mode_name = setting.substr(equals + 1);
     if (!ParseRestoreMode(mode_name, &mode) || !engine::KindOffersMode(kind[0], mode)) {
-      std::string offered;
-      for (const auto candidate :
-           {engine::RestoreMode::kDeleteAllFirst, engine::RestoreMode::kAddOnlyNew,
-            engine::RestoreMode::kAddNewAndUpdate, engine::RestoreMode::kAllowDuplicates}) {
-        if (engine::KindOffersMode(kind[0], candidate))
-          offered += (offered.empty() ? "" : ", ") + RestoreModeName(candidate);
-      }
       return context.Fail("--mode " + setting + ": " + KindCommandWord(kind[0]) +
-                          " can be restored with " + offered);
+                          " can be restored with " + OfferedModeNames(kind[0]));
     }
     for (engine::RestoreEntry& entry : entries)
       if (entry.kind == kind[0]) entry.mode = mode;

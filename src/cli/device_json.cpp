@@ -39,41 +39,15 @@ std::string ErrorText(platform::ErrorCode code) {
   return text.empty() ? "error " + std::to_string(code) : platform::ToUtf8(text);
 }
 
-// "\pim.vol" mounted and one of its databases open, for as long as the object lives.
-class VolumeDatabase {
- public:
-  explicit VolumeDatabase(platform::ObjectStore& store) : store_(store) {}
-  ~VolumeDatabase() {
-    if (handle_ != platform::kInvalidDatabaseHandle) store_.CloseDatabase(handle_);
-    if (mounted_) store_.UnmountVolume(volume_);
-  }
-  VolumeDatabase(const VolumeDatabase&) = delete;
-  VolumeDatabase& operator=(const VolumeDatabase&) = delete;
-
-  bool Open(std::u16string_view database, std::string* error) {
-    const platform::ErrorCode result =
-        store_.MountVolume(devicedb::kPimVolume, platform::Disposition::kOpenExisting, &volume_);
-    if (result != platform::kErrorSuccess) {
-      *error = "cannot open \\pim.vol: " + ErrorText(result);
-      return false;
-    }
-    mounted_ = true;
-    handle_ = store_.OpenDatabase(volume_, VolumeDatabaseName(database));
-    if (handle_ == platform::kInvalidDatabaseHandle) {
-      *error = "no database " + platform::ToUtf8(database) + " in \\pim.vol";
-      return false;
-    }
-    return true;
-  }
-
-  platform::DatabaseHandle handle() const { return handle_; }
-
- private:
-  platform::ObjectStore& store_;
-  platform::VolumeId volume_ = 0;
-  bool mounted_ = false;
-  platform::DatabaseHandle handle_ = platform::kInvalidDatabaseHandle;
-};
+// The database opened in the holder, or the one-line reason it could not be.
+bool OpenDatabase(devicedb::HeldPimDatabase& held, std::u16string_view database,
+                  std::string* error) {
+  const platform::ErrorCode result = held.Open(VolumeDatabaseName(database));
+  if (result == platform::kErrorSuccess) return true;
+  *error = held.mounted() ? "no database " + platform::ToUtf8(database) + " in \\pim.vol"
+                          : "cannot open \\pim.vol: " + ErrorText(result);
+  return false;
+}
 
 std::string IdText(std::uint32_t id) {
   char text[11];
@@ -338,8 +312,8 @@ bool ReadRecords(const Json& document, Records* records, std::string* error) {
 
 bool DumpDatabase(platform::ObjectStore& store, std::u16string_view database, std::string* json,
                   std::string* error) {
-  VolumeDatabase opened(store);
-  if (!opened.Open(database, error)) return false;
+  devicedb::HeldPimDatabase opened(store);
+  if (!OpenDatabase(opened, database, error)) return false;
   Json records = Json::array();
   std::vector<PropertyValue> properties;
   while (const platform::ObjectId object_id =
@@ -364,8 +338,8 @@ bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database, st
   }
   Records records;
   if (!ReadRecords(document, &records, error)) return false;
-  VolumeDatabase opened(store);
-  if (!opened.Open(database, error)) return false;
+  devicedb::HeldPimDatabase opened(store);
+  if (!OpenDatabase(opened, database, error)) return false;
   for (std::size_t r = 0; r < records.size(); ++r) {
     if (store.Write(opened.handle(), 0, records[r]) == 0) {
       *error = "record " + std::to_string(r) + " could not be written (the records before it were)";

@@ -58,8 +58,13 @@ bool ParseRestoreMode(std::string_view name, engine::RestoreMode* mode) {
   return true;
 }
 
-std::string RestoreModeName(engine::RestoreMode mode) {
-  return std::string(std::ranges::find(kModeNames, mode, &ModeName::mode)->name);
+std::string OfferedModeNames(engine::ItemKind kind) {
+  std::string names;
+  for (const ModeName& mode : kModeNames) {
+    if (engine::KindOffersMode(kind, mode.mode))
+      names += (names.empty() ? "" : ", ") + std::string(mode.name);
+  }
+  return names;
 }
 
 std::unique_ptr<engine::KindWorker> MakeKindWorker(const platform::Device& device,

@@ -18,7 +18,8 @@ std::string KindCommandWord(engine::ItemKind kind);
 bool ParseKinds(std::string_view list, std::vector<engine::ItemKind>* kinds, std::string* error);
 // "delete-all", "add-new", "add-update", "duplicates".
 bool ParseRestoreMode(std::string_view name, engine::RestoreMode* mode);
-std::string RestoreModeName(engine::RestoreMode mode);
+// The names of the modes the kind offers, comma-separated: "delete-all, add-new".
+std::string OfferedModeNames(engine::ItemKind kind);
 
 // The worker of a kind on the device; null for a kind this build cannot back up or restore yet.
 std::unique_ptr<engine::KindWorker> MakeKindWorker(const platform::Device& device,

@@ -114,11 +114,11 @@ std::vector<PropertyValue> SampleCall(std::uint32_t index, Sequence& sequence,
   return call;
 }
 
-bool FillCallLogs(platform::ObjectStore& store, platform::VolumeId volume, std::uint32_t scale,
-                  std::string* error) {
-  const platform::DatabaseHandle database = store.OpenDatabase(volume, devicedb::kCallLogDatabase);
-  if (database == platform::kInvalidDatabaseHandle) {
-    *error = "the profile has no call log database";
+bool FillCallLogs(platform::ObjectStore& store, std::uint32_t scale, std::string* error) {
+  devicedb::HeldPimDatabase call_logs(store);
+  if (call_logs.Open(devicedb::kCallLogDatabase) != platform::kErrorSuccess) {
+    *error = call_logs.mounted() ? "the profile has no call log database"
+                                 : "the profile has no \\pim.vol";
     return false;
   }
   Sequence sequence;
@@ -131,8 +131,7 @@ bool FillCallLogs(platform::ObjectStore& store, platform::VolumeId volume, std::
   platform::SystemTimeToFileTime(first_of_march, &clock);
   bool written = true;
   for (std::uint32_t index = 0; index < kSampleCallsPerScale * scale && written; ++index)
-    written = store.Write(database, 0, SampleCall(index, sequence, &clock)) != 0;
-  store.CloseDatabase(database);
+    written = store.Write(call_logs.handle(), 0, SampleCall(index, sequence, &clock)) != 0;
   if (!written) *error = "cannot write to the call log database";
   return written;
 }
@@ -140,16 +139,7 @@ bool FillCallLogs(platform::ObjectStore& store, platform::VolumeId volume, std::
 }  // namespace
 
 bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error) {
-  platform::ObjectStore& store = device.object_store();
-  platform::VolumeId volume = 0;
-  if (store.MountVolume(devicedb::kPimVolume, platform::Disposition::kOpenExisting, &volume) !=
-      platform::kErrorSuccess) {
-    *error = "the profile has no \\pim.vol";
-    return false;
-  }
-  const bool filled = FillCallLogs(store, volume, scale, error);
-  store.UnmountVolume(volume);
-  return filled;
+  return FillCallLogs(device.object_store(), scale, error);
 }
 
 }  // namespace kestrav::cli

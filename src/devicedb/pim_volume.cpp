@@ -124,6 +124,20 @@ void CeDbSession::DeleteAll(PimDatabase kind) {
   SendLine(sink_, engine::CountText(dropped, info.deleted, info.deleted_plural));
 }
 
+HeldPimDatabase::~HeldPimDatabase() {
+  if (handle_ != kInvalidDatabaseHandle) store_.CloseDatabase(handle_);
+  if (mounted_) store_.UnmountVolume(volume_);
+}
+
+platform::ErrorCode HeldPimDatabase::Open(std::u16string_view name) {
+  const platform::ErrorCode mount =
+      store_.MountVolume(kPimVolume, platform::Disposition::kOpenExisting, &volume_);
+  if (mount != platform::kErrorSuccess) return mount;
+  mounted_ = true;
+  handle_ = store_.OpenDatabase(volume_, name);
+  return handle_ == kInvalidDatabaseHandle ? platform::kErrorFileNotFound : platform::kErrorSuccess;
+}
+
 std::uint32_t RecordCount(ObjectStore& store, DatabaseHandle database) {
   std::uint32_t count = 0;
   return store.RecordCount(database, &count) == platform::kErrorSuccess ? count : 0;

@@ -68,6 +68,29 @@ class CeDbSession {
   const engine::CancelFlag* cancel_;
 };
 
+// One database of "\pim.vol" held open for as long as the object lives, for the tools that read
+// or fill a database outside a pass (passes keep a CeDbSession, with its status lines).
+class HeldPimDatabase {
+ public:
+  explicit HeldPimDatabase(platform::ObjectStore& store) : store_(store) {}
+  ~HeldPimDatabase();
+  HeldPimDatabase(const HeldPimDatabase&) = delete;
+  HeldPimDatabase& operator=(const HeldPimDatabase&) = delete;
+
+  // Mounts the volume (it must exist) and opens the database. On failure, mounted() tells
+  // whether the volume or the database was missing; the mount's error code is returned.
+  platform::ErrorCode Open(std::u16string_view name);
+
+  bool mounted() const { return mounted_; }
+  platform::DatabaseHandle handle() const { return handle_; }
+
+ private:
+  platform::ObjectStore& store_;
+  platform::VolumeId volume_ = 0;
+  bool mounted_ = false;
+  platform::DatabaseHandle handle_ = platform::kInvalidDatabaseHandle;
+};
+
 // The number of records of an open database; 0 when it cannot be read.
 std::uint32_t RecordCount(platform::ObjectStore& store, platform::DatabaseHandle database);
 

@@ -33,6 +33,9 @@ struct BackupJob {
 // "<temp>contacts_20070315.csc". Two backups on one day reuse the same names.
 std::u16string MakeRecordFileName(const platform::Device& device, ItemKind kind);
 
+// The archive a backup writes by default: "<folder>Kestrav_20070315.qbk" by the local date.
+std::u16string MakeArchiveFileName(const platform::Device& device, std::u16string_view folder);
+
 // The per-kind step shared by both passes, chosen by the worker's operation code: a backup
 // opens a fresh record file and runs the kind's backup into it; a restore runs the kind's
 // restore from its record file.

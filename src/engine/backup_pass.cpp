@@ -25,6 +25,12 @@ std::u16string MakeRecordFileName(const platform::Device& device, ItemKind kind)
                           info.file_prefix, today.year, today.month, today.day, info.extension);
 }
 
+std::u16string MakeArchiveFileName(const platform::Device& device, std::u16string_view folder) {
+  const platform::SystemTime today = device.clock().LocalTime();
+  return platform::Format(texts::kArchiveFileName, platform::WithTrailingSeparator(folder),
+                          today.year, today.month, today.day, kArchiveExtension);
+}
+
 void StartKind(const platform::Device& device, KindWorker& worker) {
   const std::optional<ItemKind> kind = KindOfOperation(worker.operation);
   if (!kind) return;

@@ -50,10 +50,7 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
                               texts::kRestoreError};
       }
       const auto member = std::ranges::find_if(extracted, [&](const std::u16string& file) {
-        return file.size() >= info.extension.size() &&
-               platform::EqualsIgnoringAsciiCase(
-                   std::u16string_view(file).substr(file.size() - info.extension.size()),
-                   info.extension);
+        return platform::EqualsIgnoringAsciiCase(platform::ExtensionOf(file), info.extension);
       });
       if (member != extracted.end()) worker->record_file = *member;
       for (std::u16string& file : extracted) {

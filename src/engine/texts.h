@@ -15,6 +15,7 @@ inline constexpr char16_t kAddingToBackupFile[] = u"Adding %s to backup file..."
 inline constexpr char16_t kCouldNotCreateFile[] =
     u"Coudln't create file '%s' for following reason:";
 inline constexpr char16_t kRecordFileName[] = u"%s%s%.4d%.2d%.2d%s";
+inline constexpr char16_t kArchiveFileName[] = u"%sKestrav_%.4d%.2d%.2d%s";
 inline constexpr char16_t kNoActionSelected[] = u"No backup/restore action has been selected.";
 inline constexpr char16_t kActionSelectionError[] = u"Action selection error";
 inline constexpr char16_t kNoRestoreType[] = u"No restore type has been selected. Nothing done.";

@@ -22,6 +22,12 @@ std::u16string_view BaseName(std::u16string_view path) {
   return last == std::u16string_view::npos ? path : path.substr(last + 1);
 }
 
+std::u16string_view ExtensionOf(std::u16string_view path) {
+  const std::u16string_view name = BaseName(path);
+  const size_t dot = name.rfind(u'.');
+  return dot == std::u16string_view::npos ? std::u16string_view() : name.substr(dot);
+}
+
 std::u16string_view FolderOf(std::u16string_view path) {
   const size_t last = path.find_last_of(u"\\/");
   return last == std::u16string_view::npos ? std::u16string_view() : path.substr(0, last + 1);

@@ -101,6 +101,8 @@ class FileSystem {
 // Path helpers over both separators, "\" and "/".
 std::u16string_view BaseName(std::u16string_view path);
 std::u16string_view FolderOf(std::u16string_view path);  // with its trailing separator
+// The base name's extension with its dot (".csl"); empty when the name has no dot.
+std::u16string_view ExtensionOf(std::u16string_view path);
 // The folder with a separator added when it does not end with one: "/" for a host path,
 // "\" for a device path.
 std::u16string WithTrailingSeparator(std::u16string_view folder);

@@ -128,6 +128,19 @@ bool WriteStringValue(platform::Registry& registry, std::u16string_view path,
   return text.empty() || key.SetString(name, text, type);
 }
 
+std::optional<std::u16string> ReadStringValue(platform::Registry& registry,
+                                              std::u16string_view path, std::u16string_view name,
+                                              platform::RegistryKey root) {
+  RegKey key(registry);
+  if (!key.OpenForRead(root, path)) return std::nullopt;
+  const std::optional<RegistryBytes> stored = key.ReadString(name);
+  if (!stored) return std::nullopt;
+  std::u16string text(stored->size() / sizeof(char16_t), u'\0');
+  std::memcpy(text.data(), stored->data(), text.size() * sizeof(char16_t));
+  text.resize(std::u16string_view(text.c_str()).size());
+  return text;
+}
+
 bool WriteBinaryValue(platform::Registry& registry, std::u16string_view path,
                       std::u16string_view name, std::span<const std::uint8_t> data,
                       platform::RegistryKey root, std::uint32_t type) {

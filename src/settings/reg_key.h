@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -72,6 +73,12 @@ bool WriteBinaryValue(platform::Registry& registry, std::u16string_view path,
                       std::u16string_view name, std::span<const std::uint8_t> data,
                       platform::RegistryKey root = platform::kHkeyCurrentUser,
                       std::uint32_t type = platform::kRegBinary);
+
+// The read counterpart: the text of a string value, up to its first NUL; nothing when the key or
+// the value cannot be read.
+std::optional<std::u16string> ReadStringValue(
+    platform::Registry& registry, std::u16string_view path, std::u16string_view name,
+    platform::RegistryKey root = platform::kHkeyCurrentUser);
 
 // Deletes parent_path\name; with recursive, its subkeys first, depth first.
 bool DeleteSubkey(platform::Registry& registry, platform::RegistryKey root,

@@ -60,6 +60,11 @@ TEST_F(RegKeyTest, EmptyTextOnAFreshKeyCreatesTheKeyOnly) {
   // On an existing key the empty text is written.
   ASSERT_TRUE(WriteStringValue(*registry_, kApplicationKey, kShortcutValue, u""));
   EXPECT_EQ(key.ReadString(kShortcutValue), RegistryBytes{});
+  // Read back as text: stored without its NUL, and cut at an embedded one.
+  ASSERT_TRUE(WriteStringValue(*registry_, kApplicationKey, kDefaultFolderValue,
+                               std::u16string_view(u"\\Backups\0old", 12)));
+  EXPECT_EQ(ReadStringValue(*registry_, kApplicationKey, kDefaultFolderValue), u"\\Backups");
+  EXPECT_EQ(ReadStringValue(*registry_, u"Software\\Missing", kDefaultFolderValue), std::nullopt);
 }
 
 TEST_F(RegKeyTest, ExclusionsAreCumulativeAndHigherNumbersStay) {
