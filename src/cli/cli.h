@@ -54,6 +54,7 @@ void AddAddCommand(CLI::App& app, CommandContext& context);
 void AddBackupCommand(CLI::App& app, CommandContext& context);
 void AddRestoreCommand(CLI::App& app, CommandContext& context);
 void AddDeleteAllCommand(CLI::App& app, CommandContext& context);
+void AddImportContactsCommand(CLI::App& app, CommandContext& context);
 // "device init", and "device dump" and "device load" (AddDeviceDataCommands).
 void AddDeviceCommand(CLI::App& app, CommandContext& context);
 void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context);

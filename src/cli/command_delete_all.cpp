@@ -9,6 +9,8 @@
 #include "devicedb/pim_volume.h"
 #include "devicedb/texts.h"
 #include "engine/status_text.h"
+#include "outlook/contacts.h"
+#include "outlook/texts.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {
@@ -59,26 +61,37 @@ int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
   std::string reason;
   if (!ParseKinds(options.kind, &kinds, &reason)) return context.Fail(reason);
   if (kinds.size() != 1) return context.Fail("delete-all takes one kind");
-  if (kinds[0] != engine::ItemKind::kCallLogs) return context.Fail(NoWorkerReason(kinds[0]));
+  const bool contacts = kinds[0] == engine::ItemKind::kContacts;
+  if (!contacts && kinds[0] != engine::ItemKind::kCallLogs)
+    return context.Fail(NoWorkerReason(kinds[0]));
   platform::host::HostDevice* host = context.Profile();
   if (host == nullptr) return kExitFailure;
   if (!options.yes) {
     if (isatty(STDIN_FILENO) == 0)
       return context.Fail("not deleting without --yes: there is no terminal to ask on");
-    if (!Confirmed(devicedb::texts::kCallLogsDeleteConfirm,
-                   devicedb::texts::kCallLogsDeleteConfirmTitle)) {
+    if (!(contacts ? Confirmed(outlook::texts::kContactsDeleteConfirm,
+                               outlook::texts::kContactsDeleteConfirmTitle)
+                   : Confirmed(devicedb::texts::kCallLogsDeleteConfirm,
+                               devicedb::texts::kCallLogsDeleteConfirmTitle))) {
       return context.Fail("nothing deleted");
     }
   }
   ConsoleDeletionProgress progress(IsTerminal(stdout));
-  if (!devicedb::DeleteAllFromMenu(host->device().object_store(), devicedb::PimDatabase::kCallLogs,
-                                   progress)) {
-    return context.Fail("the call log database cannot be opened");
+  std::u16string result;
+  if (contacts) {
+    const std::optional<std::uint32_t> deleted =
+        outlook::DeleteAllContacts(host->device(), progress);
+    if (!deleted) return context.Fail("the contacts cannot be reached");
+    result = outlook::ContactsDeletedText(*deleted);
+  } else {
+    if (!devicedb::DeleteAllFromMenu(host->device().object_store(),
+                                     devicedb::PimDatabase::kCallLogs, progress)) {
+      return context.Fail("the call log database cannot be opened");
+    }
+    result = engine::CountText(progress.deleted(), devicedb::texts::kCallLogDeleted,
+                               devicedb::texts::kCallLogsDeleted);
   }
-  std::printf("%s\n", platform::ToUtf8(engine::CountText(progress.deleted(),
-                                                         devicedb::texts::kCallLogDeleted,
-                                                         devicedb::texts::kCallLogsDeleted))
-                          .c_str());
+  std::printf("%s\n", platform::ToUtf8(result).c_str());
   return kExitSuccess;
 }
 
@@ -88,7 +101,7 @@ void AddDeleteAllCommand(CLI::App& app, CommandContext& context) {
   CLI::App* command =
       app.add_subcommand("delete-all", "Delete every item of one kind from the device");
   auto options = std::make_shared<DeleteAllOptions>();
-  command->add_option("KIND", options->kind, "The kind: calllogs")->required();
+  command->add_option("KIND", options->kind, "The kind: calllogs or contacts")->required();
   command->add_flag("--yes", options->yes, "Do not ask for confirmation");
   command->callback([&context, options] {
     context.action = [&context, options] { return DeleteAll(context, *options); };

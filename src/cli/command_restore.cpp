@@ -83,16 +83,7 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
   const auto factory = [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); };
   if (const auto refusal = engine::PrepareRestore(device, job, kinds, entries, factory); refusal)
     return context.Fail(refusal->title + u": " + refusal->text);
-  const JobOutcome outcome =
-      RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-        job.sink = sink;
-        job.cancel = cancel;
-        for (auto& worker : job.restore_workers) {
-          worker->sink = sink;
-          worker->cancel = cancel;
-        }
-        engine::RunRestore(device, job);
-      });
+  const JobOutcome outcome = RunRestoreJob(device, job);
   if (outcome.canceled) return context.Fail("the restore was canceled");
   if (outcome.error_rows > 0) return context.Fail("the restore reported errors (rows marked (!))");
   return kExitSuccess;

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "cli/console_sink.h"
+#include "engine/restore_pass.h"
 
 namespace kestrav::cli {
 namespace {
@@ -55,6 +56,18 @@ JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job) 
   });
   worker.join();
   return {cancel.load() != 0, sink.error_rows()};
+}
+
+JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job) {
+  return RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+    job.sink = sink;
+    job.cancel = cancel;
+    for (auto& worker : job.restore_workers) {
+      worker->sink = sink;
+      worker->cancel = cancel;
+    }
+    engine::RunRestore(device, job);
+  });
 }
 
 }  // namespace kestrav::cli

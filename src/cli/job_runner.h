@@ -4,8 +4,10 @@
 
 #include <functional>
 
+#include "engine/backup_job.h"
 #include "engine/progress_sink.h"
 #include "platform/clock.h"
+#include "platform/device.h"
 
 namespace kestrav::cli {
 
@@ -17,5 +19,8 @@ struct JobOutcome {
 using Job = std::function<void(engine::ProgressSink* sink, engine::CancelFlag* cancel)>;
 
 JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job);
+
+// Runs a prepared restore job (engine::PrepareRestore) with RunJob.
+JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job);
 
 }  // namespace kestrav::cli

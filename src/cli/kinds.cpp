@@ -4,6 +4,7 @@
 #include <array>
 
 #include "devicedb/call_logs.h"
+#include "outlook/contacts.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {
@@ -73,6 +74,8 @@ std::unique_ptr<engine::KindWorker> MakeKindWorker(const platform::Device& devic
   switch (kind) {
     case engine::ItemKind::kCallLogs:
       return std::make_unique<devicedb::CallLogWorker>(device);
+    case engine::ItemKind::kContacts:
+      return std::make_unique<outlook::ContactsWorker>(device);
     default:
       return nullptr;
   }

@@ -63,6 +63,7 @@ int main(int argc, char** argv) {
   AddBackupCommand(app, context);
   AddRestoreCommand(app, context);
   AddDeleteAllCommand(app, context);
+  AddImportContactsCommand(app, context);
   AddListCommand(app, context);
   AddExtractCommand(app, context);
   AddAddCommand(app, context);

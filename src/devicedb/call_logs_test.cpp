@@ -97,21 +97,6 @@ Lines RestoreLog(std::u16string found, const Lines& pass) {
               kDisconnect});
 }
 
-// The status page, with its Cancel button pressed once a given row shows.
-class Page : public engine::testing::RecordingSink {
- public:
-  using RecordingSink::RecordingSink;
-
-  engine::CancelFlag cancel = 0;
-  std::u16string cancel_after;
-
- protected:
-  void AddRow(const engine::LogRow& row) override {
-    RecordingSink::AddRow(row);
-    if (!cancel_after.empty() && row.text == cancel_after) cancel = 1;
-  }
-};
-
 // A fresh device with its call-log database, and the passes run on it as the engine runs them.
 class Handset {
  public:
@@ -119,7 +104,7 @@ class Handset {
       : device(os_major_version) {}
 
   kestrav::testing::TemporaryDevice device;
-  Page page{device.clock()};
+  engine::testing::CancelingSink page{device.clock()};
 
   void AddCalls(const std::vector<Call>& calls) {
     OnDatabase([&](platform::ObjectStore& store, platform::DatabaseHandle database) {

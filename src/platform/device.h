@@ -4,6 +4,7 @@
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/object_store.h"
+#include "platform/outlook.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 
@@ -21,21 +22,26 @@ class Device {
       : files_(&files), clock_(&clock), code_page_(&code_page) {}
   // A whole device, as a profile holds it.
   Device(FileSystem& files, const Clock& clock, const AnsiCodePage& code_page, Registry& registry,
-         ObjectStore& object_store, int os_major_version)
+         ObjectStore& object_store, OutlookRuntime& outlook, int os_major_version)
       : files_(&files),
         clock_(&clock),
         code_page_(&code_page),
         registry_(&registry),
         object_store_(&object_store),
+        outlook_(&outlook),
         os_major_version_(os_major_version) {}
 
   FileSystem& files() const { return *files_; }
   const Clock& clock() const { return *clock_; }
   const AnsiCodePage& code_page() const { return *code_page_; }
-  // Whether the registry and the object store are there; only a whole device has them.
-  bool is_whole() const { return registry_ != nullptr && object_store_ != nullptr; }
+  // Whether the registry, the object store and the object model are there; only a whole device
+  // has them.
+  bool is_whole() const {
+    return registry_ != nullptr && object_store_ != nullptr && outlook_ != nullptr;
+  }
   Registry& registry() const { return *registry_; }
   ObjectStore& object_store() const { return *object_store_; }
+  OutlookRuntime& outlook() const { return *outlook_; }
   int os_major_version() const { return os_major_version_; }
 
  private:
@@ -44,6 +50,7 @@ class Device {
   const AnsiCodePage* code_page_;
   Registry* registry_ = nullptr;
   ObjectStore* object_store_ = nullptr;
+  OutlookRuntime* outlook_ = nullptr;
   int os_major_version_ = kWindowsMobile2005;
 };
 

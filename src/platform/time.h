@@ -28,6 +28,17 @@ bool FileTimeToSystemTime(FileTime file_time, SystemTime* system_time);
 // a year before 1601). The day of the week is ignored.
 bool SystemTimeToFileTime(const SystemTime& system_time, FileTime* file_time);
 
+// OLE dates, as the object model trades dates: days since 30 December 1899 as a double, the
+// fraction the time of day; before that day the whole part counts back and the fraction still
+// counts forward (-1.25 is 29 December 1899, 06:00). Both conversions cover 1 January 100 to
+// 31 December 9999 and fail outside it.
+//
+// The date's fields, rounded to the nearest second (milliseconds 0).
+bool OleDateToSystemTime(double ole_date, SystemTime* system_time);
+// The date of the fields, milliseconds ignored; fails for a field out of its range. The day of
+// the week is ignored.
+bool SystemTimeToOleDate(const SystemTime& system_time, double* ole_date);
+
 // Seconds since 1970-01-01 UTC, and back; used where the host's clock meets the device's.
 FileTime FileTimeFromUnixNanoseconds(std::int64_t nanoseconds);
 std::int64_t FileTimeToUnixNanoseconds(FileTime file_time);

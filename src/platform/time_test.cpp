@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "platform/clock.h"
 
 namespace kestrav::platform {
@@ -48,6 +50,45 @@ TEST(Time, FieldsOutOfRangeAreRefused) {
   EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 3, 15, 24), &file_time));
   SystemTime time;
   EXPECT_FALSE(FileTimeToSystemTime(0x8000000000000000ULL, &time));
+}
+
+TEST(Time, OleDatesAndFieldsAgreeWithinTheirBounds) {
+  SystemTime time;
+  ASSERT_TRUE(OleDateToSystemTime(39156.25, &time));
+  SystemTime expected = Time(2007, 3, 15, 6);
+  expected.day_of_week = 4;
+  EXPECT_EQ(time, expected);
+  ASSERT_TRUE(OleDateToSystemTime(0.0, &time));
+  EXPECT_EQ(time, (SystemTime{1899, 12, 6, 30}));
+  // Before day 0 the fraction still counts forward from the start of the day.
+  ASSERT_TRUE(OleDateToSystemTime(-1.25, &time));
+  EXPECT_EQ(time, (SystemTime{1899, 12, 5, 29, 6}));
+  ASSERT_TRUE(OleDateToSystemTime(401768.0, &time));
+  EXPECT_EQ(time, (SystemTime{2999, 12, 2, 31}));
+  // The nearest second, into the next day when it rounds up.
+  ASSERT_TRUE(OleDateToSystemTime(2.0 - 0.4 / 86400, &time));
+  EXPECT_EQ(time, (SystemTime{1900, 1, 1, 1}));
+  ASSERT_TRUE(OleDateToSystemTime(-657434.0, &time));
+  EXPECT_EQ(time.year, 100);
+  EXPECT_FALSE(OleDateToSystemTime(-657435.0, &time));
+  EXPECT_FALSE(OleDateToSystemTime(2958466.0, &time));
+  EXPECT_FALSE(OleDateToSystemTime(std::nan(""), &time));
+
+  double date = 0;
+  ASSERT_TRUE(SystemTimeToOleDate(Time(2007, 3, 15, 6), &date));
+  EXPECT_EQ(date, 39156.25);
+  ASSERT_TRUE(SystemTimeToOleDate(Time(1899, 12, 29, 6), &date));
+  EXPECT_EQ(date, -1.25);
+  ASSERT_TRUE(SystemTimeToOleDate(Time(4501, 1, 1), &date));
+  EXPECT_EQ(date, 949998.0);  // the object model's "no date"
+  EXPECT_FALSE(SystemTimeToOleDate(Time(99, 12, 31), &date));
+  EXPECT_FALSE(SystemTimeToOleDate(Time(2007, 2, 29), &date));
+  EXPECT_FALSE(SystemTimeToOleDate(Time(2007, 13, 1), &date));
+  for (double day : {-657434.0, -0.5, 36526.75, 2958465.0}) {
+    ASSERT_TRUE(OleDateToSystemTime(day, &time));
+    ASSERT_TRUE(SystemTimeToOleDate(time, &date));
+    EXPECT_EQ(date, day == -0.5 ? 0.5 : day);  // -0.5 and 0.5 are the same moment
+  }
 }
 
 TEST(Time, UnixTimesMeetFileTimes) {

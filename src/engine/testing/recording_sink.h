@@ -41,4 +41,19 @@ class RecordingSink : public ProgressSink {
   }
 };
 
+// The status page with its Cancel button pressed once a given row shows.
+class CancelingSink : public RecordingSink {
+ public:
+  using RecordingSink::RecordingSink;
+
+  CancelFlag cancel = 0;
+  std::u16string cancel_after;
+
+ protected:
+  void AddRow(const LogRow& row) override {
+    RecordingSink::AddRow(row);
+    if (!cancel_after.empty() && row.text == cancel_after) cancel = 1;
+  }
+};
+
 }  // namespace kestrav::engine::testing

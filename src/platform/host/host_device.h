@@ -15,6 +15,7 @@
 #include "platform/device.h"
 #include "platform/host/host_file_system.h"
 #include "platform/host/iconv_code_page.h"
+#include "platform/host/pim_outlook.h"
 #include "platform/host/sqlite_object_store.h"
 #include "platform/host/sqlite_registry.h"
 #include "platform/host/system_clock.h"
@@ -49,6 +50,8 @@ class HostDevice {
   Device& device() { return *device_; }
   HostFileSystem& files() { return files_; }
   const DeviceIdentity& identity() const { return identity_; }
+  // The object model over the profile's "\pim.vol"; null for a device without a profile.
+  PimOutlookRuntime* outlook() { return outlook_.get(); }
 
  private:
   HostDevice(std::filesystem::path device_root, std::u16string temp_folder,
@@ -60,6 +63,7 @@ class HostDevice {
   DeviceIdentity identity_;
   std::unique_ptr<SqliteRegistry> registry_;
   std::unique_ptr<SqliteObjectStore> object_store_;
+  std::unique_ptr<PimOutlookRuntime> outlook_;
   std::unique_ptr<Device> device_;
 };
 

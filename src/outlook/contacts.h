@@ -1,0 +1,51 @@
+// Contacts: the device's contacts folder to a ".csc" record file and back, and the deletion of
+// every contact.
+//
+// A restore reads the file through a contact field map. Without one the file must be a contacts
+// backup (its header the sixty column names), and every column feeds itself; with one, any
+// separated file with a header line can be imported.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "devicedb/pim_volume.h"
+#include "engine/kind_worker.h"
+#include "outlook/contact_field_map.h"
+#include "platform/device.h"
+#include "records/record.h"
+
+namespace kestrav::outlook {
+
+class ContactsWorker : public engine::KindWorker {
+ public:
+  explicit ContactsWorker(const platform::Device& device) : device_(device) {}
+
+  // Every contact of the contacts folder, in collection order, after the header line.
+  void Backup(records::CsvRecordFile& file) override;
+  // Reads record_file with the separator, builds the contact records through field_map and
+  // restores them under mode: kDeleteAllFirst empties the folder first, kAddOnlyNew passes over
+  // contacts whose file-as name is already there, kAddNewAndUpdate updates them, and
+  // kAllowDuplicates inserts every record.
+  void Restore() override;
+
+  // The map an import reads the file through; none for a restore of a contacts backup.
+  std::optional<ContactFieldMap> field_map;
+
+ private:
+  void RestoreRecords(const std::vector<records::Record>& contacts);
+
+  const platform::Device& device_;
+};
+
+// "Delete All..." contacts: removes the first contact until none is left, under the deletion
+// dialog, with no status lines. The number deleted, or nothing when Outlook or the contacts
+// folder could not be reached.
+std::optional<std::uint32_t> DeleteAllContacts(const platform::Device& device,
+                                               devicedb::DeletionProgress& progress);
+
+// The message that ends "Delete All..." contacts.
+std::u16string ContactsDeletedText(std::uint32_t deleted);
+
+}  // namespace kestrav::outlook
