@@ -242,6 +242,44 @@ class EndToEnd(unittest.TestCase):
         temp = os.path.join(device.folder, "fs", "Temp")
         self.assertEqual([f for f in os.listdir(temp) if f.lower().endswith(".csl")], [])
 
+    def test_import_contacts_then_delete_them(self):
+        device = Profile(self, "importer").init("--os", "4")
+        foreign = self.path("people.txt")
+        with open(foreign, "w", encoding="cp1252", newline="") as out:
+            out.write("Full Name;Given;Mobile\r\n\"Zoë; \"the\" Lee\";Zoë;555-0101\r\n"
+                      "Bob Ray;Bob;555-0102\r\n")
+        for args, reason in ((["--delimiter", "pipe"], "comma, semicolon, tab or space"),
+                             (["--delimiter", "semicolon", "--map", "Nick=Given"],
+                              "no contact column"),
+                             (["--delimiter", "semicolon", "--map", "Name=Surname"],
+                              "no column \"Surname\""),
+                             (["--mode", "merge"], "add-update")):
+            refused = device.run("import-contacts", foreign, *args, expect=1)
+            self.assertIn(reason, refused.stderr)
+        mapping = "Name=Full Name,First Name=2,Mobile Phone=Mobile"
+        log = rows(device.run("import-contacts", foreign, "--delimiter", "semicolon",
+                              "--map", mapping).stdout)
+        self.assertEqual(log[:4], ["Starting contacts restore...", "Retrieving file records...",
+                                   "2 records found in file.",
+                                   "Retrieving contacts mapped fields..."])
+        self.assertIn("1. 'Zoë; \"the\" Lee' inserted.", log)
+        self.assertIn("2 contacts inserted in the database.", log)
+        again = rows(device.run("import-contacts", foreign, "--delimiter", "semicolon",
+                                "--map", mapping).stdout)
+        self.assertIn("1. contact 'Bob Ray' already exists. Nothing done.", again)
+
+        device.run("backup", "--kinds", "contacts", "--store", "--output", self.path("c.qbk"))
+        with zipfile.ZipFile(self.path("c.qbk")) as zipped:
+            lines = zipped.read(zipped.namelist()[0]).decode("utf-16").split("\r\n")
+        # The file has three columns, so "Mobile Phone" (the 22nd) stays empty though mapped.
+        self.assertEqual(lines[1], '"Zoë; "the" Lee";;Zoë' + ";" * 57)
+        self.assertEqual(lines[2], "Bob Ray;;Bob" + ";" * 57)
+
+        deleted = device.run("delete-all", "contacts", "--yes")
+        self.assertEqual(deleted.stdout, "2 contacts successfully deleted.\n")
+        again = device.run("delete-all", "contacts", "--yes")
+        self.assertEqual(again.stdout, "No contact found, nothing deleted.\n")
+
     def test_a_folder_without_a_profile(self):
         empty = self.path("empty")
         os.mkdir(empty)
