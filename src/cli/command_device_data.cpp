@@ -13,15 +13,19 @@ namespace {
 
 constexpr char kDatabaseHelp[] =
     "The database: its name in \\pim.vol (\"clog.db\", \"Contacts Database\", ...), "
-    "or calllogs (clog.db) or speeddials (speed.db)";
+    "calllogs (clog.db), speeddials (speed.db), or contacts (the contacts by property name)";
+constexpr char kContactsWord[] = "contacts";
 
 int DumpCommand(CommandContext& context, const std::string& database) {
   platform::host::HostDevice* device = context.Profile();
   if (device == nullptr) return kExitFailure;
   std::string json;
   std::string error;
-  if (!DumpDatabase(device->device().object_store(), platform::FromUtf8(database), &json, &error))
-    return context.Fail(error);
+  const bool dumped = database == kContactsWord
+                          ? DumpContacts(device->device(), &json, &error)
+                          : DumpDatabase(device->device().object_store(),
+                                         platform::FromUtf8(database), &json, &error);
+  if (!dumped) return context.Fail(error);
   std::cout << json;
   return kExitSuccess;
 }
@@ -44,8 +48,11 @@ int LoadCommand(CommandContext& context, const std::string& database, const std:
   platform::host::HostDevice* device = context.Profile();
   if (device == nullptr) return kExitFailure;
   std::string error;
-  if (!LoadDatabase(device->device().object_store(), platform::FromUtf8(database), json, &error))
-    return context.Fail(error);
+  const bool loaded = database == kContactsWord
+                          ? LoadContacts(device->device(), json, &error)
+                          : LoadDatabase(device->device().object_store(),
+                                         platform::FromUtf8(database), json, &error);
+  if (!loaded) return context.Fail(error);
   return kExitSuccess;
 }
 

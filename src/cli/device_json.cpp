@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "devicedb/pim_volume.h"
+#include "outlook/contact_record.h"
+#include "platform/host/outlook_properties.h"
 #include "platform/system_error.h"
 #include "platform/text.h"
 #include "records/value_text.h"
@@ -308,6 +310,101 @@ bool ReadRecords(const Json& document, Records* records, std::string* error) {
   return true;
 }
 
+// A named value: texts as strings, dates as OLE date numbers.
+Json NamedValueJson(platform::ItemProperty property, const PropertyValue& value) {
+  if (platform::host::IsDateProperty(property)) return DoubleJson(value.real);
+  return platform::ToUtf8(value.text);
+}
+
+// The JSON object of one contact record on a device of this OS generation.
+Json ContactJson(platform::ObjectId object_id, const std::vector<PropertyValue>& properties,
+                 int os_major_version) {
+  Json contact = Json::object();
+  contact["oid"] = object_id;
+  Json store = Json::array();
+  const std::uint32_t notes_ink = outlook::NotesInkPropertyId(os_major_version);
+  for (const PropertyValue& property : properties) {
+    const bool held = (property.flags & platform::kPropertyNotFound) == 0;
+    const std::optional<platform::ItemProperty> named =
+        platform::host::ItemPropertyById(property.id, os_major_version);
+    if (held && named) {
+      contact[std::string(platform::host::ItemPropertyName(*named))] =
+          NamedValueJson(*named, property);
+    } else if (held && property.id == notes_ink) {
+      contact["NotesInk"] = ByteListJson(property.bytes);
+    } else {
+      store.push_back(PropertyJson(property));
+    }
+  }
+  if (!store.empty()) contact["store"] = std::move(store);
+  return contact;
+}
+
+// The properties of one contact object: its named ones in the document's order, then Notes Ink,
+// then those under "store".
+bool ReadContact(const Json& contact, int os_major_version, std::vector<PropertyValue>* properties,
+                 std::string* reason) {
+  if (!contact.is_object()) {
+    *reason = "not an object";
+    return false;
+  }
+  std::optional<PropertyValue> notes_ink;
+  for (const auto& item : contact.items()) {
+    const std::string& key = item.key();
+    if (key == "oid" || key == "store") continue;
+    PropertyValue property;
+    if (key == "NotesInk") {
+      property.id = outlook::NotesInkPropertyId(os_major_version);
+      if (!ReadByteList(item.value(), &property.bytes)) {
+        *reason = "\"NotesInk\" must be a byte list such as \"0x01,0xab\"";
+        return false;
+      }
+      notes_ink = std::move(property);
+      continue;
+    }
+    const std::optional<platform::ItemProperty> named = platform::host::ItemPropertyByName(key);
+    if (!named) {
+      *reason = "unknown key \"" + key +
+                "\" (property names are the object model's: FileAs, "
+                "FirstName, ...)";
+      return false;
+    }
+    property.id = platform::host::ItemPropertyId(*named, os_major_version);
+    const bool read = platform::host::IsDateProperty(*named)
+                          ? ReadDouble(item.value(), &property.real)
+                          : item.value().is_string();
+    if (!read) {
+      *reason = "\"" + key + "\" must be " +
+                (platform::host::IsDateProperty(*named) ? "an OLE date number" : "a string");
+      return false;
+    }
+    if (!platform::host::IsDateProperty(*named))
+      property.text = platform::FromUtf8(item.value().get_ref<const std::string&>());
+    properties->push_back(std::move(property));
+  }
+  if (notes_ink) properties->push_back(std::move(*notes_ink));
+  if (const auto store = contact.find("store"); store != contact.end()) {
+    if (!store->is_array()) {
+      *reason = "\"store\" must be an array of properties";
+      return false;
+    }
+    for (std::size_t p = 0; p < store->size(); ++p) {
+      PropertyValue property;
+      if (!ReadProperty((*store)[p], &property, reason)) {
+        *reason = "store property " + std::to_string(p) + ": " + *reason;
+        return false;
+      }
+      if (std::ranges::find(*properties, property.id, &PropertyValue::id) != properties->end()) {
+        *reason = "store property " + std::to_string(p) + ": the contact already has " +
+                  IdText(property.id);
+        return false;
+      }
+      properties->push_back(std::move(property));
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 bool DumpDatabase(platform::ObjectStore& store, std::u16string_view database, std::string* json,
@@ -343,6 +440,50 @@ bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database, st
   for (std::size_t r = 0; r < records.size(); ++r) {
     if (store.Write(opened.handle(), 0, records[r]) == 0) {
       *error = "record " + std::to_string(r) + " could not be written (the records before it were)";
+      return false;
+    }
+  }
+  return true;
+}
+
+bool DumpContacts(const platform::Device& device, std::string* json, std::string* error) {
+  platform::ObjectStore& store = device.object_store();
+  devicedb::HeldPimDatabase opened(store);
+  if (!OpenDatabase(opened, devicedb::kContactsDatabase, error)) return false;
+  Json contacts = Json::array();
+  std::vector<PropertyValue> properties;
+  while (const platform::ObjectId object_id =
+             store.ReadNext(opened.handle(), nullptr, &properties)) {
+    contacts.push_back(ContactJson(object_id, properties, device.os_major_version()));
+  }
+  *json = contacts.dump(2) + "\n";
+  return true;
+}
+
+bool LoadContacts(const platform::Device& device, std::string_view json, std::string* error) {
+  const Json document = Json::parse(json.begin(), json.end(), nullptr, false);
+  if (document.is_discarded()) {
+    *error = "the text is not valid JSON";
+    return false;
+  }
+  if (!document.is_array()) {
+    *error = "the document is not an array of contacts";
+    return false;
+  }
+  Records records;
+  for (std::size_t c = 0; c < document.size(); ++c) {
+    std::string reason;
+    if (!ReadContact(document[c], device.os_major_version(), &records.emplace_back(), &reason)) {
+      *error = "contact " + std::to_string(c) + ": " + reason;
+      return false;
+    }
+  }
+  platform::ObjectStore& store = device.object_store();
+  devicedb::HeldPimDatabase opened(store);
+  if (!OpenDatabase(opened, devicedb::kContactsDatabase, error)) return false;
+  for (std::size_t c = 0; c < records.size(); ++c) {
+    if (store.Write(opened.handle(), 0, records[c]) == 0) {
+      *error = "contact " + std::to_string(c) + " could not be written (those before it were)";
       return false;
     }
   }

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/device.h"
 #include "platform/object_store.h"
 
 namespace kestrav::cli {
@@ -21,5 +22,14 @@ bool DumpDatabase(platform::ObjectStore& store, std::u16string_view database, st
 // when it is not a valid dump.
 bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database, std::string_view json,
                   std::string* error);
+
+// Contacts by their object-model property names (docs/device-json.md): each record of "Contacts
+// Database" as an object of "oid", its item properties by name ("FileAs", "Birthday", ...), its
+// Notes Ink as "NotesInk", and its other properties under "store" as the records above hold them.
+// The names stand for the identifiers of the device's OS generation, so a dump of one generation
+// loads into the other.
+bool DumpContacts(const platform::Device& device, std::string* json, std::string* error);
+// Appends the contacts of such a document; the whole text is checked first, as LoadDatabase does.
+bool LoadContacts(const platform::Device& device, std::string_view json, std::string* error);
 
 }  // namespace kestrav::cli

@@ -157,6 +157,43 @@ TEST(DeviceJsonTest, InvalidDocumentWritesNothingAndNamesThePlace) {
   EXPECT_TRUE(ReadAll(device.device().object_store(), u"clog.db").empty());
 }
 
+// Contacts by property name: a dump of one generation loads into the other and dumps the same,
+// while the records underneath hold each generation's own identifiers.
+TEST(DeviceJsonTest, ContactsByNameAcrossGenerations) {
+  const nlohmann::ordered_json contacts = nlohmann::ordered_json::parse(R"([
+    {"FileAs": "Zoë", "MobileTelephoneNumber": "555-0101", "Birthday": 28365.0,
+     "NotesInk": "0x01,0x02", "store": [{"id": "0x0086001F", "flags": 0, "value": "Z"}]},
+    {"FileAs": ""}])");
+  std::string json;
+  std::string error;
+  TemporaryDevice newer(platform::kWindowsMobile2005);
+  ASSERT_TRUE(LoadContacts(newer.device(), contacts.dump(), &error)) << error;
+  ASSERT_TRUE(DumpContacts(newer.device(), &json, &error)) << error;
+  const auto without_oids = [](std::string text) {
+    nlohmann::ordered_json dump = nlohmann::ordered_json::parse(text);
+    for (auto& contact : dump) contact.erase("oid");
+    return dump;
+  };
+  EXPECT_EQ(without_oids(json), contacts);
+
+  TemporaryDevice older(platform::kWindowsMobile2003);
+  ASSERT_TRUE(LoadContacts(older.device(), json, &error)) << error;
+  const Records records = ReadAll(older.device().object_store(), u"Contacts Database");
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(records[0][1].id, 0x3A1C001Fu);  // the older generation's mobile phone
+  EXPECT_EQ(records[0][3].id, 0x00170041u);  // and its Notes Ink
+  std::string older_json;
+  ASSERT_TRUE(DumpContacts(older.device(), &older_json, &error)) << error;
+  EXPECT_EQ(without_oids(older_json), contacts);
+
+  for (const char* bad : {R"([{"FileAs": 1}])", R"([{"Nickname": "x"}])",
+                          R"([{"Birthday": "1977-08-28"}])", R"([{"FileAs": "a"}, 3])"}) {
+    EXPECT_FALSE(LoadContacts(older.device(), bad, &error)) << bad;
+    EXPECT_TRUE(error.starts_with("contact ")) << error;
+  }
+  EXPECT_EQ(ReadAll(older.device().object_store(), u"Contacts Database").size(), 2u);
+}
+
 TEST(DeviceJsonTest, MissingDatabaseOrVolume) {
   TemporaryDevice device;
   platform::ObjectStore& store = device.device().object_store();

@@ -9,8 +9,9 @@
 
 namespace kestrav::cli {
 
-// The calls of the sample: 40 a scale unit.
+// The calls and the contacts of the sample, a scale unit.
 inline constexpr std::uint32_t kSampleCallsPerScale = 40;
+inline constexpr std::uint32_t kSampleContactsPerScale = 25;
 
 // Fills the profile's databases with `scale` times the sample. False with the reason.
 bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error);
