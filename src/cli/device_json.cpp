@@ -310,13 +310,21 @@ bool ReadRecords(const Json& document, Records* records, std::string* error) {
   return true;
 }
 
-// A named value: texts as strings, dates as OLE date numbers.
-Json NamedValueJson(platform::ItemProperty property, const PropertyValue& value) {
-  if (platform::host::IsDateProperty(property)) return DoubleJson(value.real);
-  return platform::ToUtf8(value.text);
+// --- Contacts by property name ---
+
+constexpr char kNotesInkKey[] = "NotesInk";
+constexpr char kStoreKey[] = "store";
+
+// The item property a record property stands for on this OS generation; a property with flags
+// is shown by identifier, so that its flags are kept.
+std::optional<platform::ItemProperty> NamedProperty(const PropertyValue& property,
+                                                    int os_major_version) {
+  if (property.flags != 0) return std::nullopt;
+  return platform::host::ItemPropertyById(property.id, os_major_version);
 }
 
-// The JSON object of one contact record on a device of this OS generation.
+// The JSON object of one contact record on a device of this OS generation: its item properties
+// and Notes Ink in record order, then its other properties.
 Json ContactJson(platform::ObjectId object_id, const std::vector<PropertyValue>& properties,
                  int os_major_version) {
   Json contact = Json::object();
@@ -324,85 +332,107 @@ Json ContactJson(platform::ObjectId object_id, const std::vector<PropertyValue>&
   Json store = Json::array();
   const std::uint32_t notes_ink = outlook::NotesInkPropertyId(os_major_version);
   for (const PropertyValue& property : properties) {
-    const bool held = (property.flags & platform::kPropertyNotFound) == 0;
-    const std::optional<platform::ItemProperty> named =
-        platform::host::ItemPropertyById(property.id, os_major_version);
-    if (held && named) {
+    if (const auto named = NamedProperty(property, os_major_version)) {
       contact[std::string(platform::host::ItemPropertyName(*named))] =
-          NamedValueJson(*named, property);
-    } else if (held && property.id == notes_ink) {
-      contact["NotesInk"] = ByteListJson(property.bytes);
+          platform::host::IsDateProperty(*named) ? DoubleJson(property.real)
+                                                 : Json(platform::ToUtf8(property.text));
+    } else if (property.id == notes_ink && property.flags == 0) {
+      contact[kNotesInkKey] = ByteListJson(property.bytes);
     } else {
       store.push_back(PropertyJson(property));
     }
   }
-  if (!store.empty()) contact["store"] = std::move(store);
+  if (!store.empty()) contact[kStoreKey] = std::move(store);
   return contact;
 }
 
-// The properties of one contact object: its named ones in the document's order, then Notes Ink,
-// then those under "store".
+// One named entry of a contact object as the record property of this OS generation.
+bool ReadNamedValue(const std::string& key, const Json& value, int os_major_version,
+                    PropertyValue* property, std::string* reason) {
+  if (key == kNotesInkKey) {
+    property->id = outlook::NotesInkPropertyId(os_major_version);
+    if (ReadByteList(value, &property->bytes)) return true;
+    *reason = "\"NotesInk\" must be a byte list such as \"0x01,0xab\"";
+    return false;
+  }
+  const std::optional<platform::ItemProperty> named = platform::host::ItemPropertyByName(key);
+  if (!named) {
+    *reason = "unknown key \"" + key + "\"";
+    return false;
+  }
+  property->id = platform::host::ItemPropertyId(*named, os_major_version);
+  if (platform::host::IsDateProperty(*named)) {
+    if (ReadDouble(value, &property->real)) return true;
+    *reason =
+        "\"" + key + "\" must be an OLE date: a number, \"NaN\", \"Infinity\" or \"-Infinity\"";
+    return false;
+  }
+  if (!value.is_string()) {
+    *reason = "\"" + key + "\" must be a string";
+    return false;
+  }
+  property->text = platform::FromUtf8(value.get_ref<const std::string&>());
+  return true;
+}
+
+// The record properties of one contact object: its named entries in the document's order, then
+// those under "store". The reason names the key or the store property at fault.
 bool ReadContact(const Json& contact, int os_major_version, std::vector<PropertyValue>* properties,
                  std::string* reason) {
   if (!contact.is_object()) {
     *reason = "not an object";
     return false;
   }
-  std::optional<PropertyValue> notes_ink;
   for (const auto& item : contact.items()) {
-    const std::string& key = item.key();
-    if (key == "oid" || key == "store") continue;
+    if (item.key() == "oid" || item.key() == kStoreKey) continue;
     PropertyValue property;
-    if (key == "NotesInk") {
-      property.id = outlook::NotesInkPropertyId(os_major_version);
-      if (!ReadByteList(item.value(), &property.bytes)) {
-        *reason = "\"NotesInk\" must be a byte list such as \"0x01,0xab\"";
-        return false;
-      }
-      notes_ink = std::move(property);
-      continue;
-    }
-    const std::optional<platform::ItemProperty> named = platform::host::ItemPropertyByName(key);
-    if (!named) {
-      *reason = "unknown key \"" + key +
-                "\" (property names are the object model's: FileAs, "
-                "FirstName, ...)";
+    if (!ReadNamedValue(item.key(), item.value(), os_major_version, &property, reason))
       return false;
-    }
-    property.id = platform::host::ItemPropertyId(*named, os_major_version);
-    const bool read = platform::host::IsDateProperty(*named)
-                          ? ReadDouble(item.value(), &property.real)
-                          : item.value().is_string();
-    if (!read) {
-      *reason = "\"" + key + "\" must be " +
-                (platform::host::IsDateProperty(*named) ? "an OLE date number" : "a string");
-      return false;
-    }
-    if (!platform::host::IsDateProperty(*named))
-      property.text = platform::FromUtf8(item.value().get_ref<const std::string&>());
     properties->push_back(std::move(property));
   }
-  if (notes_ink) properties->push_back(std::move(*notes_ink));
-  if (const auto store = contact.find("store"); store != contact.end()) {
-    if (!store->is_array()) {
-      *reason = "\"store\" must be an array of properties";
+  const auto store = contact.find(kStoreKey);
+  if (store == contact.end()) return true;
+  if (!store->is_array()) {
+    *reason = "\"store\" must be an array of properties";
+    return false;
+  }
+  for (std::size_t p = 0; p < store->size(); ++p) {
+    PropertyValue property;
+    const std::string place = "store property " + std::to_string(p) + ": ";
+    if (!ReadProperty((*store)[p], &property, reason)) {
+      *reason = place + *reason;
       return false;
     }
-    for (std::size_t p = 0; p < store->size(); ++p) {
-      PropertyValue property;
-      if (!ReadProperty((*store)[p], &property, reason)) {
-        *reason = "store property " + std::to_string(p) + ": " + *reason;
-        return false;
-      }
-      if (std::ranges::find(*properties, property.id, &PropertyValue::id) != properties->end()) {
-        *reason = "store property " + std::to_string(p) + ": the contact already has " +
-                  IdText(property.id);
-        return false;
-      }
-      properties->push_back(std::move(property));
+    // A named entry and a store property for one identifier would fold into one.
+    if (std::ranges::find(*properties, property.id, &PropertyValue::id) != properties->end()) {
+      *reason = place + "the contact already has " + IdText(property.id);
+      return false;
+    }
+    properties->push_back(std::move(property));
+  }
+  return true;
+}
+
+// Appends checked records to a database; `noun` names a record in the reason.
+bool WriteRecords(platform::ObjectStore& store, std::u16string_view database,
+                  const Records& records, std::string_view noun, std::string* error) {
+  devicedb::HeldPimDatabase opened(store);
+  if (!OpenDatabase(opened, database, error)) return false;
+  for (std::size_t r = 0; r < records.size(); ++r) {
+    if (store.Write(opened.handle(), 0, records[r]) == 0) {
+      *error = std::string(noun) + " " + std::to_string(r) + " could not be written (the " +
+               std::string(noun) + "s before it were)";
+      return false;
     }
   }
   return true;
+}
+
+bool ParseDocument(std::string_view json, Json* document, std::string* error) {
+  *document = Json::parse(json.begin(), json.end(), nullptr, false);
+  if (!document->is_discarded()) return true;
+  *error = "the text is not valid JSON";
+  return false;
 }
 
 }  // namespace
@@ -428,22 +458,10 @@ bool DumpDatabase(platform::ObjectStore& store, std::u16string_view database, st
 
 bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database, std::string_view json,
                   std::string* error) {
-  const Json document = Json::parse(json.begin(), json.end(), nullptr, false);
-  if (document.is_discarded()) {
-    *error = "the text is not valid JSON";
-    return false;
-  }
+  Json document;
   Records records;
-  if (!ReadRecords(document, &records, error)) return false;
-  devicedb::HeldPimDatabase opened(store);
-  if (!OpenDatabase(opened, database, error)) return false;
-  for (std::size_t r = 0; r < records.size(); ++r) {
-    if (store.Write(opened.handle(), 0, records[r]) == 0) {
-      *error = "record " + std::to_string(r) + " could not be written (the records before it were)";
-      return false;
-    }
-  }
-  return true;
+  return ParseDocument(json, &document, error) && ReadRecords(document, &records, error) &&
+         WriteRecords(store, database, records, "record", error);
 }
 
 bool DumpContacts(const platform::Device& device, std::string* json, std::string* error) {
@@ -461,33 +479,22 @@ bool DumpContacts(const platform::Device& device, std::string* json, std::string
 }
 
 bool LoadContacts(const platform::Device& device, std::string_view json, std::string* error) {
-  const Json document = Json::parse(json.begin(), json.end(), nullptr, false);
-  if (document.is_discarded()) {
-    *error = "the text is not valid JSON";
-    return false;
-  }
+  Json document;
+  if (!ParseDocument(json, &document, error)) return false;
   if (!document.is_array()) {
     *error = "the document is not an array of contacts";
     return false;
   }
-  Records records;
+  Records records(document.size());
   for (std::size_t c = 0; c < document.size(); ++c) {
     std::string reason;
-    if (!ReadContact(document[c], device.os_major_version(), &records.emplace_back(), &reason)) {
+    if (!ReadContact(document[c], device.os_major_version(), &records[c], &reason)) {
       *error = "contact " + std::to_string(c) + ": " + reason;
       return false;
     }
   }
-  platform::ObjectStore& store = device.object_store();
-  devicedb::HeldPimDatabase opened(store);
-  if (!OpenDatabase(opened, devicedb::kContactsDatabase, error)) return false;
-  for (std::size_t c = 0; c < records.size(); ++c) {
-    if (store.Write(opened.handle(), 0, records[c]) == 0) {
-      *error = "contact " + std::to_string(c) + " could not be written (those before it were)";
-      return false;
-    }
-  }
-  return true;
+  return WriteRecords(device.object_store(), devicedb::kContactsDatabase, records, "contact",
+                      error);
 }
 
 }  // namespace kestrav::cli

@@ -4,11 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "outlook/contact_record.h"
+#include "platform/host/outlook_properties.h"
 #include "platform/test_support/temporary_device.h"
 
 namespace kestrav::cli {
@@ -30,6 +33,17 @@ Records ReadAll(platform::ObjectStore& store, std::u16string_view database) {
   store.CloseDatabase(handle);
   store.UnmountVolume(volume);
   return records;
+}
+
+void WriteRecord(platform::ObjectStore& store, std::u16string_view database,
+                 const std::vector<PropertyValue>& record) {
+  platform::VolumeId volume = 0;
+  ASSERT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume),
+            platform::kErrorSuccess);
+  const platform::DatabaseHandle handle = store.OpenDatabase(volume, database);
+  EXPECT_NE(store.Write(handle, 0, record), 0u);
+  store.CloseDatabase(handle);
+  store.UnmountVolume(volume);
 }
 
 PropertyValue& Add(std::vector<PropertyValue>& record, std::uint16_t identifier,
@@ -157,41 +171,127 @@ TEST(DeviceJsonTest, InvalidDocumentWritesNothingAndNamesThePlace) {
   EXPECT_TRUE(ReadAll(device.device().object_store(), u"clog.db").empty());
 }
 
+nlohmann::ordered_json WithoutOids(const std::string& dump) {
+  nlohmann::ordered_json contacts = nlohmann::ordered_json::parse(dump);
+  for (auto& contact : contacts) contact.erase("oid");
+  return contacts;
+}
+
 // Contacts by property name: a dump of one generation loads into the other and dumps the same,
 // while the records underneath hold each generation's own identifiers.
 TEST(DeviceJsonTest, ContactsByNameAcrossGenerations) {
   const nlohmann::ordered_json contacts = nlohmann::ordered_json::parse(R"([
     {"FileAs": "Zoë", "MobileTelephoneNumber": "555-0101", "Birthday": 28365.0,
-     "NotesInk": "0x01,0x02", "store": [{"id": "0x0086001F", "flags": 0, "value": "Z"}]},
+     "NotesInk": "0x01,0x02", "Body": "Two\r\nlines",
+     "store": [{"id": "0x0086001F", "flags": 0, "value": "Z"}]},
     {"FileAs": ""}])");
   std::string json;
   std::string error;
   TemporaryDevice newer(platform::kWindowsMobile2005);
   ASSERT_TRUE(LoadContacts(newer.device(), contacts.dump(), &error)) << error;
   ASSERT_TRUE(DumpContacts(newer.device(), &json, &error)) << error;
-  const auto without_oids = [](std::string text) {
-    nlohmann::ordered_json dump = nlohmann::ordered_json::parse(text);
-    for (auto& contact : dump) contact.erase("oid");
-    return dump;
-  };
-  EXPECT_EQ(without_oids(json), contacts);
+  EXPECT_EQ(WithoutOids(json), contacts);
 
   TemporaryDevice older(platform::kWindowsMobile2003);
   ASSERT_TRUE(LoadContacts(older.device(), json, &error)) << error;
   const Records records = ReadAll(older.device().object_store(), u"Contacts Database");
   ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(records[0][1].id, 0x3A1C001Fu);  // the older generation's mobile phone
-  EXPECT_EQ(records[0][3].id, 0x00170041u);  // and its Notes Ink
+  EXPECT_EQ(records[0][3].id, 0x00170041u);  // and its Notes Ink, a byte block
   std::string older_json;
   ASSERT_TRUE(DumpContacts(older.device(), &older_json, &error)) << error;
-  EXPECT_EQ(without_oids(older_json), contacts);
+  EXPECT_EQ(WithoutOids(older_json), contacts);
 
-  for (const char* bad : {R"([{"FileAs": 1}])", R"([{"Nickname": "x"}])",
-                          R"([{"Birthday": "1977-08-28"}])", R"([{"FileAs": "a"}, 3])"}) {
-    EXPECT_FALSE(LoadContacts(older.device(), bad, &error)) << bad;
-    EXPECT_TRUE(error.starts_with("contact ")) << error;
+  TemporaryDevice newer_again(platform::kWindowsMobile2005);
+  ASSERT_TRUE(LoadContacts(newer_again.device(), older_json, &error)) << error;
+  EXPECT_EQ(ReadAll(newer_again.device().object_store(), u"Contacts Database"),
+            ReadAll(newer.device().object_store(), u"Contacts Database"));
+}
+
+// A record as the device may hold it: store properties among the item properties, an item
+// property with flags, a property flagged not found. The dump keeps every value and flag; a
+// load writes the named properties first.
+TEST(DeviceJsonTest, ContactRecordsKeepValuesFlagsAndNamedOrder) {
+  for (const int os : {platform::kWindowsMobile2003, platform::kWindowsMobile2005}) {
+    SCOPED_TRACE(os);
+    const auto id = [os](platform::ItemProperty property) {
+      return platform::host::ItemPropertyId(property, os);
+    };
+    std::vector<PropertyValue> record(7);
+    record[0].id = 0x0086001F;  // NickName, a store property
+    record[0].text = u"Ken";
+    record[1].id = id(platform::ItemProperty::kFileAs);
+    record[1].text = u"Nakamura, Kenji";
+    record[2].id = outlook::NotesInkPropertyId(os);
+    record[2].bytes = {0x00, 0xFF};
+    record[3].id = id(platform::ItemProperty::kBirthday);
+    record[3].real = -5.0;
+    record[4].id = id(platform::ItemProperty::kFirstName);
+    record[4].text = u"Kenji";
+    record[4].flags = 2;
+    record[5].id = id(platform::ItemProperty::kAnniversary);
+    record[5].flags = platform::kPropertyNotFound;
+    record[6].id = 0x00FF0041;  // Picture
+    record[6].bytes = {0x89, 0x50};
+
+    TemporaryDevice raw(os);
+    WriteRecord(raw.device().object_store(), u"Contacts Database", record);
+    std::string json;
+    std::string error;
+    ASSERT_TRUE(DumpContacts(raw.device(), &json, &error)) << error;
+    char first_name[11];
+    char anniversary[11];
+    std::snprintf(first_name, sizeof first_name, "0x%08X", record[4].id);
+    std::snprintf(anniversary, sizeof anniversary, "0x%08X", record[5].id);
+    const nlohmann::ordered_json expected = {
+        {"oid", 1},
+        {"FileAs", "Nakamura, Kenji"},
+        {"NotesInk", "0x00,0xff"},
+        {"Birthday", -5.0},
+        {"store",
+         {{{"id", "0x0086001F"}, {"flags", 0}, {"value", "Ken"}},
+          {{"id", first_name}, {"flags", 2}, {"value", "Kenji"}},
+          {{"id", anniversary}, {"flags", 256}},
+          {{"id", "0x00FF0041"}, {"flags", 0}, {"value", "0x89,0x50"}}}}};
+    EXPECT_EQ(nlohmann::ordered_json::parse(json), nlohmann::ordered_json::array({expected}));
+
+    TemporaryDevice target(os);
+    ASSERT_TRUE(LoadContacts(target.device(), json, &error)) << error;
+    const std::vector<PropertyValue> named_first = {record[1], record[2], record[3], record[0],
+                                                    record[4], record[5], record[6]};
+    EXPECT_EQ(ReadAll(target.device().object_store(), u"Contacts Database"), Records{named_first});
   }
-  EXPECT_EQ(ReadAll(older.device().object_store(), u"Contacts Database").size(), 2u);
+}
+
+TEST(DeviceJsonTest, RefusedContactsWriteNothing) {
+  struct Case {
+    const char* json;
+    const char* reason;
+  };
+  const Case cases[] = {
+      {R"([{"FileAs": "A"}, {"FileAs": 1}])", "contact 1: \"FileAs\" must be a string"},
+      {R"([{"FileAs": "A"}, {"Fileas": "B"}])", "contact 1: unknown key \"Fileas\""},
+      {R"([{"Birthday": "1977-08-28"}])",
+       "contact 0: \"Birthday\" must be an OLE date: a number, \"NaN\", \"Infinity\" or "
+       "\"-Infinity\""},
+      {R"([{"NotesInk": "0x1g"}])",
+       "contact 0: \"NotesInk\" must be a byte list such as \"0x01,0xab\""},
+      {R"([{"FileAs": "A", "store": {}}])", "contact 0: \"store\" must be an array of properties"},
+      {R"([{"store": [{"id": "0x0086001F", "value": 5}]}])",
+       "contact 0: store property 0: \"value\" must be a string"},
+      {R"([{"NotesInk": "", "store": [{"id": "0x001E0064", "value": ""}]}])",
+       "contact 0: store property 0: the contact already has 0x001E0064"},
+      {R"([{"FileAs": "A"}, 3])", "contact 1: not an object"},
+      {R"({"FileAs": "A"})", "the document is not an array of contacts"},
+      {R"([{"FileAs": "A"})", "the text is not valid JSON"},
+  };
+  TemporaryDevice device;
+  for (const Case& bad : cases) {
+    std::string error;
+    EXPECT_FALSE(LoadContacts(device.device(), bad.json, &error)) << bad.json;
+    EXPECT_EQ(error, bad.reason);
+  }
+  EXPECT_TRUE(ReadAll(device.device().object_store(), u"Contacts Database").empty());
 }
 
 TEST(DeviceJsonTest, MissingDatabaseOrVolume) {

@@ -339,6 +339,21 @@ TEST(ContactRestore, EmptyDeviceCancelAndRefusedFiles) {
             Cat({{u"! Contacts restore has been canceled.", u"1 contact inserted in the database.",
                   u"0 contact updated in the database."},
                  kDisconnect}));
+  // Canceled while the device is emptied, and before the records are mapped.
+  phone.page.cancel = 0;
+  phone.page.cancel_after = u"Deleting contacts from the database...";
+  const Lines deleting = phone.Restore(Header() + Line({{0, u"C"}}), RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(Lines(deleting.end() - 7, deleting.end()),
+            Cat({{u"0 contact deleted from the database.", u"Inserting contacts in the database...",
+                  u"! Contacts restore has been canceled.", u"0 contact inserted in the database.",
+                  u"0 contact updated in the database."},
+                 kDisconnect}));
+  phone.page.cancel = 0;
+  phone.page.cancel_after = u"Retrieving contacts mapped fields...";
+  EXPECT_EQ(phone.Restore(Header() + Line({{0, u"C"}}), RestoreMode::kDeleteAllFirst),
+            (Lines{u"Retrieving file records...", u"1 record found in file.",
+                   u"Retrieving contacts mapped fields...",
+                   u"! Contacts restore has been canceled."}));
   phone.page.cancel = 0;
   phone.page.cancel_after.clear();
 
