@@ -350,10 +350,10 @@ TEST(ContactRestore, EmptyDeviceCancelAndRefusedFiles) {
                  kDisconnect}));
   phone.page.cancel = 0;
   phone.page.cancel_after = u"Retrieving contacts mapped fields...";
-  EXPECT_EQ(phone.Restore(Header() + Line({{0, u"C"}}), RestoreMode::kDeleteAllFirst),
-            (Lines{u"Retrieving file records...", u"1 record found in file.",
-                   u"Retrieving contacts mapped fields...",
-                   u"! Contacts restore has been canceled."}));
+  EXPECT_EQ(
+      phone.Restore(Header() + Line({{0, u"C"}}), RestoreMode::kDeleteAllFirst),
+      (Lines{u"Retrieving file records...", u"1 record found in file.",
+             u"Retrieving contacts mapped fields...", u"! Contacts restore has been canceled."}));
   phone.page.cancel = 0;
   phone.page.cancel_after.clear();
 
