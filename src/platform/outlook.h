@@ -97,7 +97,8 @@ class OutlookItem {
  public:
   virtual ~OutlookItem() = default;
 
-  // A text property; a property the item does not hold reads as the empty text.
+  // A text property; a property the item does not hold reads as the empty text. Asking for a
+  // date as a text, or a text as a date, answers kEInvalidArgument.
   virtual HResult GetText(ItemProperty property, std::u16string* text) = 0;
   virtual HResult SetText(ItemProperty property, std::u16string_view text) = 0;
   // A date property as an OLE date; one the item does not hold reads as kOleDateNone.
@@ -129,8 +130,8 @@ class OutlookItemCollection {
   virtual HResult Remove(int index) = 0;
   // The first position after `after` whose item's key text - a contact's file-as name, an
   // appointment's or task's subject - is exactly `text` (case counts), or 0 when none is; an
-  // empty text matches nothing. The same answer as reading the key text of every item from
-  // after + 1 on, without reading them.
+  // empty text matches nothing; `after` below 0 counts as 0. The same answer as reading the key
+  // text of every item from after + 1 on, without reading them.
   virtual HResult FindKeyText(std::u16string_view text, int after, int* index) = 0;
 };
 
