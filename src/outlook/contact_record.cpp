@@ -15,8 +15,6 @@ using platform::PropertyValue;
 
 using enum ContactSource;
 
-constexpr ItemProperty kNone = ItemProperty::kFileAs;  // stands in the columns of store sources
-
 // Dates beyond these give empty fields: before day 0 and after 31 December 2999.
 constexpr double kFirstWrittenDate = 0.0;
 constexpr double kLastWrittenDate = 401768.0;
@@ -30,10 +28,10 @@ constexpr std::array<ContactColumn, kContactColumnCount> kColumns = {{
     {u"First Name", kItemText, ItemProperty::kFirstName, 0},
     {u"Middle Name", kItemText, ItemProperty::kMiddleName, 0},
     {u"Last Name", kItemText, ItemProperty::kLastName, 0},
-    {u"NickName", kStoreText, kNone, 0x0086001F},
+    {u"NickName", kStoreText, std::nullopt, 0x0086001F},
     {u"Suffix", kItemText, ItemProperty::kSuffix, 0},
-    {u"Display Name", kStoreText, kNone, 0x10A4001F},
-    {u"Picture", kStoreBytes, kNone, 0x00FF0041},
+    {u"Display Name", kStoreText, std::nullopt, 0x10A4001F},
+    {u"Picture", kStoreBytes, std::nullopt, 0x00FF0041},
     {u"Job Title", kItemText, ItemProperty::kJobTitle, 0},
     {u"Department", kItemText, ItemProperty::kDepartment, 0},
     {u"Company", kItemText, ItemProperty::kCompanyName, 0},
@@ -44,10 +42,10 @@ constexpr std::array<ContactColumn, kContactColumnCount> kColumns = {{
     {u"Business State", kItemText, ItemProperty::kBusinessAddressState, 0},
     {u"Business Postal Code", kItemText, ItemProperty::kBusinessAddressPostalCode, 0},
     {u"Business Country", kItemText, ItemProperty::kBusinessAddressCountry, 0},
-    {u"IM", kStoreText, kNone, 0x0093001F},
+    {u"IM", kStoreText, std::nullopt, 0x0093001F},
     {u"E-mail Address", kItemText, ItemProperty::kEmail1Address, 0},
     {u"Mobile Phone", kItemText, ItemProperty::kMobileTelephoneNumber, 0},
-    {u"Ring Tone", kStoreText, kNone, 0x00A8001F},
+    {u"Ring Tone", kStoreText, std::nullopt, 0x00A8001F},
     {u"Web Page", kItemText, ItemProperty::kWebPage, 0},
     {u"Office Location", kItemText, ItemProperty::kOfficeLocation, 0},
     {u"Home Phone", kItemText, ItemProperty::kHomeTelephoneNumber, 0},
@@ -65,26 +63,26 @@ constexpr std::array<ContactColumn, kContactColumnCount> kColumns = {{
     {u"Pager", kItemText, ItemProperty::kPagerNumber, 0},
     {u"Car Phone", kItemText, ItemProperty::kCarTelephoneNumber, 0},
     {u"Home Fax", kItemText, ItemProperty::kHomeFaxNumber, 0},
-    {u"Company Main Phone", kStoreText, kNone, 0x00A0001F},
+    {u"Company Main Phone", kStoreText, std::nullopt, 0x00A0001F},
     {u"Business Phone 2", kItemText, ItemProperty::kBusiness2TelephoneNumber, 0},
     {u"Home Phone 2", kItemText, ItemProperty::kHome2TelephoneNumber, 0},
     {u"Radio Phone", kItemText, ItemProperty::kRadioTelephoneNumber, 0},
-    {u"IM2", kStoreText, kNone, 0x0094001F},
-    {u"IM3", kStoreText, kNone, 0x0095001F},
+    {u"IM2", kStoreText, std::nullopt, 0x0094001F},
+    {u"IM3", kStoreText, std::nullopt, 0x0095001F},
     {u"E-mail 2 Address", kItemText, ItemProperty::kEmail2Address, 0},
     {u"E-mail 3 Address", kItemText, ItemProperty::kEmail3Address, 0},
     {u"Assistant's Name", kItemText, ItemProperty::kAssistantName, 0},
     {u"Assistant's Phone", kItemText, ItemProperty::kAssistantTelephoneNumber, 0},
-    {u"Manager's Name", kStoreText, kNone, 0x008D001F},
-    {u"Government ID Number", kStoreText, kNone, 0x00AA001F},
-    {u"Account", kStoreText, kNone, 0x00AB001F},
-    {u"Customer ID Number", kStoreText, kNone, 0x00A9001F},
+    {u"Manager's Name", kStoreText, std::nullopt, 0x008D001F},
+    {u"Government ID Number", kStoreText, std::nullopt, 0x00AA001F},
+    {u"Account", kStoreText, std::nullopt, 0x00AB001F},
+    {u"Customer ID Number", kStoreText, std::nullopt, 0x00A9001F},
     {u"Birthday", kItemDate, ItemProperty::kBirthday, 0},
     {u"Anniversary", kItemDate, ItemProperty::kAnniversary, 0},
     {u"Spouse", kItemText, ItemProperty::kSpouse, 0},
     {u"Children", kItemText, ItemProperty::kChildren, 0},
     {u"Notes", kNotes, ItemProperty::kBody, 0},
-    {u"Notes Ink", kStoreBytes, kNone, 0},
+    {u"Notes Ink", kStoreBytes, std::nullopt, 0},
 }};
 
 std::uint32_t StoreId(const ContactColumn& column, int os_major_version) {
@@ -280,16 +278,16 @@ records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStor
     std::u16string& value = values[column].emplace();
     switch (source.source) {
       case kItemText:
-        if (platform::Failed(item.GetText(source.property, &value))) value.clear();
+        if (platform::Failed(item.GetText(*source.property, &value))) value.clear();
         break;
       case kItemDate: {
         double date = platform::kOleDateNone;
-        if (!platform::Failed(item.GetDate(source.property, &date))) value = DateField(date);
+        if (!platform::Failed(item.GetDate(*source.property, &date))) value = DateField(date);
         break;
       }
       case kNotes: {
         std::u16string notes;
-        if (!platform::Failed(item.GetText(source.property, &notes))) value = NotesField(notes);
+        if (!platform::Failed(item.GetText(*source.property, &notes))) value = NotesField(notes);
         break;
       }
       case kStoreText:
@@ -315,16 +313,16 @@ bool ApplyContactRecord(const records::Record& fields, platform::OutlookItem& it
   for (std::size_t column = kNameColumn + 1; column < kContactColumnCount; ++column) {
     const ContactColumn& target = kColumns[column];
     if (target.source == kItemText && !field(column).empty())
-      item.SetText(target.property, field(column));
+      item.SetText(*target.property, field(column));
   }
   for (std::size_t column = 0; column < kContactColumnCount; ++column) {
     const ContactColumn& target = kColumns[column];
     if (target.source == kItemDate) {
       if (const std::optional<double> date = DateFromField(field(column)))
-        item.SetDate(target.property, *date);
+        item.SetDate(*target.property, *date);
     } else if (target.source == kNotes && !field(column).empty()) {
       // An empty field leaves the notes as they are, like every other value.
-      item.SetText(target.property, NotesFromField(field(column), device.code_page()));
+      item.SetText(*target.property, NotesFromField(field(column), device.code_page()));
     }
   }
 

@@ -34,8 +34,8 @@ enum class ContactSource {
 struct ContactColumn {
   const char16_t* header;
   ContactSource source;
-  platform::ItemProperty property;  // item sources
-  std::uint32_t store_id;           // store sources; 0 for Notes Ink, whose id follows the OS
+  std::optional<platform::ItemProperty> property;  // item sources only
+  std::uint32_t store_id;  // store sources; 0 for Notes Ink, whose id follows the OS
 };
 
 // The sixty columns in file order.
