@@ -250,7 +250,9 @@ bool ReadProperty(const Json& entry, PropertyValue* property, std::string* reaso
     return false;
   }
   if (const auto flags = entry.find("flags"); flags != entry.end()) {
-    if (!flags->is_number_unsigned() || flags->get<std::uint64_t>() > 0xFFFF) {
+    // A parsed document holds 0 as unsigned, one built in code as signed: both are flags.
+    if (!flags->is_number_integer() || flags->get<std::int64_t>() < 0 ||
+        flags->get<std::int64_t>() > 0xFFFF) {
       *reason = "\"flags\" must be an integer from 0 to 65535";
       return false;
     }
@@ -480,7 +482,11 @@ bool DumpContacts(const platform::Device& device, std::string* json, std::string
 
 bool LoadContacts(const platform::Device& device, std::string_view json, std::string* error) {
   Json document;
-  if (!ParseDocument(json, &document, error)) return false;
+  return ParseDocument(json, &document, error) && LoadContactDocument(device, document, error);
+}
+
+bool LoadContactDocument(const platform::Device& device, const nlohmann::ordered_json& document,
+                         std::string* error) {
   if (!document.is_array()) {
     *error = "the document is not an array of contacts";
     return false;

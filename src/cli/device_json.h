@@ -1,6 +1,7 @@
 // Object-store records as JSON, for "device dump" and "device load" (docs/device-json.md).
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
@@ -31,5 +32,8 @@ bool LoadDatabase(platform::ObjectStore& store, std::u16string_view database, st
 bool DumpContacts(const platform::Device& device, std::string* json, std::string* error);
 // Appends the contacts of such a document; the whole text is checked first, as LoadDatabase does.
 bool LoadContacts(const platform::Device& device, std::string_view json, std::string* error);
+// The same for a document already parsed, as the sample data builds it.
+bool LoadContactDocument(const platform::Device& device, const nlohmann::ordered_json& document,
+                         std::string* error);
 
 }  // namespace kestrav::cli

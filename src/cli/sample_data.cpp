@@ -472,7 +472,7 @@ bool FillContacts(const platform::Device& device, std::uint32_t scale, std::stri
   for (std::uint32_t copy = 0; copy < scale; ++copy) {
     for (Contact& contact : SampleContacts(copy)) contacts.push_back(std::move(contact));
   }
-  return LoadContacts(device, contacts.dump(), error);
+  return LoadContactDocument(device, contacts, error);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ namespace kestrav::devicedb {
 namespace {
 
 using engine::RestoreMode;
+using kestrav::testing::Utf16FileBytes;
 using platform::PropertyType;
 using platform::PropertyValue;
 using Call = std::vector<PropertyValue>;
@@ -64,15 +65,6 @@ std::u16string CallLine(std::u16string_view number, int duration) {
 // A call-log file: the signature line, the count row (a byte list) and the call lines.
 std::u16string CallFile(std::u16string_view count_bytes, std::u16string_view calls) {
   return kSignature + u"\r\n\"" + std::u16string(count_bytes) + u"\"\r\n" + std::u16string(calls);
-}
-
-std::string Utf16(std::u16string_view text) {
-  std::string bytes = "\xFF\xFE";
-  for (const char16_t unit : text) {
-    bytes.push_back(static_cast<char>(unit & 0xFF));
-    bytes.push_back(static_cast<char>(unit >> 8));
-  }
-  return bytes;
 }
 
 Lines Cat(std::initializer_list<Lines> parts) {
@@ -132,7 +124,7 @@ class Handset {
   }
 
   Lines Restore(std::u16string_view text, RestoreMode mode) {
-    device.WriteFile(kFile, Utf16(text));
+    device.WriteFile(kFile, Utf16FileBytes(text));
     return RestoreFile(kFile, mode);
   }
 
@@ -196,33 +188,36 @@ TEST(CallLogBackup, WritesEachPropertyAsItsTypeSays) {
          Property(7, PropertyType::kUInt16, 65535), Property(8, PropertyType::kBlob),
          Property(9, static_cast<PropertyType>(20), 3)},
     });
-    EXPECT_EQ(handset.Backup(),
-              Utf16(kSignature + u"\r\n\"0x02,0x00,0x00,0x00\"\r\n" +
-                    u"\"0x04,0x00\";\"0x03,0x00,0x01,0x80\";\"0x1f,0x00,0x02,0x00\";"
-                    u"\"0x40,0x00,0x03,0x00\";\"0x41,0x00,0x04,0x00\";-95;Renée;"
-                    u"0xd4,0xc3,0xb2,0xa1,0xf5,0x66,0xc7,0x01;0x00,0xff,0x10;\r\n"
-                    u"\"0x05,0x00\";\"0x1f,0x00,0x05,0x00\";\"0x05,0x00,0x06,0x00\";"
-                    u"\"0x12,0x00,0x07,0x00\";\"0x41,0x00,0x08,0x00\";\"0x14,0x00,0x09,0x00\";"
-                    u"1.500000;65535;;;\r\n"))
+    EXPECT_EQ(
+        handset.Backup(),
+        Utf16FileBytes(kSignature + u"\r\n\"0x02,0x00,0x00,0x00\"\r\n" +
+                       u"\"0x04,0x00\";\"0x03,0x00,0x01,0x80\";\"0x1f,0x00,0x02,0x00\";"
+                       u"\"0x40,0x00,0x03,0x00\";\"0x41,0x00,0x04,0x00\";-95;Renée;"
+                       u"0xd4,0xc3,0xb2,0xa1,0xf5,0x66,0xc7,0x01;0x00,0xff,0x10;\r\n"
+                       u"\"0x05,0x00\";\"0x1f,0x00,0x05,0x00\";\"0x05,0x00,0x06,0x00\";"
+                       u"\"0x12,0x00,0x07,0x00\";\"0x41,0x00,0x08,0x00\";\"0x14,0x00,0x09,0x00\";"
+                       u"1.500000;65535;;;\r\n"))
         << "version " << version;
   }
 }
 
 TEST(CallLogBackup, LogsEachCallAndTheTotal) {
   Handset handset;
-  EXPECT_EQ(handset.Backup(), Utf16(CallFile(u"0x00,0x00,0x00,0x00", u"")));
+  EXPECT_EQ(handset.Backup(), Utf16FileBytes(CallFile(u"0x00,0x00,0x00,0x00", u"")));
   EXPECT_EQ(handset.Rows(),
             BackupLog({u"Retrieving call logs infos...", u"0 call to be retrieved."}));
 
   handset.AddCalls({CallOf(u"555-0101", 60)});
-  EXPECT_EQ(handset.Backup(), Utf16(CallFile(u"0x01,0x00,0x00,0x00", CallLine(u"555-0101", 60))));
+  EXPECT_EQ(handset.Backup(),
+            Utf16FileBytes(CallFile(u"0x01,0x00,0x00,0x00", CallLine(u"555-0101", 60))));
   EXPECT_EQ(handset.Rows(), BackupLog({u"Retrieving call logs infos...", u"1 call to be retrieved.",
                                        u"1. call '#0' saved.", u"1 call log successfully saved."}));
 
   handset.AddCalls({CallOf(u"555-0102", 5), CallOf(u"555-0103", 0)});
-  EXPECT_EQ(handset.Backup(), Utf16(CallFile(u"0x03,0x00,0x00,0x00",
-                                             CallLine(u"555-0101", 60) + CallLine(u"555-0102", 5) +
-                                                 CallLine(u"555-0103", 0))));
+  EXPECT_EQ(handset.Backup(),
+            Utf16FileBytes(CallFile(
+                u"0x03,0x00,0x00,0x00",
+                CallLine(u"555-0101", 60) + CallLine(u"555-0102", 5) + CallLine(u"555-0103", 0))));
   EXPECT_EQ(handset.Rows(),
             BackupLog({u"Retrieving call logs infos...", u"3 calls to be retrieved.",
                        u"1. call '#0' saved.", u"2. call '#1' saved.", u"3. call '#2' saved.",
@@ -239,7 +234,8 @@ TEST(CallLogBackup, StopsEarlyWhenCanceledOrWithoutItsDatabase) {
   // Canceled during the pass: the count line keeps the count the pass began with.
   handset.page.cancel = 0;
   handset.page.cancel_after = u"1. call '#0' saved.";
-  EXPECT_EQ(handset.Backup(), Utf16(CallFile(u"0x03,0x00,0x00,0x00", CallLine(u"555-0101", 60))));
+  EXPECT_EQ(handset.Backup(),
+            Utf16FileBytes(CallFile(u"0x03,0x00,0x00,0x00", CallLine(u"555-0101", 60))));
   EXPECT_EQ(handset.Rows(),
             BackupLog({u"Retrieving call logs infos...", u"3 calls to be retrieved.",
                        u"1. call '#0' saved.", u"! Call logs backup has been canceled."}));

@@ -105,34 +105,13 @@ long DecimalNumber(std::u16string_view text) {
       records::ParsePropertyValue(platform::MakePropertyId(0, PropertyType::kInt32), text).integer);
 }
 
-int HexDigit(char16_t unit) {
-  if (unit >= u'0' && unit <= u'9') return unit - u'0';
-  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
-  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
-  return -1;
-}
-
-// wcstoul with base 16 on one piece: blanks skipped, "0x" allowed, stops at the first
-// character that is not a digit, too large a number saturates.
-std::uint32_t HexNumber(std::u16string_view piece) {
-  std::size_t at = 0;
-  while (at < piece.size() && (piece[at] == u' ' || piece[at] == u'\t')) ++at;
-  if (piece.size() - at > 2 && piece[at] == u'0' &&
-      (piece[at + 1] == u'x' || piece[at + 1] == u'X'))
-    at += 2;
-  std::uint64_t value = 0;
-  for (; at < piece.size() && HexDigit(piece[at]) >= 0; ++at)
-    value = std::min<std::uint64_t>(value * 16 + HexDigit(piece[at]), 0xFFFFFFFFu);
-  return static_cast<std::uint32_t>(value);
-}
-
 PropertyValue StoreValue(std::uint32_t id, std::u16string_view field) {
   PropertyValue value;
   value.id = id;
   if (value.type() == PropertyType::kString) {
     value.text = field;
   } else {
-    value.bytes = BytesFromField(field);
+    value.bytes = records::ParseLenientByteList(field);
   }
   return value;
 }
@@ -199,7 +178,7 @@ std::u16string NotesField(std::u16string_view notes) {
 }
 
 std::u16string NotesFromField(std::u16string_view field, const platform::AnsiCodePage& code_page) {
-  const std::vector<std::uint8_t> bytes = BytesFromField(field);
+  const std::vector<std::uint8_t> bytes = records::ParseLenientByteList(field);
   if (std::ranges::find(bytes, 0) == bytes.end())
     return code_page.ToWide(std::string(bytes.begin(), bytes.end()));
   std::u16string notes;
@@ -211,21 +190,10 @@ std::u16string NotesFromField(std::u16string_view field, const platform::AnsiCod
   return notes;
 }
 
-std::vector<std::uint8_t> BytesFromField(std::u16string_view field) {
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(field.size() / 5 + 1);
-  std::size_t start = 0;
-  while (start < field.size()) {
-    const std::size_t comma = std::min(field.find(u',', start), field.size());
-    if (comma > start)
-      bytes.push_back(static_cast<std::uint8_t>(HexNumber(field.substr(start, comma - start))));
-    start = comma + 1;
-  }
-  return bytes;
-}
-
 ContactStore::ContactStore(const platform::Device& device)
-    : device_(device), through_item_(device.os_major_version() >= platform::kWindowsMobile2005) {
+    : device_(device),
+      through_item_(device.os_major_version() >= platform::kWindowsMobile2005),
+      column_ids_(StoreIds(device.os_major_version())) {
   if (through_item_) return;
   platform::ObjectStore& store = device.object_store();
   mounted_ = store.MountVolume(devicedb::kPimVolume, platform::Disposition::kOpenExisting,
@@ -268,9 +236,9 @@ bool ContactStore::Write(platform::OutlookItem& item,
          device_.object_store().Write(database_, item.Oid(), properties) == item.Oid();
 }
 
-records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStore& store,
-                                        int os_major_version) {
-  const std::vector<PropertyValue> stored = store.Read(item, StoreIds(os_major_version));
+records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStore& store) {
+  const int os_major_version = store.os_major_version();
+  const std::vector<PropertyValue> stored = store.Read(item, store.column_ids());
   records::RecordValues values(kContactColumnCount);
   std::size_t next_stored = 0;
   for (std::size_t column = 0; column < kContactColumnCount; ++column) {

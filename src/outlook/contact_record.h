@@ -69,10 +69,6 @@ std::u16string NotesField(std::u16string_view notes);
 // page (older files held that); otherwise UTF-16LE units, up to the first zero unit.
 std::u16string NotesFromField(std::u16string_view field, const platform::AnsiCodePage& code_page);
 
-// The bytes of a byte-list field: split at ",", each piece read as a base-16 number ("0x"
-// allowed) giving one byte (its low 8 bits); empty pieces give none.
-std::vector<std::uint8_t> BytesFromField(std::u16string_view field);
-
 // --- The store properties of one pass ---
 
 // Reads and writes a contact's store properties for the length of one pass: through the item on
@@ -85,6 +81,9 @@ class ContactStore {
   ContactStore& operator=(const ContactStore&) = delete;
 
   bool through_item() const { return through_item_; }
+  int os_major_version() const { return device_.os_major_version(); }
+  // The identifiers of the store columns on this device, in column order.
+  const std::vector<std::uint32_t>& column_ids() const { return column_ids_; }
 
   // The properties by identifier; absent ones are flagged kPropertyNotFound. All flagged absent
   // when they cannot be read.
@@ -96,6 +95,7 @@ class ContactStore {
  private:
   const platform::Device& device_;
   bool through_item_;
+  std::vector<std::uint32_t> column_ids_;
   platform::VolumeId volume_ = 0;
   bool mounted_ = false;
   platform::DatabaseHandle database_ = platform::kInvalidDatabaseHandle;
@@ -104,8 +104,7 @@ class ContactStore {
 // --- Whole records ---
 
 // The sixty field texts of a contact; an absent or unreadable value is the empty text.
-records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStore& store,
-                                        int os_major_version);
+records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStore& store);
 
 // Applies a record of sixty fields to a new or found contact: the file-as name always, every
 // other value only when its field is not empty, so an update never clears a value. Below

@@ -50,8 +50,7 @@ void ContactsWorker::Backup(records::CsvRecordFile& file) {
       std::unique_ptr<OutlookItem> item;
       // An item that cannot be had is passed over and not counted.
       if (!Failed(items->Item(index, &item))) {
-        const records::RecordValues values =
-            ReadContactRecord(*item, store, device_.os_major_version());
+        const records::RecordValues values = ReadContactRecord(*item, store);
         file.WriteRecord(values);
         SendLine(sink, platform::Format(texts::kContactSaved, index, *values[kNameColumn]));
         ++saved;

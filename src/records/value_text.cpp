@@ -133,6 +133,25 @@ bool ParseByteList(std::u16string_view text, std::vector<std::uint8_t>* bytes) {
   }
 }
 
+std::vector<std::uint8_t> ParseLenientByteList(std::u16string_view text) {
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(text.size() / 5 + 1);
+  std::size_t start = 0;
+  while (start < text.size()) {
+    const std::size_t comma = std::min(text.find(u',', start), text.size());
+    std::size_t at = start;
+    while (at < comma && (text[at] == u' ' || text[at] == u'\t')) ++at;
+    if (comma - at > 2 && text[at] == u'0' && (text[at + 1] == u'x' || text[at + 1] == u'X'))
+      at += 2;
+    std::uint64_t value = 0;
+    for (; at < comma && HexDigit(text[at]) >= 0; ++at)
+      value = std::min<std::uint64_t>(value * 16 + HexDigit(text[at]), 0xFFFFFFFFu);
+    if (comma > start) bytes.push_back(static_cast<std::uint8_t>(value));
+    start = comma + 1;
+  }
+  return bytes;
+}
+
 platform::PropertyValue ParsePropertyValue(std::uint32_t id, std::u16string_view text) {
   platform::PropertyValue value;
   value.id = id;

@@ -32,6 +32,12 @@ bool ParseByteList(std::u16string_view text, std::vector<std::uint8_t>* bytes);
 // decimal number, strings as they are, file times and byte blocks from byte lists (a file time
 // takes the first 8 bytes, low address first). Text that cannot be read gives 0 or no bytes, as
 // the device's conversions do.
+// Reads a byte list as the contacts reader always has, accepting what ParseByteList refuses: the
+// text split at ",", each piece read as wcstoul reads base 16 (blanks skipped, "0x" allowed,
+// stopping at the first other character, too large a number saturating) giving one byte, its low
+// 8 bits; empty pieces give none.
+std::vector<std::uint8_t> ParseLenientByteList(std::u16string_view text);
+
 platform::PropertyValue ParsePropertyValue(std::uint32_t id, std::u16string_view text);
 
 // The message store's forms: a 64-bit unsigned integer in decimal, and a UTC file time as the

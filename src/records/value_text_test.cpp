@@ -89,6 +89,10 @@ TEST(ValueTextReadBack, ByteListsAndValuesAsTheDeviceConversionsReadThem) {
     EXPECT_FALSE(ParseByteList(bad, &bytes)) << platform::ToUtf8(bad);
     EXPECT_TRUE(bytes.empty());
   }
+  // The contacts reader takes what the strict one refuses.
+  EXPECT_EQ(ParseLenientByteList(u"0x01,ab,0X1ff,,zz, 0x7"),
+            (std::vector<std::uint8_t>{0x01, 0xab, 0xff, 0x00, 0x07}));
+  EXPECT_TRUE(ParseLenientByteList(u"").empty());
 
   using platform::MakePropertyId;
   auto parse = [](PropertyType type, std::u16string_view text) {

@@ -77,4 +77,22 @@ void TemporaryDevice::WriteFile(std::u16string_view device_path, std::string_vie
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
+std::string Utf16FileBytes(std::u16string_view text) {
+  std::string bytes = "\xFF\xFE";
+  bytes.reserve(2 + text.size() * 2);
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<char>(unit & 0xFF));
+    bytes.push_back(static_cast<char>(unit >> 8));
+  }
+  return bytes;
+}
+
+std::u16string TextOfUtf16File(std::string_view bytes) {
+  std::u16string text;
+  for (std::size_t at = 2; at + 1 < bytes.size(); at += 2)
+    text.push_back(static_cast<char16_t>(static_cast<std::uint8_t>(bytes[at]) |
+                                         (static_cast<std::uint8_t>(bytes[at + 1]) << 8)));
+  return text;
+}
+
 }  // namespace kestrav::testing

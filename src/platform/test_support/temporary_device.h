@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/clock.h"
 #include "platform/device.h"
@@ -45,6 +46,11 @@ class TemporaryDevice {
   platform::FixedClock clock_;
   std::unique_ptr<platform::host::HostDevice> host_;
 };
+
+// The bytes of a record file holding this text: the byte order mark FF FE, then UTF-16LE.
+std::string Utf16FileBytes(std::u16string_view text);
+// The text of such bytes, after their byte order mark.
+std::u16string TextOfUtf16File(std::string_view bytes);
 
 // A fresh temporary host folder, removed when the object goes.
 class TemporaryFolder {
