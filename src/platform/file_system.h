@@ -1,7 +1,9 @@
 // The device's file system: open files, read and set their attributes and times, delete them,
 // create folders, find files, and name the temporary and program folders.
 //
-// Paths are device paths ("\Temp\clogs_20070315.csl"); a stand-in decides where they live. Every
+// Paths are device paths ("\Temp\clogs_20070315.csl"), where "\" and "/" both separate the parts,
+// or host paths ("/home/ann/x.qbk", from a file manager or the command line), where only "/"
+// does and "\" is an ordinary character. A stand-in decides where device paths live. Every
 // operation answers with a system error code (kErrorSuccess when it worked), as the device's
 // calls do through their last error.
 #pragma once
@@ -48,6 +50,9 @@ struct FileAttributeData {
   FileTime last_access_time = 0;
   FileTime last_write_time = 0;
   std::uint64_t size = 0;
+  // Together they name the file itself, whatever path reached it.
+  std::uint64_t volume_serial_number = 0;
+  std::uint64_t file_index = 0;
 };
 
 struct FoundFile {
@@ -66,8 +71,26 @@ class File {
   virtual ErrorCode Read(void* buffer, std::size_t size, std::size_t* bytes_read) = 0;
   virtual ErrorCode Write(const void* data, std::size_t size, std::size_t* bytes_written) = 0;
   virtual ErrorCode Seek(std::int64_t offset, SeekOrigin origin, std::uint64_t* position) = 0;
+  // The file's last write time and attribute bits (as SetAttributes takes them), set through the
+  // open file, so that they land on the file that was written.
+  virtual ErrorCode SetLastWriteTime(FileTime time) = 0;
+  virtual ErrorCode SetAttributes(std::uint32_t attributes) = 0;
   // Flushes and closes; the error of a last delayed write shows here.
   virtual ErrorCode Close() = 0;
+};
+
+// A folder held open. The files and folders below it are named relative to it, with "\" or "/"
+// between the parts, and are reached only below it: a name that climbs out with "..", or whose
+// way passes a link, is refused with kErrorAccessDenied and nothing is touched.
+class Folder {
+ public:
+  virtual ~Folder() = default;
+
+  virtual ErrorCode Open(std::u16string_view name, std::uint32_t access, Disposition disposition,
+                         std::unique_ptr<File>* file) = 0;
+  // Creates the folder and every missing parent below this one.
+  virtual ErrorCode CreateFolder(std::u16string_view name) = 0;
+  virtual ErrorCode DeleteFile(std::u16string_view name) = 0;
 };
 
 class FileSystem {
@@ -82,8 +105,17 @@ class FileSystem {
   virtual ErrorCode SetAttributes(std::u16string_view path, std::uint32_t attributes) = 0;
   virtual ErrorCode SetLastWriteTime(std::u16string_view path, FileTime time) = 0;
   virtual ErrorCode DeleteFile(std::u16string_view path) = 0;
+  // Gives a file a new name, replacing a file that has it, in one step: whoever opens the new
+  // name finds either the old file or the whole new one. Once it succeeded, the new file stays
+  // under its name through a power loss.
+  virtual ErrorCode Rename(std::u16string_view from, std::u16string_view to) = 0;
   // Creates the folder and every missing parent; an existing folder is success.
   virtual ErrorCode CreateFolder(std::u16string_view path) = 0;
+  // Removes an empty folder.
+  virtual ErrorCode RemoveFolder(std::u16string_view path) = 0;
+  // Opens a folder, creating it and its parents first when create is set.
+  virtual ErrorCode OpenFolder(std::u16string_view path, bool create,
+                               std::unique_ptr<Folder>* folder) = 0;
   // The files matching a pattern whose last part may hold "*" and "?" ("\Temp\*.csc"),
   // compared without regard to case; "." and ".." are never found.
   virtual std::vector<FoundFile> Find(std::u16string_view pattern) = 0;
@@ -98,7 +130,8 @@ class FileSystem {
   bool FileExists(std::u16string_view path);
 };
 
-// Path helpers over both separators, "\" and "/".
+// Path helpers. A host path ("/...") is split at "/" only; any other path at "\" and "/".
+bool IsHostPath(std::u16string_view path);
 std::u16string_view BaseName(std::u16string_view path);
 std::u16string_view FolderOf(std::u16string_view path);  // with its trailing separator
 // The base name's extension with its dot (".csl"); empty when the name has no dot.
@@ -106,6 +139,7 @@ std::u16string_view ExtensionOf(std::u16string_view path);
 // The folder with a separator added when it does not end with one: "/" for a host path,
 // "\" for a device path.
 std::u16string WithTrailingSeparator(std::u16string_view folder);
+// "\" or "/": what separates the parts of a device path or of an archive member's name.
 bool IsPathSeparator(char16_t unit);
 
 }  // namespace kestrav::platform

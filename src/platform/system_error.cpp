@@ -18,6 +18,8 @@ std::u16string SystemErrorText(ErrorCode code) {
       return u"The handle is invalid.";
     case kErrorNotEnoughMemory:
       return u"Not enough storage is available to process this command.";
+    case kErrorNotSameDevice:
+      return u"The system cannot move the file to a different disk drive.";
     case kErrorWriteProtect:
       return u"The media is write protected.";
     case kErrorWriteFault:

@@ -1,11 +1,14 @@
 #include "platform/host/host_file_system.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
+#include <string>
 
 #include "platform/text.h"
 
@@ -13,6 +16,173 @@ namespace kestrav::platform::host {
 namespace {
 
 namespace fs = std::filesystem;
+
+// Below the device's root and below an opened folder, paths are resolved by the kernel without
+// following any link and without leaving the folder.
+constexpr std::uint64_t kBeneath = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  ~Descriptor() { Reset(); }
+  Descriptor(Descriptor&& other) noexcept : descriptor_(other.Release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    if (this != &other) {
+      Reset();
+      descriptor_ = other.Release();
+    }
+    return *this;
+  }
+
+  int get() const { return descriptor_; }
+  bool valid() const { return descriptor_ >= 0; }
+  int Release() {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    return descriptor;
+  }
+  void Reset() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+    descriptor_ = -1;
+  }
+
+ private:
+  int descriptor_ = -1;
+};
+
+// A path as the kernel is given it: relative to a folder (or the working folder, AT_FDCWD), with
+// the resolution rules of openat2.
+struct Place {
+  int folder;
+  std::string path;  // "." for the folder itself
+  std::uint64_t resolve;
+
+  bool beneath() const { return resolve != 0; }
+};
+
+int OpenAt(const Place& place, int flags, mode_t mode = 0) {
+  open_how how{};
+  how.flags = static_cast<std::uint64_t>(flags | O_CLOEXEC);
+  how.mode = (flags & O_CREAT) != 0 ? mode : 0;
+  how.resolve = place.resolve;
+  for (;;) {
+    const long result = ::syscall(SYS_openat2, place.folder, place.path.c_str(), &how, sizeof how);
+    if (result >= 0 || errno != EINTR) return static_cast<int>(result);
+  }
+}
+
+// A link met below a folder that must not be left (ELOOP), or a way out of it (EXDEV), is refused.
+ErrorCode ErrorOfResolution(int error_number) {
+  return error_number == ELOOP || error_number == EXDEV ? kErrorAccessDenied
+                                                        : ErrorFromErrno(error_number);
+}
+
+// The parts of a relative name, split at "\" and "/", without empty parts and ".".
+std::string JoinedParts(std::u16string_view name) {
+  std::string joined;
+  std::size_t start = 0;
+  while (start <= name.size()) {
+    std::size_t end = name.find_first_of(u"\\/", start);
+    if (end == std::u16string_view::npos) end = name.size();
+    const std::u16string_view part = name.substr(start, end - start);
+    if (!part.empty() && part != u".") {
+      if (!joined.empty()) joined.push_back('/');
+      joined += ToUtf8(part);
+    }
+    start = end + 1;
+  }
+  return joined.empty() ? std::string(".") : joined;
+}
+
+// The folder that holds a place, opened, and the place's last part.
+struct Parent {
+  Descriptor holder;  // invalid when the folder is the place's own folder
+  int folder = -1;
+  std::string name;
+};
+
+ErrorCode OpenParent(const Place& place, Parent* parent) {
+  const std::size_t slash = place.path.rfind('/');
+  if (slash == std::string::npos) {
+    parent->folder = place.folder;
+    parent->name = place.path;
+    return kErrorSuccess;
+  }
+  Place folder{place.folder, slash == 0 ? std::string("/") : place.path.substr(0, slash),
+               place.resolve};
+  parent->holder = Descriptor(OpenAt(folder, O_PATH | O_DIRECTORY));
+  if (!parent->holder.valid()) {
+    return errno == ENOENT || errno == ENOTDIR ? kErrorPathNotFound : ErrorOfResolution(errno);
+  }
+  parent->folder = parent->holder.get();
+  parent->name = place.path.substr(slash + 1);
+  return kErrorSuccess;
+}
+
+// A missing parent folder is "path not found", a missing last part "file not found".
+ErrorCode MissingPathError(const Place& place) {
+  Parent parent;
+  const ErrorCode error = OpenParent(place, &parent);
+  return error == kErrorSuccess ? kErrorFileNotFound : error;
+}
+
+ErrorCode StatusOf(const Place& place, struct stat* status) {
+  Parent parent;
+  if (const ErrorCode error = OpenParent(place, &parent); error != kErrorSuccess) return error;
+  // Below a folder that must not be left, a link is not a file of the device.
+  const int flags = place.beneath() ? AT_SYMLINK_NOFOLLOW : 0;
+  if (::fstatat(parent.folder, parent.name.c_str(), status, flags) != 0) {
+    return errno == ENOENT ? kErrorFileNotFound : ErrorFromErrno(errno);
+  }
+  if (place.beneath() && S_ISLNK(status->st_mode)) return kErrorAccessDenied;
+  return kErrorSuccess;
+}
+
+FileTime ToFileTime(const struct timespec& time) {
+  return FileTimeFromUnixNanoseconds(static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 +
+                                     time.tv_nsec);
+}
+
+FileAttributeData AttributesOf(const struct stat& status) {
+  FileAttributeData data;
+  data.attributes = S_ISDIR(status.st_mode) ? kAttributeDirectory : kAttributeArchive;
+  if ((status.st_mode & S_IWUSR) == 0) data.attributes |= kAttributeReadOnly;
+  data.creation_time = ToFileTime(status.st_ctim);
+  data.last_access_time = ToFileTime(status.st_atim);
+  data.last_write_time = ToFileTime(status.st_mtim);
+  data.size = S_ISDIR(status.st_mode) ? 0 : static_cast<std::uint64_t>(status.st_size);
+  data.volume_serial_number = static_cast<std::uint64_t>(status.st_dev);
+  data.file_index = static_cast<std::uint64_t>(status.st_ino);
+  return data;
+}
+
+mode_t ModeWithAttributes(mode_t mode, std::uint32_t attributes) {
+  mode &= 07777;
+  return (attributes & kAttributeReadOnly) != 0 ? mode & ~(S_IWUSR | S_IWGRP | S_IWOTH)
+                                                : mode | S_IWUSR;
+}
+
+ErrorCode SetTimeOf(int descriptor, FileTime time) {
+  const std::int64_t nanoseconds = FileTimeToUnixNanoseconds(time);
+  struct timespec times[2] = {};
+  times[0].tv_nsec = UTIME_OMIT;
+  times[1].tv_sec = static_cast<time_t>(nanoseconds / 1'000'000'000);
+  times[1].tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000);
+  if (times[1].tv_nsec < 0) {
+    times[1].tv_nsec += 1'000'000'000;
+    times[1].tv_sec -= 1;
+  }
+  return ::futimens(descriptor, times) == 0 ? kErrorSuccess : ErrorFromErrno(errno);
+}
+
+ErrorCode SetAttributesOf(int descriptor, std::uint32_t attributes) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) return ErrorFromErrno(errno);
+  if (::fchmod(descriptor, ModeWithAttributes(status.st_mode, attributes)) != 0)
+    return ErrorFromErrno(errno);
+  return kErrorSuccess;
+}
 
 class HostFile : public File {
  public:
@@ -50,9 +220,14 @@ class HostFile : public File {
                        : origin == SeekOrigin::kCurrent ? SEEK_CUR
                                                         : SEEK_END;
     const off_t result = ::lseek(descriptor_, offset, whence);
-    if (result < 0) return ErrorFromErrno(errno == EINVAL ? EINVAL : errno);
+    if (result < 0) return ErrorFromErrno(errno);
     if (position != nullptr) *position = static_cast<std::uint64_t>(result);
     return kErrorSuccess;
+  }
+
+  ErrorCode SetLastWriteTime(FileTime time) override { return SetTimeOf(descriptor_, time); }
+  ErrorCode SetAttributes(std::uint32_t attributes) override {
+    return SetAttributesOf(descriptor_, attributes);
   }
 
   ErrorCode Close() override {
@@ -66,15 +241,93 @@ class HostFile : public File {
   int descriptor_;
 };
 
-// A missing parent folder is "path not found", a missing last part "file not found".
-ErrorCode MissingPathError(const fs::path& path) {
-  std::error_code ignored;
-  return fs::is_directory(path.parent_path(), ignored) ? kErrorFileNotFound : kErrorPathNotFound;
+ErrorCode OpenFile(const Place& place, std::uint32_t access, Disposition disposition,
+                   std::unique_ptr<File>* file) {
+  file->reset();
+  int flags = 0;
+  const bool read = (access & kGenericRead) != 0;
+  const bool write = (access & kGenericWrite) != 0;
+  flags |= read && write ? O_RDWR : write ? O_WRONLY : O_RDONLY;
+  // A file is written only where it is: a link planted in its place is refused, not followed.
+  if (write) flags |= O_NOFOLLOW;
+  switch (disposition) {
+    case Disposition::kCreateNew:
+      flags |= O_CREAT | O_EXCL;
+      break;
+    case Disposition::kCreateAlways:
+      flags |= O_CREAT | O_TRUNC;
+      break;
+    case Disposition::kOpenExisting:
+      break;
+    case Disposition::kOpenAlways:
+      flags |= O_CREAT;
+      break;
+    case Disposition::kTruncateExisting:
+      flags |= O_TRUNC;
+      break;
+  }
+  // A folder is never opened as a file; reading one would only fail later.
+  struct stat status {};
+  const ErrorCode found = StatusOf(place, &status);
+  if (found == kErrorSuccess && S_ISDIR(status.st_mode)) return kErrorAccessDenied;
+  if (found == kErrorAccessDenied) return found;
+  Descriptor descriptor(OpenAt(place, flags, 0666));
+  if (!descriptor.valid()) {
+    return errno == ENOENT ? MissingPathError(place) : ErrorOfResolution(errno);
+  }
+  *file = std::make_unique<HostFile>(descriptor.Release());
+  return kErrorSuccess;
 }
 
-FileTime ToFileTime(const struct timespec& time) {
-  return FileTimeFromUnixNanoseconds(static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 +
-                                     time.tv_nsec);
+ErrorCode DeleteFileAt(const Place& place) {
+  struct stat status {};
+  if (const ErrorCode error = StatusOf(place, &status); error != kErrorSuccess) return error;
+  if (S_ISDIR(status.st_mode)) return kErrorAccessDenied;
+  Parent parent;
+  if (const ErrorCode error = OpenParent(place, &parent); error != kErrorSuccess) return error;
+  if (::unlinkat(parent.folder, parent.name.c_str(), 0) != 0) {
+    return errno == ENOENT ? kErrorFileNotFound : ErrorFromErrno(errno);
+  }
+  return kErrorSuccess;
+}
+
+// Creates the folder part by part, each part reached under the place's rules.
+ErrorCode CreateFolderAt(const Place& place) {
+  struct stat status {};
+  if (StatusOf(place, &status) == kErrorSuccess)
+    return S_ISDIR(status.st_mode) ? kErrorSuccess : kErrorAlreadyExists;
+  Descriptor current;
+  int folder = place.folder;
+  std::size_t start = 0;
+  if (!place.path.empty() && place.path.front() == '/') {
+    current = Descriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    folder = current.get();
+    start = 1;
+  }
+  while (start < place.path.size()) {
+    std::size_t end = place.path.find('/', start);
+    if (end == std::string::npos) end = place.path.size();
+    const std::string part = place.path.substr(start, end - start);
+    start = end + 1;
+    if (part.empty() || part == ".") continue;
+    if (::mkdirat(folder, part.c_str(), 0777) != 0 && errno != EEXIST) return ErrorFromErrno(errno);
+    Descriptor next(OpenAt(Place{folder, part, place.resolve}, O_PATH | O_DIRECTORY));
+    if (!next.valid()) {
+      return errno == ENOTDIR
+                 ? (start >= place.path.size() ? kErrorAlreadyExists : kErrorPathNotFound)
+                 : ErrorOfResolution(errno);
+    }
+    current = std::move(next);
+    folder = current.get();
+  }
+  return kErrorSuccess;
+}
+
+// Flushes a file's data, or a folder's entries, to the disk.
+ErrorCode SyncAt(const Place& place, int flags) {
+  Descriptor descriptor(OpenAt(place, O_RDONLY | flags));
+  if (!descriptor.valid()) return ErrorOfResolution(errno);
+  return ::fsync(descriptor.get()) == 0 ? kErrorSuccess : ErrorFromErrno(errno);
 }
 
 bool MatchesWildcard(std::u16string_view pattern, std::u16string_view name) {
@@ -99,6 +352,35 @@ bool MatchesWildcard(std::u16string_view pattern, std::u16string_view name) {
   return p == pattern.size();
 }
 
+class HostFolder : public Folder {
+ public:
+  explicit HostFolder(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+  ErrorCode Open(std::u16string_view name, std::uint32_t access, Disposition disposition,
+                 std::unique_ptr<File>* file) override {
+    if (!Relative(name)) return kErrorAccessDenied;
+    return OpenFile(PlaceOf(name), access, disposition, file);
+  }
+  ErrorCode CreateFolder(std::u16string_view name) override {
+    if (!Relative(name)) return kErrorAccessDenied;
+    return CreateFolderAt(PlaceOf(name));
+  }
+  ErrorCode DeleteFile(std::u16string_view name) override {
+    if (!Relative(name)) return kErrorAccessDenied;
+    return DeleteFileAt(PlaceOf(name));
+  }
+
+ private:
+  static bool Relative(std::u16string_view name) {
+    return name.empty() || !IsPathSeparator(name.front());
+  }
+  Place PlaceOf(std::u16string_view name) const {
+    return Place{descriptor_.get(), JoinedParts(name), kBeneath};
+  }
+
+  Descriptor descriptor_;
+};
+
 }  // namespace
 
 ErrorCode ErrorFromErrno(int error_number) {
@@ -112,6 +394,7 @@ ErrorCode ErrorFromErrno(int error_number) {
     case EACCES:
     case EPERM:
     case EISDIR:
+    case ELOOP:
       return kErrorAccessDenied;
     case EEXIST:
       return kErrorFileExists;
@@ -136,24 +419,40 @@ ErrorCode ErrorFromErrno(int error_number) {
       return kErrorDirectoryNotEmpty;
     case EIO:
       return kErrorReadFault;
-    case ELOOP:
-      return kErrorAccessDenied;
+    case EXDEV:
+      return kErrorNotSameDevice;
     default:
       return kErrorGenFailure;
   }
 }
 
 HostFileSystem::HostFileSystem(fs::path device_root, std::u16string temp_folder)
-    : device_root_(std::move(device_root)), temp_folder_(WithTrailingSeparator(temp_folder)) {}
+    : device_root_(std::move(device_root)), temp_folder_(WithTrailingSeparator(temp_folder)) {
+  // The root itself must be a folder, not a link to one.
+  if (!device_root_.empty()) {
+    root_descriptor_ = ::open(device_root_.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  }
+}
+
+HostFileSystem::~HostFileSystem() {
+  if (root_descriptor_ >= 0) ::close(root_descriptor_);
+}
+
+namespace {
+
+// Where the kernel finds a path of the device's file system: a device path below the root
+// (the host's "/" when there is no root), any other path as the host names it.
+Place PlaceOf(std::u16string_view path, bool has_root, int root_descriptor) {
+  if (path.empty() || path.front() != u'\\') return Place{AT_FDCWD, ToUtf8(path), 0};
+  const std::string parts = JoinedParts(path);
+  if (!has_root) return Place{AT_FDCWD, parts == "." ? "/" : "/" + parts, 0};
+  return Place{root_descriptor, parts, kBeneath};
+}
+
+}  // namespace
 
 fs::path HostFileSystem::HostPath(std::u16string_view path) const {
-  if (path.empty() || path.front() != u'\\') {
-    std::string host = ToUtf8(path);
-    for (char& c : host) {
-      if (c == '\\') c = '/';
-    }
-    return fs::path(host);
-  }
+  if (path.empty() || path.front() != u'\\') return fs::path(ToUtf8(path));
   // A device path: its parts below the root, ".." never climbing above it.
   fs::path result = device_root_.empty() ? fs::path("/") : device_root_;
   std::vector<std::u16string_view> parts;
@@ -176,116 +475,119 @@ fs::path HostFileSystem::HostPath(std::u16string_view path) const {
 ErrorCode HostFileSystem::Open(std::u16string_view path, std::uint32_t access,
                                std::uint32_t /*share_mode*/, Disposition disposition,
                                std::unique_ptr<File>* file) {
-  file->reset();
-  const fs::path host_path = HostPath(path);
-  int flags = O_CLOEXEC;
-  const bool read = (access & kGenericRead) != 0;
-  const bool write = (access & kGenericWrite) != 0;
-  flags |= read && write ? O_RDWR : write ? O_WRONLY : O_RDONLY;
-  // A file is written only where it is: a link planted in its place is refused, not followed.
-  if (write) flags |= O_NOFOLLOW;
-  switch (disposition) {
-    case Disposition::kCreateNew:
-      flags |= O_CREAT | O_EXCL;
-      break;
-    case Disposition::kCreateAlways:
-      flags |= O_CREAT | O_TRUNC;
-      break;
-    case Disposition::kOpenExisting:
-      break;
-    case Disposition::kOpenAlways:
-      flags |= O_CREAT;
-      break;
-    case Disposition::kTruncateExisting:
-      flags |= O_TRUNC;
-      break;
-  }
-  std::error_code ignored;
-  if (fs::is_directory(host_path, ignored)) return kErrorAccessDenied;
-  const int descriptor = ::open(host_path.c_str(), flags, 0666);
-  if (descriptor < 0) {
-    return errno == ENOENT ? MissingPathError(host_path) : ErrorFromErrno(errno);
-  }
-  *file = std::make_unique<HostFile>(descriptor);
-  return kErrorSuccess;
+  return OpenFile(PlaceOf(path, !device_root_.empty(), root_descriptor_), access, disposition,
+                  file);
 }
 
 ErrorCode HostFileSystem::GetAttributes(std::u16string_view path, FileAttributeData* data) {
-  const fs::path host_path = HostPath(path);
   struct stat status {};
-  if (::stat(host_path.c_str(), &status) != 0) {
-    return errno == ENOENT ? MissingPathError(host_path) : ErrorFromErrno(errno);
-  }
-  data->attributes = S_ISDIR(status.st_mode) ? kAttributeDirectory : kAttributeArchive;
-  if ((status.st_mode & S_IWUSR) == 0) data->attributes |= kAttributeReadOnly;
-  data->creation_time = ToFileTime(status.st_ctim);
-  data->last_access_time = ToFileTime(status.st_atim);
-  data->last_write_time = ToFileTime(status.st_mtim);
-  data->size = S_ISDIR(status.st_mode) ? 0 : static_cast<std::uint64_t>(status.st_size);
+  const ErrorCode error = StatusOf(PlaceOf(path, !device_root_.empty(), root_descriptor_), &status);
+  if (error != kErrorSuccess) return error;
+  *data = AttributesOf(status);
   return kErrorSuccess;
 }
 
 ErrorCode HostFileSystem::SetAttributes(std::u16string_view path, std::uint32_t attributes) {
-  const std::string host_path = HostPath(path).string();
-  struct stat status {};
-  if (::stat(host_path.c_str(), &status) != 0) return ErrorFromErrno(errno);
-  mode_t mode = status.st_mode & 07777;
-  mode = (attributes & kAttributeReadOnly) != 0 ? mode & ~(S_IWUSR | S_IWGRP | S_IWOTH)
-                                                : mode | S_IWUSR;
-  if (::chmod(host_path.c_str(), mode) != 0) return ErrorFromErrno(errno);
-  return kErrorSuccess;
+  const Place place = PlaceOf(path, !device_root_.empty(), root_descriptor_);
+  Descriptor descriptor(OpenAt(place, O_RDONLY | (place.beneath() ? O_NOFOLLOW : 0)));
+  if (!descriptor.valid()) return ErrorOfResolution(errno);
+  return SetAttributesOf(descriptor.get(), attributes);
 }
 
 ErrorCode HostFileSystem::SetLastWriteTime(std::u16string_view path, FileTime time) {
-  const std::int64_t nanoseconds = FileTimeToUnixNanoseconds(time);
-  struct timespec times[2] = {};
-  times[0].tv_nsec = UTIME_OMIT;
-  times[1].tv_sec = static_cast<time_t>(nanoseconds / 1'000'000'000);
-  times[1].tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000);
-  if (times[1].tv_nsec < 0) {
-    times[1].tv_nsec += 1'000'000'000;
-    times[1].tv_sec -= 1;
-  }
-  if (::utimensat(AT_FDCWD, HostPath(path).c_str(), times, 0) != 0) {
-    return ErrorFromErrno(errno);
-  }
-  return kErrorSuccess;
+  const Place place = PlaceOf(path, !device_root_.empty(), root_descriptor_);
+  Descriptor descriptor(OpenAt(place, O_RDONLY | (place.beneath() ? O_NOFOLLOW : 0)));
+  if (!descriptor.valid()) return ErrorOfResolution(errno);
+  return SetTimeOf(descriptor.get(), time);
 }
 
 ErrorCode HostFileSystem::DeleteFile(std::u16string_view path) {
-  const fs::path host_path = HostPath(path);
-  std::error_code ignored;
-  if (fs::is_directory(host_path, ignored)) return kErrorAccessDenied;
-  if (::unlink(host_path.c_str()) != 0) {
-    return errno == ENOENT ? MissingPathError(host_path) : ErrorFromErrno(errno);
+  return DeleteFileAt(PlaceOf(path, !device_root_.empty(), root_descriptor_));
+}
+
+ErrorCode HostFileSystem::Rename(std::u16string_view from, std::u16string_view to) {
+  const Place source = PlaceOf(from, !device_root_.empty(), root_descriptor_);
+  const Place target = PlaceOf(to, !device_root_.empty(), root_descriptor_);
+  struct stat status {};
+  if (const ErrorCode error = StatusOf(source, &status); error != kErrorSuccess) return error;
+  if (S_ISDIR(status.st_mode)) return kErrorAccessDenied;
+  // The data first, so that the name never comes before what it names.
+  if (const ErrorCode error = SyncAt(source, O_NOFOLLOW); error != kErrorSuccess) return error;
+  Parent source_parent;
+  Parent target_parent;
+  if (const ErrorCode error = OpenParent(source, &source_parent); error != kErrorSuccess)
+    return error;
+  if (const ErrorCode error = OpenParent(target, &target_parent); error != kErrorSuccess)
+    return error;
+  if (::renameat(source_parent.folder, source_parent.name.c_str(), target_parent.folder,
+                 target_parent.name.c_str()) != 0) {
+    return ErrorFromErrno(errno);
   }
-  return kErrorSuccess;
+  const std::size_t slash = target.path.rfind('/');
+  const Place folder{target.folder,
+                     slash == std::string::npos ? std::string(".")
+                     : slash == 0               ? std::string("/")
+                                                : target.path.substr(0, slash),
+                     target.resolve};
+  return SyncAt(folder, O_DIRECTORY);
 }
 
 ErrorCode HostFileSystem::CreateFolder(std::u16string_view path) {
-  const fs::path host_path = HostPath(path);
-  std::error_code error;
-  if (fs::is_directory(host_path, error)) return kErrorSuccess;
-  if (fs::exists(host_path, error)) return kErrorAlreadyExists;
-  fs::create_directories(host_path, error);
-  return error ? ErrorFromErrno(error.value()) : kErrorSuccess;
+  return CreateFolderAt(PlaceOf(path, !device_root_.empty(), root_descriptor_));
+}
+
+ErrorCode HostFileSystem::RemoveFolder(std::u16string_view path) {
+  const Place place = PlaceOf(path, !device_root_.empty(), root_descriptor_);
+  struct stat status {};
+  if (const ErrorCode error = StatusOf(place, &status); error != kErrorSuccess) return error;
+  if (!S_ISDIR(status.st_mode)) return kErrorDirectory;
+  Parent parent;
+  if (const ErrorCode error = OpenParent(place, &parent); error != kErrorSuccess) return error;
+  if (::unlinkat(parent.folder, parent.name.c_str(), AT_REMOVEDIR) != 0)
+    return ErrorFromErrno(errno);
+  return kErrorSuccess;
+}
+
+ErrorCode HostFileSystem::OpenFolder(std::u16string_view path, bool create,
+                                     std::unique_ptr<Folder>* folder) {
+  folder->reset();
+  const Place place = PlaceOf(path, !device_root_.empty(), root_descriptor_);
+  if (create) {
+    if (const ErrorCode error = CreateFolderAt(place); error != kErrorSuccess) return error;
+  }
+  Descriptor descriptor(OpenAt(place, O_PATH | O_DIRECTORY));
+  if (!descriptor.valid()) {
+    return errno == ENOENT    ? MissingPathError(place)
+           : errno == ENOTDIR ? kErrorDirectory
+                              : ErrorOfResolution(errno);
+  }
+  *folder = std::make_unique<HostFolder>(std::move(descriptor));
+  return kErrorSuccess;
 }
 
 std::vector<FoundFile> HostFileSystem::Find(std::u16string_view pattern) {
   std::vector<FoundFile> found;
   const std::u16string_view folder = FolderOf(pattern);
   const std::u16string_view name_pattern = BaseName(pattern);
-  const fs::path host_folder = HostPath(folder.empty() ? std::u16string_view(u".") : folder);
-  std::error_code error;
-  for (fs::directory_iterator it(host_folder, error), end; !error && it != end;
-       it.increment(error)) {
-    std::u16string name = FromUtf8(it->path().filename().string());
-    if (!MatchesWildcard(name_pattern, name)) continue;
-    FoundFile file{name, {}};
-    if (GetAttributes(std::u16string(folder) + name, &file.data) == kErrorSuccess) {
-      found.push_back(std::move(file));
-    }
+  const Place place = PlaceOf(folder.empty() ? std::u16string_view(u".") : folder,
+                              !device_root_.empty(), root_descriptor_);
+  Descriptor descriptor(OpenAt(place, O_RDONLY | O_DIRECTORY));
+  if (!descriptor.valid()) return found;
+  DIR* listing = ::fdopendir(descriptor.get());
+  if (listing == nullptr) return found;
+  descriptor.Release();
+  const int flags = place.beneath() ? AT_SYMLINK_NOFOLLOW : 0;
+  while (const dirent* entry = ::readdir(listing)) {
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    std::u16string wide = FromUtf8(name);
+    if (!MatchesWildcard(name_pattern, wide)) continue;
+    struct stat status {};
+    if (::fstatat(::dirfd(listing), entry->d_name, &status, flags) != 0) continue;
+    if (S_ISLNK(status.st_mode)) continue;  // a link below the root is no file of the device
+    found.push_back(FoundFile{std::move(wide), AttributesOf(status)});
   }
+  ::closedir(listing);
   return found;
 }
 

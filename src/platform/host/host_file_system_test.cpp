@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "platform/test_support/temporary_device.h"
+#include "platform/text.h"
 
 namespace kestrav::platform::host {
 namespace {
@@ -27,21 +29,82 @@ TEST(HostFileSystem, DevicePathsStayUnderTheRoot) {
   EXPECT_EQ(files.HostPath(u"\\Storage Card\\.\\x\\..\\y"),
             temporary.root() / "Storage Card" / "y");
   EXPECT_EQ(files.HostPath(u"/tmp/host file"), std::filesystem::path("/tmp/host file"));
+  EXPECT_EQ(files.HostPath(u"/tmp/x\\..\\y"), std::filesystem::path("/tmp/x\\..\\y"));
   EXPECT_EQ(files.HostPath(u"\\Temp\\caf\u00e9"), temporary.root() / "Temp" / "caf\xc3\xa9");
   EXPECT_EQ(files.TempFolder(), u"\\Temp\\");
 }
 
-// A link planted where a record file is about to be written must not lead the write elsewhere.
-TEST(HostFileSystem, WritesDoNotFollowALinkInTheFilesPlace) {
+// Nothing below the root is reached through a link: not a link in a file's place, not a folder
+// of the profile replaced by a link to a folder outside it.
+TEST(HostFileSystem, LinksBelowTheRootAreRefused) {
   TemporaryDevice temporary;
+  testing::TemporaryFolder outside;
+  std::ofstream(outside.path() / "clogs_20070315.csl") << "precious";
   temporary.WriteFile(u"\\My Documents\\precious.txt", "keep");
   std::filesystem::create_symlink(temporary.HostPath(u"\\My Documents\\precious.txt"),
-                                  temporary.HostPath(u"\\Temp\\clogs_20070315.csl"));
+                                  temporary.HostPath(u"\\Storage Card\\clogs_20070315.csl"));
+  std::filesystem::remove(temporary.HostPath(u"\\Temp"));
+  std::filesystem::create_directory_symlink(outside.path(), temporary.HostPath(u"\\Temp"));
+  FileSystem& files = temporary.files();
   std::unique_ptr<File> file;
-  EXPECT_EQ(temporary.files().Open(u"\\Temp\\clogs_20070315.csl", kGenericRead | kGenericWrite, 3,
-                                   Disposition::kOpenAlways, &file),
-            kErrorAccessDenied);
+  for (const char16_t* path :
+       {u"\\Storage Card\\clogs_20070315.csl", u"\\Temp\\clogs_20070315.csl", u"\\Temp\\new.csl"}) {
+    EXPECT_EQ(files.Open(path, kGenericRead | kGenericWrite, 3, Disposition::kOpenAlways, &file),
+              kErrorAccessDenied);
+    EXPECT_EQ(files.Open(path, kGenericRead, 0, Disposition::kOpenExisting, &file),
+              kErrorAccessDenied);
+    FileAttributeData data;
+    EXPECT_EQ(files.GetAttributes(path, &data), kErrorAccessDenied);
+    EXPECT_EQ(files.DeleteFile(path), kErrorAccessDenied);
+    EXPECT_EQ(files.SetLastWriteTime(path, 0), kErrorAccessDenied);
+  }
+  EXPECT_EQ(files.CreateFolder(u"\\Temp\\x"), kErrorAccessDenied);
+  EXPECT_EQ(files.Rename(u"\\Temp\\clogs_20070315.csl", u"\\x.csl"), kErrorAccessDenied);
+  EXPECT_TRUE(files.Find(u"\\Temp\\*").empty());
+  EXPECT_TRUE(files.Find(u"\\Storage Card\\*").empty());
   EXPECT_EQ(temporary.ReadFile(u"\\My Documents\\precious.txt"), "keep");
+  EXPECT_EQ(std::filesystem::file_size(outside.path() / "clogs_20070315.csl"), 8u);
+  EXPECT_FALSE(std::filesystem::exists(outside.path() / "new.csl"));
+  EXPECT_FALSE(std::filesystem::exists(outside.path() / "x"));
+}
+
+// A folder held open keeps every name below it: no "..", no absolute name, no link on the way.
+TEST(HostFileSystem, AnOpenedFolderIsNeverLeft) {
+  testing::TemporaryFolder host;
+  HostFileSystem files({}, u"/tmp");
+  const std::u16string extraction = FromUtf8((host.path() / "out").string());
+  std::filesystem::create_directories(host.path() / "elsewhere");
+  std::unique_ptr<Folder> folder;
+  ASSERT_EQ(files.OpenFolder(extraction, true, &folder), kErrorSuccess);
+  std::filesystem::create_directory_symlink(host.path() / "elsewhere",
+                                            host.path() / "out" / "link");
+  std::unique_ptr<File> file;
+  for (const char16_t* name : {u"..\\escaped", u"/etc/escaped", u"link\\x.csc", u"link/x.csc"}) {
+    EXPECT_EQ(folder->Open(name, kGenericWrite, Disposition::kCreateAlways, &file),
+              kErrorAccessDenied)
+        << ToUtf8(name);
+  }
+  EXPECT_EQ(folder->CreateFolder(u"link\\deeper"), kErrorAccessDenied);
+  EXPECT_TRUE(std::filesystem::is_empty(host.path() / "elsewhere"));
+  EXPECT_FALSE(std::filesystem::exists(host.path() / "escaped"));
+
+  ASSERT_EQ(folder->CreateFolder(u"a\\b"), kErrorSuccess);
+  ASSERT_EQ(folder->Open(u"a\\b/c.csc", kGenericWrite, Disposition::kCreateNew, &file),
+            kErrorSuccess);
+  std::size_t written = 0;
+  ASSERT_EQ(file->Write("abc", 3, &written), kErrorSuccess);
+  constexpr FileTime kFifteenthOfMarch2007 = 128184276300000000;
+  ASSERT_EQ(file->SetLastWriteTime(kFifteenthOfMarch2007), kErrorSuccess);
+  ASSERT_EQ(file->SetAttributes(kAttributeReadOnly), kErrorSuccess);
+  ASSERT_EQ(file->Close(), kErrorSuccess);
+  FileAttributeData data;
+  ASSERT_EQ(files.GetAttributes(extraction + u"/a\\b/c.csc", &data), kErrorPathNotFound)
+      << "a host path's backslash is an ordinary character";
+  ASSERT_EQ(files.GetAttributes(extraction + u"/a/b/c.csc", &data), kErrorSuccess);
+  EXPECT_EQ(data.last_write_time, kFifteenthOfMarch2007);
+  EXPECT_EQ(data.attributes, kAttributeArchive | kAttributeReadOnly);
+  EXPECT_EQ(folder->DeleteFile(u"a/b/c.csc"), kErrorSuccess);
+  EXPECT_EQ(folder->DeleteFile(u"a/b/c.csc"), kErrorFileNotFound);
 }
 
 TEST(HostFileSystem, DispositionsAndTheirErrors) {
@@ -129,6 +192,23 @@ TEST(HostFileSystem, FoldersDeletionAndSearch) {
   EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\notes.txt"), kErrorSuccess);
   EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\notes.txt"), kErrorFileNotFound);
   EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\2007"), kErrorAccessDenied);
+
+  // A rename replaces the file of the new name whole; the same file keeps its identity.
+  FileAttributeData before;
+  FileAttributeData after;
+  ASSERT_EQ(files.GetAttributes(u"\\Storage Card\\Backups\\Kestrav_20070315.qbk", &before),
+            kErrorSuccess);
+  ASSERT_EQ(files.Rename(u"\\Storage Card\\Backups\\Kestrav_20070315.qbk",
+                         u"\\Storage Card\\Backups\\kestrav_20070316.QBK"),
+            kErrorSuccess);
+  ASSERT_EQ(files.GetAttributes(u"\\Storage Card\\Backups\\kestrav_20070316.QBK", &after),
+            kErrorSuccess);
+  EXPECT_EQ(after.file_index, before.file_index);
+  EXPECT_EQ(after.volume_serial_number, before.volume_serial_number);
+  EXPECT_EQ(files.Find(u"\\Storage Card\\Backups\\*").size(), 2u);
+  EXPECT_EQ(files.RemoveFolder(u"\\Storage Card\\Backups"), kErrorDirectoryNotEmpty);
+  EXPECT_EQ(files.RemoveFolder(u"\\Storage Card\\Backups\\2007"), kErrorSuccess);
+  EXPECT_FALSE(files.Exists(u"\\Storage Card\\Backups\\2007"));
 }
 
 TEST(PathHelpers, BothSeparators) {
@@ -140,6 +220,10 @@ TEST(PathHelpers, BothSeparators) {
   EXPECT_EQ(WithTrailingSeparator(u"\\Temp"), u"\\Temp\\");
   EXPECT_EQ(WithTrailingSeparator(u"\\Temp\\"), u"\\Temp\\");
   EXPECT_EQ(WithTrailingSeparator(u"/tmp/x"), u"/tmp/x/");
+  // In a host path "\\" is an ordinary character of a name.
+  EXPECT_EQ(BaseName(u"/tmp/x\\..\\..\\important.qbk"), u"x\\..\\..\\important.qbk");
+  EXPECT_EQ(FolderOf(u"/tmp/a\\b"), u"/tmp/");
+  EXPECT_EQ(WithTrailingSeparator(u"/tmp/x\\"), u"/tmp/x\\/");
 }
 
 }  // namespace
