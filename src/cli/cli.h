@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/device_job.h"
 #include "platform/device.h"
 #include "platform/host/host_device.h"
 
@@ -32,8 +33,19 @@ class CommandContext {
   int Fail(std::string_view reason) const;
   int Fail(std::u16string_view reason) const;
 
+  // Starts a job on the device (engine::DeviceJob): waits up to --wait seconds for another job,
+  // saying so on standard error. Null after printing the reason when the job may not start.
+  std::unique_ptr<engine::DeviceJob> BeginJob(const platform::Device& device, std::u16string name,
+                                              bool changes_stores) const;
+  // After a job: fails with `what` and the store that failed under the job and its cause, when
+  // one did; otherwise returns kExitSuccess, or fails with `what` alone when always_fail is set.
+  int FailOnStoreFailure(const engine::DeviceJob& job, std::string_view what,
+                         bool always_fail = false) const;
+
   // The --device option.
   std::string device_option;
+  // The --wait option: how long a job waits for another job on the same device.
+  int wait_seconds = 60;
   // The command's action to run once the command line is parsed.
   std::function<int()> action;
 
@@ -47,6 +59,8 @@ inline constexpr int kExitFailure = 1;
 
 // A host path given on the command line, as the device's file system takes it.
 std::u16string CommandLinePath(const std::string& path);
+// A name from an archive or a file, for a terminal: control characters shown as "\x1b".
+std::string PrintableName(std::u16string_view name);
 
 void AddListCommand(CLI::App& app, CommandContext& context);
 void AddExtractCommand(CLI::App& app, CommandContext& context);
@@ -55,6 +69,7 @@ void AddBackupCommand(CLI::App& app, CommandContext& context);
 void AddRestoreCommand(CLI::App& app, CommandContext& context);
 void AddDeleteAllCommand(CLI::App& app, CommandContext& context);
 void AddImportContactsCommand(CLI::App& app, CommandContext& context);
+void AddUndoCommand(CLI::App& app, CommandContext& context);
 // "device init", and "device dump" and "device load" (AddDeviceDataCommands).
 void AddDeviceCommand(CLI::App& app, CommandContext& context);
 void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context);

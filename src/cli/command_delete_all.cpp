@@ -76,23 +76,29 @@ int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
       return context.Fail("nothing deleted");
     }
   }
+  const std::u16string job_name = u"delete-all " + platform::FromUtf8(KindCommandWord(kinds[0]));
+  const std::unique_ptr<engine::DeviceJob> job = context.BeginJob(host->device(), job_name, true);
+  if (!job) return kExitFailure;
+  if (std::u16string snapshot_failure; !job->TakeSnapshot(&snapshot_failure))
+    return context.Fail(snapshot_failure);
   ConsoleDeletionProgress progress(IsTerminal(stdout));
   std::u16string result;
   if (contacts) {
     const std::optional<std::uint32_t> deleted =
         outlook::DeleteAllContacts(host->device(), progress);
-    if (!deleted) return context.Fail("the contacts cannot be reached");
+    if (!deleted) return context.FailOnStoreFailure(*job, "the contacts cannot be reached", true);
     result = outlook::ContactsDeletedText(*deleted);
   } else {
     if (!devicedb::DeleteAllFromMenu(host->device().object_store(),
                                      devicedb::PimDatabase::kCallLogs, progress)) {
-      return context.Fail("the call log database cannot be opened");
+      return context.FailOnStoreFailure(*job, "the call log database cannot be opened", true);
     }
     result = engine::CountText(progress.deleted(), devicedb::texts::kCallLogDeleted,
                                devicedb::texts::kCallLogsDeleted);
   }
   std::printf("%s\n", platform::ToUtf8(result).c_str());
-  return kExitSuccess;
+  std::fflush(stdout);
+  return context.FailOnStoreFailure(*job, "not everything was deleted");
 }
 
 }  // namespace

@@ -25,7 +25,10 @@ int DumpCommand(CommandContext& context, const std::string& database) {
                           ? DumpContacts(device->device(), &json, &error)
                           : DumpDatabase(device->device().object_store(),
                                          platform::FromUtf8(database), &json, &error);
-  if (!dumped) return context.Fail(error);
+  if (!dumped) {
+    const std::u16string failure = device->device().safeguards()->StoreFailure();
+    return context.Fail(failure.empty() ? error : error + ": " + platform::ToUtf8(failure));
+  }
   std::cout << json;
   return kExitSuccess;
 }
@@ -47,13 +50,18 @@ int LoadCommand(CommandContext& context, const std::string& database, const std:
   }
   platform::host::HostDevice* device = context.Profile();
   if (device == nullptr) return kExitFailure;
+  const std::unique_ptr<engine::DeviceJob> job =
+      context.BeginJob(device->device(), u"device load " + platform::FromUtf8(database), true);
+  if (!job) return kExitFailure;
+  std::u16string reason;
+  if (!job->TakeSnapshot(&reason)) return context.Fail(reason);
   std::string error;
   const bool loaded = database == kContactsWord
                           ? LoadContacts(device->device(), json, &error)
                           : LoadDatabase(device->device().object_store(),
                                          platform::FromUtf8(database), json, &error);
-  if (!loaded) return context.Fail(error);
-  return kExitSuccess;
+  if (!loaded) return context.FailOnStoreFailure(*job, error, true);
+  return context.FailOnStoreFailure(*job, "the dump was not loaded whole");
 }
 
 }  // namespace

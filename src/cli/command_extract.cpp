@@ -15,7 +15,7 @@ int ExtractArchive(CommandContext& context, const std::string& archive, const st
   std::vector<std::u16string> extracted;
   const int result = records::Extract(device->device(), archive_path,
                                       CommandLinePath(folder.empty() ? "." : folder), &extracted);
-  for (const std::u16string& file : extracted) std::cout << platform::ToUtf8(file) << '\n';
+  for (const std::u16string& file : extracted) std::cout << PrintableName(file) << '\n';
   if (result != 0) {
     return context.Fail(archive + ": " + platform::ToUtf8(records::ArchiveErrorText(result)));
   }

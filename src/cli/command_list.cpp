@@ -37,7 +37,7 @@ int ListArchive(CommandContext& context, const std::string& archive) {
                 static_cast<unsigned long long>(member.size),
                 static_cast<unsigned long long>(member.packed_size), MethodName(member.method),
                 member.date.year, member.date.month, member.date.day, member.date.hour,
-                member.date.minute, member.date.second, platform::ToUtf8(member.name).c_str());
+                member.date.minute, member.date.second, PrintableName(member.name).c_str());
     size += member.size;
     packed += member.packed_size;
   }

@@ -1,5 +1,7 @@
 #include "cli/job_runner.h"
 
+#include <unistd.h>
+
 #include <csignal>
 #include <thread>
 
@@ -12,7 +14,16 @@ namespace {
 volatile std::sig_atomic_t interrupted = 0;
 
 extern "C" void OnInterrupt(int) {
-  interrupted = 1;
+  if (interrupted == 0) {
+    interrupted = 1;
+    return;
+  }
+  // A second Ctrl+C, like the window's button once it reads "Exit", ends the program at once.
+  // Every store commits call by call and a backup replaces its archive only once it is whole,
+  // so nothing the user had is lost; the next job clears what this one left.
+  static constexpr char kStopped[] = "\nkestrav-cli: stopped at once by a second Ctrl+C\n";
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, kStopped, sizeof kStopped - 1);
+  ::_exit(1);
 }
 
 // Ctrl+C asks the job to stop instead of killing the program mid-write; the previous handler

@@ -1,7 +1,10 @@
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 
 #include "cli/cli.h"
+#include "platform/format.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {
@@ -44,6 +47,42 @@ int CommandContext::Fail(std::u16string_view reason) const {
   return Fail(platform::ToUtf8(reason));
 }
 
+std::unique_ptr<engine::DeviceJob> CommandContext::BeginJob(const platform::Device& device,
+                                                            std::u16string name,
+                                                            bool changes_stores) const {
+  const engine::DeviceJobOptions options{
+      .name = std::move(name),
+      .changes_stores = changes_stores,
+      .wait_seconds = wait_seconds,
+      .waiting = [this](const platform::JobHolder& holder) {
+        std::cerr << "kestrav-cli: waiting for " << platform::ToUtf8(engine::JobHolderText(holder))
+                  << " to end (at most " << wait_seconds << " s)..." << std::endl;
+      }};
+  std::u16string refusal;
+  std::unique_ptr<engine::DeviceJob> job = engine::DeviceJob::Begin(device, options, &refusal);
+  if (!job) Fail(refusal);
+  return job;
+}
+
+int CommandContext::FailOnStoreFailure(const engine::DeviceJob& job, std::string_view what,
+                                       bool always_fail) const {
+  const std::u16string failure = job.StoreFailure();
+  if (failure.empty()) return always_fail ? Fail(what) : kExitSuccess;
+  return Fail(std::string(what) + ": a store of the device failed: " + platform::ToUtf8(failure));
+}
+
+std::string PrintableName(std::u16string_view name) {
+  std::u16string shown;
+  for (const char16_t unit : name) {
+    if (unit < 0x20 || (unit >= 0x7F && unit <= 0x9F)) {
+      shown += platform::Format(unit < 0x100 ? u"\\x%.2x" : u"\\u%.4x", unsigned{unit});
+    } else {
+      shown.push_back(unit);
+    }
+  }
+  return platform::ToUtf8(shown);
+}
+
 std::u16string CommandLinePath(const std::string& path) {
   // Relative paths are made absolute so that a path never reads as a device path.
   std::error_code ignored;
@@ -60,18 +99,27 @@ int main(int argc, char** argv) {
   app.add_option("--device", context.device_option,
                  "The device profile folder (default: $KESTRAV_DEVICE, else "
                  "$XDG_DATA_HOME/kestrav/device)");
+  app.add_option("--wait", context.wait_seconds,
+                 "Seconds a job waits for another job on the same device before it gives up "
+                 "(default 60; 0 gives up at once)")
+      ->check(CLI::NonNegativeNumber);
   AddBackupCommand(app, context);
   AddRestoreCommand(app, context);
   AddDeleteAllCommand(app, context);
   AddImportContactsCommand(app, context);
+  AddUndoCommand(app, context);
   AddListCommand(app, context);
   AddExtractCommand(app, context);
   AddAddCommand(app, context);
   AddDeviceCommand(app, context);
+  // A write past a file-size limit fails with "disk full" instead of killing the program.
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error);
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help
+    std::cerr << "kestrav-cli: " << error.what() << " (see kestrav-cli --help)\n";
+    return kExitFailure;
   }
   if (!context.action) return kExitFailure;
   return context.action();

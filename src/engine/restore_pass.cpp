@@ -10,6 +10,11 @@
 
 namespace kestrav::engine {
 
+std::u16string RestoreFolder(const platform::Device& device) {
+  return platform::WithTrailingSeparator(
+      platform::WithTrailingSeparator(device.files().TempFolder()) + texts::kRestoreFolderName);
+}
+
 RestoreRefusal InvalidFileFormat(std::u16string_view file) {
   return {platform::Format(texts::kFileFormatInvalid, file), texts::kPimRestoreError};
 }

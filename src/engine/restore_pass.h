@@ -40,6 +40,10 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
 // Runs the prepared workers in turn, reports the end and calls job.job_finished.
 void RunRestore(const platform::Device& device, BackupJob& job);
 
+// The folder of the temporary folder that a restore extracts archive members into, ending with
+// its separator.
+std::u16string RestoreFolder(const platform::Device& device);
+
 // The message for a file handed to a restore that is not a valid archive.
 RestoreRefusal InvalidFileFormat(std::u16string_view file);
 

@@ -6,6 +6,7 @@
 #include "platform/object_store.h"
 #include "platform/outlook.h"
 #include "platform/registry.h"
+#include "platform/safeguards.h"
 #include "platform/text.h"
 
 namespace kestrav::platform {
@@ -20,15 +21,17 @@ class Device {
   // A device with only files, a clock and a code page: enough for record files and archives.
   Device(FileSystem& files, const Clock& clock, const AnsiCodePage& code_page)
       : files_(&files), clock_(&clock), code_page_(&code_page) {}
-  // A whole device, as a profile holds it.
+  // A whole device, as a profile holds it, with the safeguards of its host when it has them.
   Device(FileSystem& files, const Clock& clock, const AnsiCodePage& code_page, Registry& registry,
-         ObjectStore& object_store, OutlookRuntime& outlook, int os_major_version)
+         ObjectStore& object_store, OutlookRuntime& outlook, int os_major_version,
+         Safeguards* safeguards = nullptr)
       : files_(&files),
         clock_(&clock),
         code_page_(&code_page),
         registry_(&registry),
         object_store_(&object_store),
         outlook_(&outlook),
+        safeguards_(safeguards),
         os_major_version_(os_major_version) {}
 
   FileSystem& files() const { return *files_; }
@@ -43,6 +46,8 @@ class Device {
   ObjectStore& object_store() const { return *object_store_; }
   OutlookRuntime& outlook() const { return *outlook_; }
   int os_major_version() const { return os_major_version_; }
+  // Null for a device without them.
+  Safeguards* safeguards() const { return safeguards_; }
 
  private:
   FileSystem* files_;
@@ -51,6 +56,7 @@ class Device {
   Registry* registry_ = nullptr;
   ObjectStore* object_store_ = nullptr;
   OutlookRuntime* outlook_ = nullptr;
+  Safeguards* safeguards_ = nullptr;
   int os_major_version_ = kWindowsMobile2005;
 };
 

@@ -107,9 +107,12 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
   host->object_store_ = std::make_unique<SqliteObjectStore>(host->files_);
   host->outlook_ =
       std::make_unique<PimOutlookRuntime>(*host->object_store_, identity.os_major_version);
-  host->device_ = std::make_unique<Device>(
-      host->files_, clock != nullptr ? *clock : host->system_clock_, *host->code_page_,
-      *host->registry_, *host->object_store_, *host->outlook_, identity.os_major_version);
+  const Clock& chosen_clock = clock != nullptr ? *clock : host->system_clock_;
+  host->safeguards_ =
+      std::make_unique<HostSafeguards>(profile, host->files_, *host->object_store_, chosen_clock);
+  host->device_ = std::make_unique<Device>(host->files_, chosen_clock, *host->code_page_,
+                                           *host->registry_, *host->object_store_, *host->outlook_,
+                                           identity.os_major_version, host->safeguards_.get());
   return host;
 }
 

@@ -4,6 +4,7 @@
 //   <profile>/device.json   its identity: OS major version and ANSI code page
 //   <profile>/registry.db   the registry
 //   <profile>/fs/           the file system's "\", with "\pim.vol" the object-store volume
+//   <profile>/job.lock      the job lock; <profile>/undo/ the copy of the stores a job took
 // A device without a profile has only the host file system ("\" is "/"), the host's temporary
 // folder and a code page: enough for the archive commands.
 #pragma once
@@ -14,6 +15,7 @@
 
 #include "platform/device.h"
 #include "platform/host/host_file_system.h"
+#include "platform/host/host_safeguards.h"
 #include "platform/host/iconv_code_page.h"
 #include "platform/host/pim_outlook.h"
 #include "platform/host/sqlite_object_store.h"
@@ -64,6 +66,7 @@ class HostDevice {
   std::unique_ptr<SqliteRegistry> registry_;
   std::unique_ptr<SqliteObjectStore> object_store_;
   std::unique_ptr<PimOutlookRuntime> outlook_;
+  std::unique_ptr<HostSafeguards> safeguards_;
   std::unique_ptr<Device> device_;
 };
 

@@ -1,11 +1,34 @@
 #include "platform/host/sqlite_database.h"
 
 namespace kestrav::platform::host {
-namespace {
 
-constexpr int kBusyTimeoutMilliseconds = 10'000;
-
-}  // namespace
+std::string StoreFailureText(int code, int busy_timeout_milliseconds) {
+  switch (code & 0xFF) {
+    case SQLITE_FULL:
+      return "the disk is full";
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return "the file cannot be written";
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return "another program held its lock for longer than " +
+             (busy_timeout_milliseconds % 1000 == 0
+                  ? std::to_string(busy_timeout_milliseconds / 1000) + " s"
+                  : std::to_string(busy_timeout_milliseconds) + " ms");
+    case SQLITE_IOERR:
+      return code == SQLITE_IOERR_WRITE || code == SQLITE_IOERR_FSYNC
+                 ? "a write to the disk failed"
+                 : "the disk reported an input/output error";
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return "the file is damaged";
+    case SQLITE_CANTOPEN:
+      return "the file cannot be opened";
+    case SQLITE_NOMEM:
+      return "there is not enough memory";
+  }
+  return sqlite3_errstr(code);
+}
 
 SqliteStatement& SqliteStatement::Bind(int index, std::int64_t value) {
   if (statement_ && sqlite3_bind_int64(statement_.get(), index, value) != SQLITE_OK) failed_ = true;
@@ -50,7 +73,10 @@ bool SqliteStatement::Step() {
   }
   const int result = sqlite3_step(statement_.get());
   if (result == SQLITE_ROW) return true;
-  if (result != SQLITE_DONE) failed_ = true;
+  if (result != SQLITE_DONE) {
+    failed_ = true;
+    if (database_ != nullptr) database_->NoteResult(result);
+  }
   return false;
 }
 
@@ -65,6 +91,10 @@ void SqliteStatement::Reset() {
   sqlite3_reset(statement_.get());
   sqlite3_clear_bindings(statement_.get());
   failed_ = false;
+}
+
+bool SqliteStatement::IsNull(int column) const {
+  return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
 }
 
 std::int64_t SqliteStatement::Integer(int column) const {
@@ -89,37 +119,61 @@ std::vector<std::uint8_t> SqliteStatement::Bytes(int column) const {
                          : std::vector<std::uint8_t>(data, data + size);
 }
 
-std::unique_ptr<SqliteDatabase> SqliteDatabase::Open(const std::filesystem::path& file,
-                                                     bool create) {
+std::unique_ptr<SqliteDatabase> SqliteDatabase::Open(const std::filesystem::path& file, bool create,
+                                                     StoreFailure* failure,
+                                                     int busy_timeout_milliseconds) {
   sqlite3* handle = nullptr;
-  const int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0);
-  if (sqlite3_open_v2(file.c_str(), &handle, flags, nullptr) != SQLITE_OK) {
+  const int flags =
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW | (create ? SQLITE_OPEN_CREATE : 0);
+  if (const int result = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
+      result != SQLITE_OK) {
+    if (failure != nullptr) *failure = StoreFailure{result, StoreFailureText(result)};
     sqlite3_close_v2(handle);
     return nullptr;
   }
-  sqlite3_busy_timeout(handle, kBusyTimeoutMilliseconds);
-  std::unique_ptr<SqliteDatabase> database(new SqliteDatabase(handle));
+  sqlite3_extended_result_codes(handle, 1);
+  sqlite3_busy_timeout(handle, busy_timeout_milliseconds);
+  std::unique_ptr<SqliteDatabase> database(new SqliteDatabase(handle, busy_timeout_milliseconds));
   database->Execute("PRAGMA foreign_keys = ON");
   // Every call commits at once; with a write-ahead log a commit does not wait for the disk,
   // and a crash still never leaves a half-written store.
   database->Execute("PRAGMA journal_mode = WAL");
   database->Execute("PRAGMA synchronous = NORMAL");
+  // A file that can only be read stays readable: its failure shows when something is written.
+  database->ClearFailure();
   return database;
 }
 
 bool SqliteDatabase::Execute(std::string_view sql) {
   const std::string text(sql);
-  return sqlite3_exec(database_.get(), text.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+  const int result = sqlite3_exec(database_.get(), text.c_str(), nullptr, nullptr, nullptr);
+  NoteResult(result);
+  return result == SQLITE_OK;
 }
 
 SqliteStatement SqliteDatabase::Prepare(std::string_view sql) {
   sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v2(database_.get(), sql.data(), static_cast<int>(sql.size()), &statement,
-                         nullptr) != SQLITE_OK) {
+  if (const int result = sqlite3_prepare_v2(database_.get(), sql.data(),
+                                            static_cast<int>(sql.size()), &statement, nullptr);
+      result != SQLITE_OK) {
+    NoteResult(result);
     sqlite3_finalize(statement);
     return SqliteStatement();
   }
-  return SqliteStatement(statement);
+  return SqliteStatement(statement, this);
+}
+
+void SqliteDatabase::NoteResult(int code) {
+  const int primary = code & 0xFF;
+  if (primary == SQLITE_OK || primary == SQLITE_ROW || primary == SQLITE_DONE ||
+      primary == SQLITE_CONSTRAINT || failure_) {
+    return;
+  }
+  failure_ = StoreFailure{code, StoreFailureText(code, busy_timeout_milliseconds_)};
+}
+
+bool SqliteDatabase::ReadOnly() const {
+  return sqlite3_db_readonly(database_.get(), "main") == 1;
 }
 
 CachedStatement SqliteDatabase::Cached(std::string_view sql) {

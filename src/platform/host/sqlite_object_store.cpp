@@ -1,6 +1,9 @@
 #include "platform/host/sqlite_object_store.h"
 
 #include <algorithm>
+#include <bit>
+
+#include "platform/text.h"
 
 namespace kestrav::platform::host {
 namespace {
@@ -29,7 +32,8 @@ void BindValue(SqliteStatement& statement, const PropertyValue& value) {
   statement.Bind(4, static_cast<std::int64_t>(value.flags));
   switch (value.type()) {
     case PropertyType::kDouble:
-      statement.Bind(6, value.real);
+      // Kept as its bits: a SQL real would lose a NaN's payload (or the NaN) and -0.0.
+      statement.Bind(5, std::bit_cast<std::int64_t>(value.real));
       break;
     case PropertyType::kString:
       statement.Bind(7, std::u16string_view(value.text));
@@ -55,7 +59,8 @@ PropertyValue ReadValue(const SqliteStatement& row) {
   value.flags = static_cast<std::uint16_t>(row.Integer(1));
   switch (value.type()) {
     case PropertyType::kDouble:
-      value.real = row.Real(3);
+      // Volumes written before doubles were kept as bits hold them as reals.
+      value.real = row.IsNull(3) ? std::bit_cast<double>(row.Integer(2)) : row.Real(3);
       break;
     case PropertyType::kString:
       value.text = row.Text(4);
@@ -76,49 +81,116 @@ PropertyValue ReadValue(const SqliteStatement& row) {
   return value;
 }
 
+// The device's answer to a host failure of its store.
+ErrorCode DeviceErrorOf(const StoreFailure& failure) {
+  switch (failure.code & 0xFF) {
+    case SQLITE_FULL:
+      return kErrorDiskFull;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return kErrorWriteProtect;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return kErrorSharingViolation;
+    case SQLITE_IOERR:
+      return kErrorWriteFault;
+    case SQLITE_NOMEM:
+      return kErrorNotEnoughMemory;
+  }
+  return kErrorGenFailure;
+}
+
 }  // namespace
+
+std::u16string SqliteObjectStore::FailureText() {
+  std::lock_guard lock(mutex_);
+  for (const auto& [volume, database] : volumes_) {
+    if (Failing(volume)) break;
+  }
+  if (!failure_) return {};
+  return failed_volume_ + u": " + FromUtf8(failure_->message);
+}
+
+void SqliteObjectStore::ClearFailure() {
+  std::lock_guard lock(mutex_);
+  failure_.reset();
+  failed_volume_.clear();
+  for (auto& [volume, database] : volumes_) database->ClearFailure();
+}
+
+bool SqliteObjectStore::Failing(VolumeId volume) {
+  const auto found = volumes_.find(volume);
+  if (found == volumes_.end()) return true;
+  const std::optional<StoreFailure>& failure = found->second->failure();
+  if (!failure) return false;
+  if (!failure_) {
+    failure_ = failure;
+    failed_volume_ = volume_paths_[volume];
+  }
+  return true;
+}
+
+ErrorCode SqliteObjectStore::FailureError() const {
+  return failure_ ? DeviceErrorOf(*failure_) : kErrorGenFailure;
+}
 
 ErrorCode SqliteObjectStore::MountVolume(std::u16string_view path, Disposition disposition,
                                          VolumeId* volume) {
   std::lock_guard lock(mutex_);
-  const std::filesystem::path file = files_.HostPath(path);
-  std::error_code ignored;
-  const bool exists = std::filesystem::is_regular_file(file, ignored);
+  // A store that failed stays failed until the failure is cleared, as a broken device's would.
+  if (failure_) return FailureError();
+  auto fail = [&](StoreFailure failure) {
+    failure_ = std::move(failure);
+    failed_volume_ = path;
+    return FailureError();
+  };
+  FileAttributeData attributes;
+  const ErrorCode found = files_.GetAttributes(path, &attributes);
+  if (found == kErrorAccessDenied)
+    return fail(StoreFailure{SQLITE_CANTOPEN, "the file is reached through a symbolic link"});
+  const bool exists = found == kErrorSuccess && (attributes.attributes & kAttributeDirectory) == 0;
   if (!exists && disposition == Disposition::kOpenExisting) return kErrorFileNotFound;
   if (exists && disposition == Disposition::kCreateNew) return kErrorFileExists;
-  std::unique_ptr<SqliteDatabase> database = SqliteDatabase::Open(file, true);
+  StoreFailure opening;
+  std::unique_ptr<SqliteDatabase> database =
+      SqliteDatabase::Open(files_.HostPath(path), true, &opening, busy_timeout_milliseconds_);
+  if (!database) return fail(opening);
   // A new volume keeps its text in UTF-16, so strings come back unit for unit, unpaired
   // surrogates included; the pragma does nothing to a volume that already has tables.
-  if (!database || !database->Execute("PRAGMA encoding = 'UTF-16le'") ||
-      !database->Execute(kSchema)) {
-    return kErrorGenFailure;
+  if (!database->Execute("PRAGMA encoding = 'UTF-16le'") || !database->Execute(kSchema)) {
+    return fail(database->failure().value_or(StoreFailure{SQLITE_NOTADB, "the file is damaged"}));
   }
   *volume = next_volume_++;
   volumes_[*volume] = std::move(database);
+  volume_paths_[*volume] = path;
   return kErrorSuccess;
 }
 
 ErrorCode SqliteObjectStore::UnmountVolume(VolumeId volume) {
   std::lock_guard lock(mutex_);
+  Failing(volume);
   if (volumes_.erase(volume) == 0) return kErrorInvalidParameter;
+  volume_paths_.erase(volume);
   std::erase_if(databases_, [&](const auto& entry) { return entry.second.volume == volume; });
   return kErrorSuccess;
 }
 
 ErrorCode SqliteObjectStore::CreateDatabase(VolumeId volume, std::u16string_view name) {
   std::lock_guard lock(mutex_);
-  const auto found = volumes_.find(volume);
-  if (found == volumes_.end()) return kErrorInvalidParameter;
-  SqliteStatement insert = found->second->Prepare("INSERT INTO databases (name) VALUES (?)");
-  return insert.Bind(1, name).Run() ? kErrorSuccess : kErrorAlreadyExists;
+  if (Failing(volume)) return volumes_.contains(volume) ? FailureError() : kErrorInvalidParameter;
+  SqliteStatement insert = volumes_[volume]->Prepare("INSERT INTO databases (name) VALUES (?)");
+  if (insert.Bind(1, name).Run()) return kErrorSuccess;
+  return Failing(volume) ? FailureError() : kErrorAlreadyExists;
 }
 
 DatabaseHandle SqliteObjectStore::OpenDatabase(VolumeId volume, std::u16string_view name) {
   std::lock_guard lock(mutex_);
-  const auto found = volumes_.find(volume);
-  if (found == volumes_.end()) return kInvalidDatabaseHandle;
-  SqliteStatement query = found->second->Prepare("SELECT id FROM databases WHERE name = ?");
-  if (!query.Bind(1, name).Step()) return kInvalidDatabaseHandle;
+  if (Failing(volume)) return kInvalidDatabaseHandle;
+  SqliteStatement query = volumes_[volume]->Prepare("SELECT id FROM databases WHERE name = ?");
+  if (!query.Bind(1, name).Step()) {
+    Failing(volume);
+    return kInvalidDatabaseHandle;
+  }
   const DatabaseHandle handle = next_database_++;
   databases_[handle] = OpenDatabaseState{volume, query.Integer(0), 0};
   return handle;
@@ -131,17 +203,19 @@ ErrorCode SqliteObjectStore::CloseDatabase(DatabaseHandle database) {
 
 SqliteObjectStore::OpenDatabaseState* SqliteObjectStore::Find(DatabaseHandle database) {
   const auto found = databases_.find(database);
-  if (found == databases_.end() || !volumes_.contains(found->second.volume)) return nullptr;
+  if (found == databases_.end() || Failing(found->second.volume)) return nullptr;
   return &found->second;
 }
 
 ErrorCode SqliteObjectStore::RecordCount(DatabaseHandle database, std::uint32_t* count) {
   std::lock_guard lock(mutex_);
   OpenDatabaseState* state = Find(database);
-  if (state == nullptr) return kErrorInvalidHandle;
+  if (state == nullptr) return failure_ ? FailureError() : kErrorInvalidHandle;
   const CachedStatement query =
       volumes_[state->volume]->Cached("SELECT COUNT(*) FROM records WHERE database_id = ?");
-  if (!query->Bind(1, state->database_id).Step()) return kErrorGenFailure;
+  if (!query->Bind(1, state->database_id).Step()) {
+    return Failing(state->volume) ? FailureError() : kErrorGenFailure;
+  }
   *count = static_cast<std::uint32_t>(query->Integer(0));
   return kErrorSuccess;
 }
@@ -178,6 +252,8 @@ ObjectId SqliteObjectStore::ReadNext(DatabaseHandle database,
   }
   state->position = object_id + 1;
   std::vector<PropertyValue> stored = LoadProperties(volume, object_id);
+  // A record whose properties could not all be read is no record.
+  if (Failing(state->volume)) return 0;
   if (property_ids == nullptr) {
     *properties = std::move(stored);
     return object_id;
@@ -200,13 +276,13 @@ ObjectId SqliteObjectStore::Seek(DatabaseHandle database, ObjectId object_id) {
   std::lock_guard lock(mutex_);
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return 0;
-  SqliteStatement query = volumes_[state->volume]->Prepare(
+  const CachedStatement query = volumes_[state->volume]->Cached(
       object_id == 0 ? "SELECT oid FROM records WHERE database_id = ?1 ORDER BY oid LIMIT 1"
                      : "SELECT oid FROM records WHERE database_id = ?1 AND oid = ?2");
-  query.Bind(1, state->database_id);
-  if (object_id != 0) query.Bind(2, static_cast<std::int64_t>(object_id));
-  if (!query.Step()) return 0;
-  const auto reached = static_cast<ObjectId>(query.Integer(0));
+  query->Bind(1, state->database_id);
+  if (object_id != 0) query->Bind(2, static_cast<std::int64_t>(object_id));
+  if (!query->Step()) return 0;
+  const auto reached = static_cast<ObjectId>(query->Integer(0));
   state->position = reached;
   return reached;
 }
@@ -226,9 +302,9 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
                   .Run();
     target = static_cast<ObjectId>(volume.LastInsertId());
   } else {
-    SqliteStatement exists =
-        volume.Prepare("SELECT 1 FROM records WHERE oid = ? AND database_id = ?");
-    written = exists.Bind(1, static_cast<std::int64_t>(target)).Bind(2, state->database_id).Step();
+    const CachedStatement exists =
+        volume.Cached("SELECT 1 FROM records WHERE oid = ? AND database_id = ?");
+    written = exists->Bind(1, static_cast<std::int64_t>(target)).Bind(2, state->database_id).Step();
   }
   std::int64_t position = 0;
   if (written) {
@@ -254,17 +330,20 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
     volume.Execute("ROLLBACK");
     return 0;
   }
-  return volume.Execute("COMMIT") ? target : 0;
+  if (volume.Execute("COMMIT")) return target;
+  volume.Execute("ROLLBACK");
+  return 0;
 }
 
 ErrorCode SqliteObjectStore::Delete(DatabaseHandle database, ObjectId object_id) {
   std::lock_guard lock(mutex_);
   OpenDatabaseState* state = Find(database);
-  if (state == nullptr) return kErrorInvalidHandle;
+  if (state == nullptr) return failure_ ? FailureError() : kErrorInvalidHandle;
   SqliteDatabase& volume = *volumes_[state->volume];
-  SqliteStatement remove = volume.Prepare("DELETE FROM records WHERE oid = ? AND database_id = ?");
-  if (!remove.Bind(1, static_cast<std::int64_t>(object_id)).Bind(2, state->database_id).Run()) {
-    return kErrorGenFailure;
+  const CachedStatement remove =
+      volume.Cached("DELETE FROM records WHERE oid = ? AND database_id = ?");
+  if (!remove->Bind(1, static_cast<std::int64_t>(object_id)).Bind(2, state->database_id).Run()) {
+    return Failing(state->volume) ? FailureError() : kErrorGenFailure;
   }
   return volume.Changes() == 1 ? kErrorSuccess : kErrorFileNotFound;
 }

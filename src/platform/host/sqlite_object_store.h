@@ -1,5 +1,12 @@
 // The object store kept in SQLite files: each mounted volume ("\pim.vol") is one file below the
 // device's root. Every write commits at once.
+//
+// When the host fails under a volume (a full disk, a read-only file, another program's lock held
+// past the wait, an input/output error, a damaged file, a link in the file's place), the store
+// answers from then on as a failed device does: a mount fails, an open finds no database, a seek
+// or a read finds no record, a write creates none, a delete fails. So every pass over the store
+// ends as it would on a device whose store broke, and never loops; the failure is kept, with its
+// cause, until it is cleared.
 #pragma once
 
 #include <map>
@@ -14,7 +21,11 @@ namespace kestrav::platform::host {
 
 class SqliteObjectStore : public ObjectStore {
  public:
-  explicit SqliteObjectStore(HostFileSystem& files) : files_(files) {}
+  // busy_timeout_milliseconds: how long a call waits for another program's lock before the
+  // store fails.
+  explicit SqliteObjectStore(HostFileSystem& files,
+                             int busy_timeout_milliseconds = kStoreBusyTimeoutMilliseconds)
+      : files_(files), busy_timeout_milliseconds_(busy_timeout_milliseconds) {}
 
   ErrorCode MountVolume(std::u16string_view path, Disposition disposition,
                         VolumeId* volume) override;
@@ -30,6 +41,12 @@ class SqliteObjectStore : public ObjectStore {
                  const std::vector<PropertyValue>& properties) override;
   ErrorCode Delete(DatabaseHandle database, ObjectId object_id) override;
 
+  // The volume and the cause of the first host failure, as "\pim.vol: the disk is full";
+  // empty when there was none since the last ClearFailure.
+  std::u16string FailureText();
+  void ClearFailure();
+  int busy_timeout_milliseconds() const { return busy_timeout_milliseconds_; }
+
  private:
   struct OpenDatabaseState {
     VolumeId volume;
@@ -37,13 +54,21 @@ class SqliteObjectStore : public ObjectStore {
     ObjectId position;  // the smallest object id the next read may return
   };
 
+  // The state of an open database on a volume that still works; null otherwise.
   OpenDatabaseState* Find(DatabaseHandle database);
+  // Whether the volume has failed; its first failure becomes the store's.
+  bool Failing(VolumeId volume);
+  ErrorCode FailureError() const;
   // The properties of a record in written order.
   std::vector<PropertyValue> LoadProperties(SqliteDatabase& volume, ObjectId object_id);
 
   HostFileSystem& files_;
+  const int busy_timeout_milliseconds_;
   std::mutex mutex_;
   std::map<VolumeId, std::unique_ptr<SqliteDatabase>> volumes_;
+  std::map<VolumeId, std::u16string> volume_paths_;
+  std::optional<StoreFailure> failure_;
+  std::u16string failed_volume_;
   std::map<DatabaseHandle, OpenDatabaseState> databases_;
   VolumeId next_volume_ = 1;
   DatabaseHandle next_database_ = 1;

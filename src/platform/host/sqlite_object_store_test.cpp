@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <filesystem>
+#include <limits>
+
 #include "platform/test_support/temporary_device.h"
 
 namespace kestrav::platform::host {
@@ -47,6 +51,15 @@ TEST_F(SqliteObjectStoreTest, EveryValueTypeRoundTripsInWrittenOrder) {
   PropertyValue real;
   real.id = MakePropertyId(3, PropertyType::kDouble);
   real.real = -1.25;
+  // Doubles come back bit for bit: a NaN with its payload, -0.0, an infinity.
+  std::vector<PropertyValue> doubles;
+  for (const double number : {std::bit_cast<double>(0x7FF4000000000ABCULL), -0.0,
+                              -std::numeric_limits<double>::infinity(), 3.0}) {
+    doubles.push_back(real);
+    doubles.back().id =
+        MakePropertyId(static_cast<std::uint16_t>(20 + doubles.size()), PropertyType::kDouble);
+    doubles.back().real = number;
+  }
   PropertyValue time;
   time.id = MakePropertyId(4, PropertyType::kFileTime);
   time.file_time = 0xFEDCBA9876543210ULL;
@@ -68,6 +81,13 @@ TEST_F(SqliteObjectStoreTest, EveryValueTypeRoundTripsInWrittenOrder) {
   std::vector<PropertyValue> read;
   ASSERT_EQ(store_.ReadNext(database_, nullptr, &read), object_id);
   EXPECT_EQ(read, written);
+  const ObjectId doubles_id = store_.Write(database_, 0, doubles);
+  ASSERT_EQ(store_.ReadNext(database_, nullptr, &read), doubles_id);
+  ASSERT_EQ(read.size(), doubles.size());
+  for (std::size_t index = 0; index < doubles.size(); ++index) {
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(read[index].real),
+              std::bit_cast<std::uint64_t>(doubles[index].real));
+  }
 
   // Asking for properties: one the record lacks comes back flagged, without a value.
   const std::vector<std::uint32_t> wanted = {text.id, MakePropertyId(42, PropertyType::kInt32)};
@@ -139,6 +159,61 @@ TEST_F(SqliteObjectStoreTest, MissingVolumesAndDatabases) {
   EXPECT_EQ(count, 1u);
   ASSERT_EQ(second.UnmountVolume(volume), kErrorSuccess);
   EXPECT_EQ(second.RecordCount(database, &count), kErrorInvalidHandle);
+}
+
+// Another program holding the volume's lock past the wait: the store answers as a failed device,
+// so a loop that deletes the first record until none is found ends, and the cause is kept.
+TEST_F(SqliteObjectStoreTest, AHostFailureMakesAFailedDevice) {
+  for (int number = 0; number < 5; ++number) Add(number);
+  SqliteObjectStore impatient(device_.files(), 50);
+  VolumeId volume = 0;
+  ASSERT_EQ(impatient.MountVolume(u"\\test.vol", Disposition::kOpenExisting, &volume),
+            kErrorSuccess);
+  const DatabaseHandle database = impatient.OpenDatabase(volume, u"clog.db");
+  ASSERT_TRUE(store_.Seek(database_, 0));
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(device_.HostPath(u"\\test.vol").c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+
+  int tries = 0;
+  for (ObjectId first; (first = impatient.Seek(database, 0)) != 0 && tries < 100; ++tries)
+    impatient.Delete(database, first);
+  EXPECT_LE(tries, 1);
+  std::vector<PropertyValue> properties;
+  EXPECT_EQ(impatient.ReadNext(database, nullptr, &properties), 0u);
+  EXPECT_EQ(impatient.Write(database, 0, {Integer(1, PropertyType::kInt32, 9)}), 0u);
+  std::uint32_t count = 0;
+  EXPECT_EQ(impatient.RecordCount(database, &count), kErrorSharingViolation);
+  EXPECT_EQ(impatient.FailureText(),
+            u"\\test.vol: another program held its lock for longer than 50 ms");
+  ASSERT_EQ(impatient.UnmountVolume(volume), kErrorSuccess);
+  EXPECT_EQ(impatient.MountVolume(u"\\test.vol", Disposition::kOpenExisting, &volume),
+            kErrorSharingViolation);
+
+  // Once the lock is gone and the failure cleared, the store works again; nothing was lost.
+  sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+  sqlite3_close(other);
+  impatient.ClearFailure();
+  EXPECT_EQ(impatient.FailureText(), u"");
+  ASSERT_EQ(impatient.MountVolume(u"\\test.vol", Disposition::kOpenExisting, &volume),
+            kErrorSuccess);
+  ASSERT_EQ(impatient.RecordCount(impatient.OpenDatabase(volume, u"clog.db"), &count),
+            kErrorSuccess);
+  EXPECT_EQ(count, 5u);
+}
+
+// A volume file replaced by a link, or a file that is no volume, is a failed device at once.
+TEST_F(SqliteObjectStoreTest, LinksAndForeignFilesAreNotMounted) {
+  device_.WriteFile(u"\\My Documents\\notes.txt", std::string(4096, 'x'));
+  std::filesystem::create_symlink(device_.HostPath(u"\\test.vol"), device_.HostPath(u"\\link.vol"));
+  SqliteObjectStore other(device_.files());
+  VolumeId volume = 0;
+  EXPECT_NE(other.MountVolume(u"\\link.vol", Disposition::kOpenExisting, &volume), kErrorSuccess);
+  EXPECT_EQ(other.FailureText(), u"\\link.vol: the file is reached through a symbolic link");
+  SqliteObjectStore foreign(device_.files());
+  EXPECT_EQ(foreign.MountVolume(u"\\My Documents\\notes.txt", Disposition::kOpenExisting, &volume),
+            kErrorGenFailure);
+  EXPECT_EQ(foreign.FailureText(), u"\\My Documents\\notes.txt: the file is damaged");
 }
 
 }  // namespace

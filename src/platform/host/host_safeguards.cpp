@@ -1,0 +1,317 @@
+#include "platform/host/host_safeguards.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "platform/host/sqlite_database.h"
+#include "platform/text.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kJobLockFile[] = "job.lock";
+constexpr char kSnapshotFolder[] = "undo";
+constexpr char kPartialSnapshotFolder[] = "undo.partial";
+constexpr char kSnapshotInfoFile[] = "undo.json";
+// The volumes a job can change, as device paths.
+constexpr const char16_t* kStoreVolumes[] = {u"\\pim.vol", u"\\cemail.vol"};
+
+class FlockJobLock : public JobLock {
+ public:
+  explicit FlockJobLock(int descriptor) : descriptor_(descriptor) {}
+  ~FlockJobLock() override { ::close(descriptor_); }
+  FlockJobLock(const FlockJobLock&) = delete;
+  FlockJobLock& operator=(const FlockJobLock&) = delete;
+
+ private:
+  int descriptor_;
+};
+
+std::string TimeText(const SystemTime& time) {
+  char text[48];
+  std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u", time.year, time.month, time.day,
+                time.hour, time.minute, time.second);
+  return text;
+}
+
+SystemTime TimeOfText(const std::string& text) {
+  SystemTime time;
+  unsigned fields[6] = {};
+  if (std::sscanf(text.c_str(), "%u-%u-%u %u:%u:%u", &fields[0], &fields[1], &fields[2], &fields[3],
+                  &fields[4], &fields[5]) == 6) {
+    time.year = static_cast<std::uint16_t>(fields[0]);
+    time.month = static_cast<std::uint16_t>(fields[1]);
+    time.day = static_cast<std::uint16_t>(fields[2]);
+    time.hour = static_cast<std::uint16_t>(fields[3]);
+    time.minute = static_cast<std::uint16_t>(fields[4]);
+    time.second = static_cast<std::uint16_t>(fields[5]);
+  }
+  // Through a file time and back, which fills in the day of the week.
+  FileTime file_time = 0;
+  if (SystemTimeToFileTime(time, &file_time)) FileTimeToSystemTime(file_time, &time);
+  return time;
+}
+
+std::string ReadAll(int descriptor) {
+  std::string text;
+  char chunk[512];
+  for (off_t offset = 0; text.size() < 4096;) {
+    const ssize_t done = ::pread(descriptor, chunk, sizeof chunk, offset);
+    if (done <= 0) break;
+    text.append(chunk, static_cast<std::size_t>(done));
+    offset += done;
+  }
+  return text;
+}
+
+bool Reason(std::u16string* reason, const fs::path& path, std::string_view text) {
+  if (reason != nullptr) *reason = FromUtf8(path.string()) + u": " + FromUtf8(text);
+  return false;
+}
+
+// A folder of the profile must be a folder of its own that this program can write in.
+bool FolderIsWritable(const fs::path& folder, std::u16string* reason) {
+  struct stat status {};
+  if (::lstat(folder.c_str(), &status) != 0) return Reason(reason, folder, "the folder is missing");
+  if (S_ISLNK(status.st_mode))
+    return Reason(reason, folder, "is a symbolic link; a device profile's folders must be folders");
+  if (!S_ISDIR(status.st_mode)) return Reason(reason, folder, "is not a folder");
+  // An unnamed file that vanishes when closed: a real write that leaves nothing behind.
+  int probe = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+  if (probe < 0 && (errno == EOPNOTSUPP || errno == EISDIR)) {
+    const fs::path named = folder / (".write-test-" + std::to_string(::getpid()));
+    probe = ::open(named.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (probe >= 0) ::unlink(named.c_str());
+  }
+  if (probe < 0) {
+    return Reason(reason, folder,
+                  errno == ENOSPC ? "the disk is full" : "the folder cannot be written");
+  }
+  ::close(probe);
+  return true;
+}
+
+struct Connection {
+  ~Connection() { sqlite3_close_v2(handle); }
+  sqlite3* handle = nullptr;
+};
+
+int OpenConnection(const fs::path& file, int flags, int busy_timeout_milliseconds,
+                   Connection* connection) {
+  const int result =
+      sqlite3_open_v2(file.c_str(), &connection->handle, flags | SQLITE_OPEN_NOFOLLOW, nullptr);
+  if (result == SQLITE_OK) {
+    sqlite3_extended_result_codes(connection->handle, 1);
+    sqlite3_busy_timeout(connection->handle, busy_timeout_milliseconds);
+  }
+  return result;
+}
+
+// Whether a store can be written now: not read-only, and its write lock to be had.
+bool StoreIsWritable(const fs::path& file, int busy_timeout_milliseconds, std::u16string* reason) {
+  Connection connection;
+  if (const int result =
+          OpenConnection(file, SQLITE_OPEN_READWRITE, busy_timeout_milliseconds, &connection);
+      result != SQLITE_OK) {
+    return Reason(reason, file, StoreFailureText(result, busy_timeout_milliseconds));
+  }
+  if (sqlite3_db_readonly(connection.handle, "main") == 1)
+    return Reason(reason, file, StoreFailureText(SQLITE_READONLY));
+  if (sqlite3_exec(connection.handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    return Reason(
+        reason, file,
+        StoreFailureText(sqlite3_extended_errcode(connection.handle), busy_timeout_milliseconds));
+  }
+  sqlite3_exec(connection.handle, "ROLLBACK", nullptr, nullptr, nullptr);
+  return true;
+}
+
+// Copies a whole database into another through SQLite's online backup: one transaction on the
+// target, so it holds either all of the source or what it held before.
+int CopyDatabase(sqlite3* source, sqlite3* target) {
+  sqlite3_backup* backup = sqlite3_backup_init(target, "main", source, "main");
+  if (backup == nullptr) return sqlite3_extended_errcode(target);
+  const int stepped = sqlite3_backup_step(backup, -1);
+  const int finished = sqlite3_backup_finish(backup);
+  return stepped == SQLITE_DONE ? finished : stepped;
+}
+
+ErrorCode SyncPath(const fs::path& path, int flags) {
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | flags);
+  if (descriptor < 0) return ErrorFromErrno(errno);
+  const int result = ::fsync(descriptor);
+  ::close(descriptor);
+  return result == 0 ? kErrorSuccess : ErrorFromErrno(errno);
+}
+
+}  // namespace
+
+ErrorCode HostSafeguards::TryLockJob(std::u16string_view job, std::unique_ptr<JobLock>* lock,
+                                     JobHolder* holder) {
+  const fs::path file = profile_ / kJobLockFile;
+  int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+  // A profile that cannot be written can still be locked, so that the check that follows can
+  // say what is wrong with it.
+  if (descriptor < 0 && (errno == EACCES || errno == EROFS))
+    descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  if (descriptor < 0) return ErrorFromErrno(errno);
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+    const int error_number = errno;
+    if (error_number == EWOULDBLOCK && holder != nullptr) {
+      const nlohmann::json named = nlohmann::json::parse(ReadAll(descriptor), nullptr, false);
+      *holder = JobHolder{};
+      if (named.is_object()) {
+        holder->job = FromUtf8(named.value("job", std::string()));
+        holder->process_id = named.value("process", 0u);
+        holder->started = TimeOfText(named.value("started", std::string()));
+      }
+    }
+    ::close(descriptor);
+    return error_number == EWOULDBLOCK ? kErrorLockViolation : ErrorFromErrno(error_number);
+  }
+  const std::string named = nlohmann::json{{"job", ToUtf8(job)},
+                                           {"process", static_cast<unsigned>(::getpid())},
+                                           {"started", TimeText(clock_.UtcTime())}}
+                                .dump() +
+                            "\n";
+  if (::ftruncate(descriptor, 0) == 0) {
+    [[maybe_unused]] const ssize_t written = ::pwrite(descriptor, named.data(), named.size(), 0);
+  }
+  *lock = std::make_unique<FlockJobLock>(descriptor);
+  return kErrorSuccess;
+}
+
+ErrorCode HostSafeguards::CheckWritable(bool stores_too, std::u16string* reason) {
+  for (const fs::path& folder : {profile_, profile_ / "fs", files_.HostPath(files_.TempFolder())}) {
+    if (!FolderIsWritable(folder, reason)) return kErrorAccessDenied;
+  }
+  if (!stores_too) return kErrorSuccess;
+  for (const char16_t* volume : kStoreVolumes) {
+    FileAttributeData attributes;
+    const ErrorCode found = files_.GetAttributes(volume, &attributes);
+    if (found == kErrorFileNotFound) continue;
+    if (found != kErrorSuccess) {
+      Reason(reason, files_.HostPath(volume),
+             found == kErrorAccessDenied ? "is a symbolic link; a store must be a file"
+                                         : "the store cannot be read");
+      return found;
+    }
+    if (!StoreIsWritable(files_.HostPath(volume), store_.busy_timeout_milliseconds(), reason))
+      return kErrorWriteProtect;
+  }
+  return kErrorSuccess;
+}
+
+ErrorCode HostSafeguards::TakeSnapshot(std::u16string_view job, std::u16string* reason) {
+  const fs::path partial = profile_ / kPartialSnapshotFolder;
+  const fs::path snapshot = profile_ / kSnapshotFolder;
+  std::error_code error;
+  fs::remove_all(partial, error);
+  if (!fs::create_directory(partial, error)) {
+    Reason(reason, partial, "the copy of the stores cannot be made: " + error.message());
+    return kErrorAccessDenied;
+  }
+  nlohmann::json stores = nlohmann::json::array();
+  for (const char16_t* volume : kStoreVolumes) {
+    if (!files_.FileExists(volume)) continue;
+    const fs::path copy = partial / ToUtf8(BaseName(volume));
+    Connection source;
+    Connection target;
+    const int wait = store_.busy_timeout_milliseconds();
+    int result = OpenConnection(files_.HostPath(volume), SQLITE_OPEN_READWRITE, wait, &source);
+    if (result == SQLITE_OK)
+      result = OpenConnection(copy, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, wait, &target);
+    if (result == SQLITE_OK) result = CopyDatabase(source.handle, target.handle);
+    // The copy is only ever read: a journal beside it would be one more file to lose.
+    if (result == SQLITE_OK)
+      result =
+          sqlite3_exec(target.handle, "PRAGMA journal_mode = DELETE", nullptr, nullptr, nullptr);
+    if (result != SQLITE_OK) {
+      fs::remove_all(partial, error);
+      Reason(reason, files_.HostPath(volume),
+             "the copy of the store cannot be made: " + StoreFailureText(result));
+      return kErrorWriteFault;
+    }
+    stores.push_back(ToUtf8(volume));
+  }
+  const std::string info =
+      nlohmann::json{
+          {"job", ToUtf8(job)}, {"taken", TimeText(clock_.UtcTime())}, {"stores", stores}}
+          .dump(2) +
+      "\n";
+  const fs::path info_file = partial / kSnapshotInfoFile;
+  std::FILE* out = std::fopen(info_file.c_str(), "wb");
+  const bool written =
+      out != nullptr && std::fwrite(info.data(), 1, info.size(), out) == info.size();
+  const bool closed = out != nullptr && std::fclose(out) == 0;
+  if (!written || !closed || SyncPath(info_file, 0) != kErrorSuccess ||
+      SyncPath(partial, O_DIRECTORY) != kErrorSuccess) {
+    fs::remove_all(partial, error);
+    Reason(reason, info_file, "the copy of the stores cannot be written");
+    return kErrorWriteFault;
+  }
+  // The new copy takes the old one's place in one step; only then does the old one go.
+  if (fs::exists(snapshot, error)) {
+    if (::renameat2(AT_FDCWD, partial.c_str(), AT_FDCWD, snapshot.c_str(), RENAME_EXCHANGE) != 0) {
+      fs::remove_all(partial, error);
+      Reason(reason, snapshot, "the copy of the stores cannot be put in place");
+      return ErrorFromErrno(errno);
+    }
+    fs::remove_all(partial, error);
+  } else if (::rename(partial.c_str(), snapshot.c_str()) != 0) {
+    fs::remove_all(partial, error);
+    Reason(reason, snapshot, "the copy of the stores cannot be put in place");
+    return ErrorFromErrno(errno);
+  }
+  return SyncPath(profile_, O_DIRECTORY);
+}
+
+ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) {
+  const fs::path snapshot = profile_ / kSnapshotFolder;
+  std::FILE* in = std::fopen((snapshot / kSnapshotInfoFile).c_str(), "rb");
+  if (in == nullptr) {
+    Reason(reason, snapshot, "there is nothing to undo: no job has changed this device yet");
+    return kErrorFileNotFound;
+  }
+  const nlohmann::json taken = nlohmann::json::parse(in, nullptr, false);
+  std::fclose(in);
+  if (!taken.is_object() || !taken.contains("stores") || !taken["stores"].is_array()) {
+    Reason(reason, snapshot / kSnapshotInfoFile, "the copy of the stores is damaged");
+    return kErrorGenFailure;
+  }
+  info->job = FromUtf8(taken.value("job", std::string()));
+  info->taken = TimeOfText(taken.value("taken", std::string()));
+  for (const nlohmann::json& store : taken["stores"]) {
+    if (!store.is_string()) continue;
+    const std::u16string volume = FromUtf8(store.get<std::string>());
+    const fs::path copy = snapshot / ToUtf8(BaseName(volume));
+    Connection source;
+    Connection target;
+    const int wait = store_.busy_timeout_milliseconds();
+    int result = OpenConnection(copy, SQLITE_OPEN_READONLY, wait, &source);
+    if (result == SQLITE_OK) {
+      result = OpenConnection(files_.HostPath(volume), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                              wait, &target);
+    }
+    if (result == SQLITE_OK) result = CopyDatabase(source.handle, target.handle);
+    if (result != SQLITE_OK) {
+      Reason(reason, files_.HostPath(volume),
+             "the store cannot be put back: " + StoreFailureText(result));
+      return kErrorWriteFault;
+    }
+  }
+  return kErrorSuccess;
+}
+
+}  // namespace kestrav::platform::host
