@@ -330,8 +330,7 @@ std::vector<Contact> HandWrittenContacts() {
          StoreValue("0x00AA001F", "GOV-0042"), StoreValue("0x00AB001F", "ACC-7"),
          StoreValue("0x00A9001F", "CUST-19")}}});
   // No file-as name: a restore's add-new never finds this one.
-  contacts.push_back({{"FileAs", ""},
-                      {"FirstName", "Sam"},
+  contacts.push_back({{"FirstName", "Sam"},
                       {"MobileTelephoneNumber", "+1 312 555 0177"},
                       {"Body", "Name to follow.\r\nMet at the station."}});
   contacts.push_back({{"FileAs", "van der Berg, Anna"},

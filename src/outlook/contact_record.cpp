@@ -288,8 +288,9 @@ bool ApplyContactRecord(const records::Record& fields, platform::OutlookItem& it
     if (target.source == kItemDate) {
       if (const std::optional<double> date = DateFromField(field(column)))
         item.SetDate(*target.property, *date);
-    } else if (target.source == kNotes && !field(column).empty()) {
-      // An empty field leaves the notes as they are, like every other value.
+    } else if (target.source == kNotes) {
+      // Unlike the contact's strings, the notes follow their field even when it is empty: an
+      // update with no notes in the file clears them.
       item.SetText(*target.property, NotesFromField(field(column), device.code_page()));
     }
   }

@@ -48,7 +48,8 @@ class ObjectStore {
   // To the first record (object_id 0) or to a record; the object id reached, 0 when none.
   virtual ObjectId Seek(DatabaseHandle database, ObjectId object_id) = 0;
   // Object id 0 creates a record; otherwise the properties are added to the record, replacing
-  // those with the same identifier. The record's object id, 0 on failure.
+  // those with the same identifier. A property flagged kPropertyDelete is removed from the
+  // record instead (and not written to a new one). The record's object id, 0 on failure.
   virtual ObjectId Write(DatabaseHandle database, ObjectId object_id,
                          const std::vector<PropertyValue>& properties) = 0;
   virtual ErrorCode Delete(DatabaseHandle database, ObjectId object_id) = 0;

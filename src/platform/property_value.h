@@ -28,6 +28,8 @@ enum class PropertyType : std::uint16_t {
 
 // Set in a property's flags when the record does not hold the property.
 inline constexpr std::uint16_t kPropertyNotFound = 0x0100;
+// Set in a property's flags, when writing, to remove the property from the record.
+inline constexpr std::uint16_t kPropertyDelete = 0x0200;
 
 struct PropertyValue {
   std::uint32_t id = 0;

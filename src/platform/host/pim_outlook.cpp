@@ -265,6 +265,12 @@ class PimItem : public OutlookItem {
     if (oid_ != 0 && pending_.empty()) return kSOk;
     std::shared_ptr<FolderState> folder = folder_ ? folder_ : session_->Folder(kind_);
     if (!folder) return kEFail;
+    // An empty text is no value: the property leaves the record, as the object model cannot
+    // tell the two apart.
+    for (PropertyValue& value : pending_) {
+      if (value.type() == PropertyType::kString && value.text.empty())
+        value.flags = kPropertyDelete;
+    }
     const ObjectId written = folder->store.Write(folder->handle, oid_, pending_);
     if (written == 0) return kEFail;
     const PropertyValue* key = FindValue(pending_, folder->key_id);
@@ -277,7 +283,14 @@ class PimItem : public OutlookItem {
     oid_ = written;
     // An item not read yet reads what was just written when it is.
     if (loaded_) {
-      for (PropertyValue& value : pending_) Put(properties_, std::move(value));
+      for (PropertyValue& value : pending_) {
+        if ((value.flags & kPropertyDelete) != 0) {
+          std::erase_if(properties_,
+                        [&](const PropertyValue& held) { return held.id == value.id; });
+        } else {
+          Put(properties_, std::move(value));
+        }
+      }
     }
     pending_.clear();
     return kSOk;

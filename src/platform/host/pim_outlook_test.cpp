@@ -162,6 +162,14 @@ TEST_P(PimOutlookTest, ItemsRoundTripThroughTheirRecords) {
   EXPECT_EQ(properties[0], TextValue(wanted[0], u"Zo\u00eb, Ann"));
   EXPECT_EQ(properties[1], TextValue(wanted[1], u"Okafor"));
   EXPECT_EQ(properties[2].real, 28930.0);
+
+  // An empty text is no value: the property leaves the record.
+  ASSERT_EQ(read->SetText(ItemProperty::kLastName, u""), kSOk);
+  ASSERT_EQ(read->Save(), kSOk);
+  EXPECT_EQ(Text(*read, ItemProperty::kLastName), u"");
+  ASSERT_EQ(database.store.Seek(database.handle, oid), oid);
+  ASSERT_EQ(database.store.ReadNext(database.handle, &wanted, &properties), oid);
+  EXPECT_EQ(properties[1].flags, kPropertyNotFound);
 }
 
 TEST_P(PimOutlookTest, CollectionAgreesWithAWalkOfTheStore) {

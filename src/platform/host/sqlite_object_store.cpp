@@ -320,6 +320,13 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
       "text = excluded.text, bytes = excluded.bytes");
   for (const PropertyValue& value : properties) {
     if (!written) break;
+    if ((value.flags & kPropertyDelete) != 0) {
+      written = volume.Cached("DELETE FROM properties WHERE oid = ? AND id = ?")
+                    ->Bind(1, static_cast<std::int64_t>(target))
+                    .Bind(2, static_cast<std::int64_t>(value.id))
+                    .Run();
+      continue;
+    }
     insert->Reset();
     insert->Bind(1, static_cast<std::int64_t>(target)).Bind(2, static_cast<std::int64_t>(value.id));
     insert->Bind(3, position++);
