@@ -40,7 +40,7 @@ std::uint32_t LittleEndian(const std::vector<std::uint8_t>& bytes, std::size_t w
 
 // The properties of a record line: its count, its identifiers, then a value field for each
 // identifier in turn. False for a line whose count or identifiers cannot be read.
-bool ParseCall(const records::Record& row, std::vector<PropertyValue>* call) {
+bool ParseCall(records::RecordView row, std::vector<PropertyValue>* call) {
   call->clear();
   std::vector<std::uint8_t> bytes;
   if (!records::ParseByteList(row.Value(0), &bytes) || bytes.size() < 2) return false;
@@ -128,7 +128,7 @@ void CallLogWorker::Restore() {
   }
   SendLine(sink, texts::kValidCallLogsHeader);
   SendLine(sink, texts::kRetrievingFileRecords);
-  const std::vector<records::Record>& rows = file.Records();
+  const records::RecordTable& rows = file.Records();
   std::vector<std::uint8_t> count_bytes;
   if (rows.empty() || !records::ParseByteList(rows[0].Value(0), &count_bytes) ||
       count_bytes.size() != 4) {

@@ -1,5 +1,8 @@
 #include "outlook/contact_field_map.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "outlook/texts.h"
 #include "platform/text.h"
 
@@ -53,24 +56,16 @@ ContactFieldMap DefaultFieldMap(const records::Record& first_line) {
   return map;
 }
 
-std::vector<records::Record> MapContactRecords(const std::vector<records::Record>& file_records,
-                                               std::size_t file_column_count,
-                                               const ContactFieldMap& map,
-                                               const engine::CancelFlag* cancel) {
+void MapContactRecord(records::RecordView file_record, std::size_t file_column_count,
+                      const ContactFieldMap& map, records::Record* contact) {
   // Deliberately the file's column count, not sixty: a file with fewer columns leaves the
   // contact columns from that count on empty, mapped or not.
   const std::size_t bound = std::min(file_column_count, kContactColumnCount);
-  std::vector<records::Record> contacts;
-  contacts.reserve(file_records.size());
-  for (const records::Record& file_record : file_records) {
-    if (cancel != nullptr && cancel->load() != 0) break;
-    records::Record& contact = contacts.emplace_back();
-    for (std::size_t column = 0; column < kContactColumnCount; ++column) {
-      contact.push_back(column < bound && map[column] != kUnmapped ? file_record.Value(map[column])
-                                                                   : std::u16string_view());
-    }
+  contact->clear();
+  for (std::size_t column = 0; column < kContactColumnCount; ++column) {
+    contact->push_back(column < bound && map[column] != kUnmapped ? file_record.Value(map[column])
+                                                                  : std::u16string_view());
   }
-  return contacts;
 }
 
 }  // namespace kestrav::outlook

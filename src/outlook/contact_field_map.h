@@ -4,13 +4,12 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "engine/progress_sink.h"
 #include "outlook/contact_record.h"
 #include "records/record.h"
 
@@ -46,12 +45,9 @@ std::optional<std::u16string_view> UnmapField(ContactFieldMap& map,
 // first line with its name, case ignored; a field is taken once, and an empty one never matches.
 ContactFieldMap DefaultFieldMap(const records::Record& first_line);
 
-// The sixty fields of each record through the map. Only contact columns below the file's column
-// count are filled, even when a later one is mapped. Stops early, with the records built so far,
-// when the cancel flag is set.
-std::vector<records::Record> MapContactRecords(const std::vector<records::Record>& file_records,
-                                               std::size_t file_column_count,
-                                               const ContactFieldMap& map,
-                                               const engine::CancelFlag* cancel);
+// The sixty fields of a file record through the map, into *contact. Only contact columns below
+// the file's column count are filled, even when a later one is mapped.
+void MapContactRecord(records::RecordView file_record, std::size_t file_column_count,
+                      const ContactFieldMap& map, records::Record* contact);
 
 }  // namespace kestrav::outlook

@@ -69,36 +69,32 @@ void ContactsWorker::Backup(records::CsvRecordFile& file) {
 
 void ContactsWorker::Restore() {
   SendLine(sink, texts::kRetrievingFileRecords);
-  std::vector<records::Record> contacts;
-  {
-    records::CsvRecordFile file(device_, separator);
-    if (!file.Load(record_file, false, false)) {
-      SendLine(sink, file.LoadFailedText(), LogIcon::kError);
-      return;
-    }
-    if (!field_map && !IsContactHeader(file.Header())) {
-      SendLine(sink, texts::kInvalidFileFormat, LogIcon::kError);
-      return;
-    }
-    const std::vector<records::Record>& rows = file.Records();
-    SendLine(sink, engine::CountText(static_cast<long>(rows.size()), texts::kRecordFoundInFile,
-                                     texts::kRecordsFoundInFile));
-    if (rows.empty()) {
-      SendLine(sink, texts::kNoContactsFound);
-      return;
-    }
-    SendLine(sink, texts::kRetrievingMappedFields);
-    contacts = MapContactRecords(rows, file.ColumnCount(),
-                                 field_map ? *field_map : DefaultFieldMap(file.Header()), cancel);
+  records::CsvRecordFile file(device_, separator);
+  if (!file.Load(record_file, false, false)) {
+    SendLine(sink, file.LoadFailedText(), LogIcon::kError);
+    return;
   }
+  if (!field_map && !IsContactHeader(file.Header())) {
+    SendLine(sink, texts::kInvalidFileFormat, LogIcon::kError);
+    return;
+  }
+  const records::RecordTable& rows = file.Records();
+  SendLine(sink, engine::CountText(static_cast<long>(rows.size()), texts::kRecordFoundInFile,
+                                   texts::kRecordsFoundInFile));
+  if (rows.empty()) {
+    SendLine(sink, texts::kNoContactsFound);
+    return;
+  }
+  SendLine(sink, texts::kRetrievingMappedFields);
   if (Canceled()) {
     SendLine(sink, texts::kContactsRestoreCanceled, LogIcon::kError);
     return;
   }
-  RestoreRecords(contacts);
+  RestoreRecords(rows, file.ColumnCount(), field_map ? *field_map : DefaultFieldMap(file.Header()));
 }
 
-void ContactsWorker::RestoreRecords(const std::vector<records::Record>& contacts) {
+void ContactsWorker::RestoreRecords(const records::RecordTable& rows, std::size_t file_column_count,
+                                    const ContactFieldMap& map) {
   OutlookSession session(device_.outlook(), sink);
   if (!session.Connect()) return;
   std::unique_ptr<OutlookItemCollection> items = ContactItems(session);
@@ -121,15 +117,16 @@ void ContactsWorker::RestoreRecords(const std::vector<records::Record>& contacts
   }
 
   SendLine(sink, texts::kInsertingContacts);
-  engine::PostProgress(sink, 0, static_cast<std::uint32_t>(contacts.size()), false);
+  engine::PostProgress(sink, 0, static_cast<std::uint32_t>(rows.size()), false);
   const bool look_for_existing =
       mode == RestoreMode::kAddOnlyNew || mode == RestoreMode::kAddNewAndUpdate;
   long inserted = 0;
   long updated = 0;
   {
     ContactStore store(device_);
-    for (std::size_t position = 0; position < contacts.size() && !Canceled(); ++position) {
-      const records::Record& contact = contacts[position];
+    records::Record contact;  // reused: each row is mapped as its turn comes
+    for (std::size_t position = 0; position < rows.size() && !Canceled(); ++position) {
+      MapContactRecord(rows[position], file_column_count, map, &contact);
       const std::u16string_view name = contact.Value(kNameColumn);
       const auto number = static_cast<long>(position);
       std::unique_ptr<OutlookItem> item;

@@ -6,9 +6,10 @@
 // separated file with a header line can be imported.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <vector>
+#include <string>
 
 #include "devicedb/pim_volume.h"
 #include "engine/kind_worker.h"
@@ -34,7 +35,9 @@ class ContactsWorker : public engine::KindWorker {
   std::optional<ContactFieldMap> field_map;
 
  private:
-  void RestoreRecords(const std::vector<records::Record>& contacts);
+  // Connects and restores each file row, mapped to the sixty contact columns as its turn comes.
+  void RestoreRecords(const records::RecordTable& rows, std::size_t file_column_count,
+                      const ContactFieldMap& map);
 
   const platform::Device& device_;
 };

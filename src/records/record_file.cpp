@@ -120,7 +120,7 @@ class LineSource {
 // record and is passed over.
 struct LoadState {
   Record* header;
-  std::vector<Record>* records;
+  RecordTable* records;
   int* line_number;
   bool header_only;
   bool keep_raw_rows;
@@ -153,15 +153,14 @@ int LoadLines(platform::File& file, char16_t separator, char16_t quote, const Lo
       return failure();
     }
     if (!tokenizer.Feed(to_text(line), &values)) continue;
-    // The record is copied out of the reused one, so it takes no more room than it needs.
     if (!have_header) {
       if (values.empty()) return kErrorCsvBadHeader;
-      *state.header = values;
+      *state.header = values;  // copied out of the reused record, so it takes only its room
       if (state.header_only) return 0;
+      if (!state.keep_raw_rows) state.records->Reset(state.header->size());
       have_header = true;
     } else if (!values.empty()) {
-      if (!state.keep_raw_rows) values.resize(state.header->size());
-      state.records->push_back(values);
+      state.records->Append(values);
     }
     values.clear();
   }
@@ -260,7 +259,7 @@ bool CsvRecordFile::Close() {
 }
 
 bool CsvRecordFile::Load(std::u16string_view file_name, bool header_only, bool keep_raw_rows) {
-  records_.clear();
+  records_.Reset(std::nullopt);
   header_.clear();
   line_number_ = 0;
   last_error_ = 0;

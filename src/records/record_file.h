@@ -58,12 +58,12 @@ class CsvRecordFile {
   // --- Reading ---
 
   // Reads the whole file: the header, then (unless header_only) every record. Unless
-  // keep_raw_rows, each record is cut or padded with empty values to the header's column count.
-  // Records read before a failing line stay in Records().
+  // keep_raw_rows, each record reads as the header's column count: cut to it, or padded with
+  // empty values. Records read before a failing line stay in Records().
   bool Load(std::u16string_view file_name, bool header_only, bool keep_raw_rows);
   const Record& Header() const { return header_; }
   std::size_t ColumnCount() const { return header_.size(); }
-  const std::vector<Record>& Records() const { return records_; }
+  const RecordTable& Records() const { return records_; }
   // After Load: the number of the last line read, or of the failing record's first line. The
   // header is line 1.
   int LineNumber() const { return line_number_; }
@@ -87,7 +87,7 @@ class CsvRecordFile {
   bool write_failed_ = false;
 
   Record header_;
-  std::vector<Record> records_;
+  RecordTable records_;
   int line_number_ = 0;
 };
 
