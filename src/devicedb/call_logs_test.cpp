@@ -315,14 +315,14 @@ TEST(CallLogRestore, RefusesAFileThatIsNotACallLogFile) {
   const records::CsvRecordFile reader(handset.device.device());
   EXPECT_EQ(handset.RestoreFile(u"\\missing.csl", RestoreMode::kDeleteAllFirst),
             (Lines{u"Retrieving file records...",
-                   u"! " + reader.ErrorText(platform::kErrorFileNotFound) + u" Nothing done."}));
+                   u"! " + reader.ErrorText(platform::kErrorFileNotFound) + u"Nothing done."}));
   EXPECT_EQ(handset.Restore(u"", RestoreMode::kDeleteAllFirst),
             (Lines{u"Retrieving file records...",
-                   u"! Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found. Nothing done."}));
+                   u"! Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found.Nothing done."}));
   EXPECT_EQ(handset.Restore(CallFile(u"0x01,0x00,0x00,0x00", u"\"0x01,0x00;\r\n"),
                             RestoreMode::kDeleteAllFirst),
             (Lines{u"Retrieving file records...",
-                   u"! Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 3. Nothing done."}));
+                   u"! Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 3.Nothing done."}));
   EXPECT_EQ(handset.Calls(), std::vector<Call>{CallOf(u"555-0101", 60)});
 }
 

