@@ -2,7 +2,8 @@
 //
 //   kestrav-record-benchmark generate FILE --megabytes N   writes a contacts-like record file
 //   kestrav-record-benchmark load FILE                     reads it back, with peak memory
-//   kestrav-record-benchmark add FILE ARCHIVE              deflates it into a fresh archive
+//   kestrav-record-benchmark add FILE ARCHIVE              deflates it into a fresh archive, on
+//                                                          every core
 //
 // Each command runs in its own process, so the peak resident memory "load" reports is Load's.
 // MB is 10^6 bytes, MiB 2^20 bytes.
@@ -19,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "platform/host/host_device.h"
 #include "platform/text.h"
@@ -325,8 +327,9 @@ int Add(const std::string& file, const std::string& archive) {
     return 1;
   }
   const std::uintmax_t bytes = std::filesystem::file_size(file);
-  std::printf("seconds %.3f\nMB/s %.1f\narchive bytes %ju\n", seconds, Megabytes(bytes) / seconds,
-              std::filesystem::file_size(archive));
+  std::printf("seconds %.3f\nMB/s %.1f\narchive bytes %ju\nthreads %u\n", seconds,
+              Megabytes(bytes) / seconds, std::filesystem::file_size(archive),
+              std::max(1u, std::thread::hardware_concurrency()));
   return 0;
 }
 

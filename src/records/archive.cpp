@@ -4,10 +4,12 @@
 #include <minizip/zip.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 
 #include "platform/format.h"
+#include "records/parallel_deflate.h"
 
 namespace kestrav::records {
 namespace {
@@ -106,19 +108,35 @@ zlib_filefunc64_def FileFunctions(ArchiveIo* io) {
   return functions;
 }
 
-// Opens an archive for reading; on failure *error is the system's code when the file could not
-// be opened, and kArchiveBadGlobalInfo when it is not a readable archive.
-unzFile OpenForReading(const platform::Device& device, const std::u16string& archive_file,
-                       ArchiveIo* io, zlib_filefunc64_def* functions, int* error) {
-  *io = ArchiveIo{&device.files()};
-  *functions = FileFunctions(io);
-  unzFile archive = unzOpen2_64(&archive_file, functions);
-  if (archive == nullptr) {
-    *error =
-        io->last_error != kErrorSuccess ? static_cast<int>(io->last_error) : kArchiveBadGlobalInfo;
+// An archive opened for reading, closed when it goes.
+class ArchiveReader {
+ public:
+  ArchiveReader(const platform::Device& device, std::u16string_view archive_file)
+      : io_{&device.files()}, functions_(FileFunctions(&io_)), name_(archive_file) {
+    archive_ = unzOpen2_64(&name_, &functions_);
+    if (archive_ == nullptr) {
+      error_ = io_.last_error != kErrorSuccess ? static_cast<int>(io_.last_error)
+                                               : kArchiveBadGlobalInfo;
+    }
   }
-  return archive;
-}
+  ~ArchiveReader() {
+    if (archive_ != nullptr) unzClose(archive_);
+  }
+  ArchiveReader(const ArchiveReader&) = delete;
+  ArchiveReader& operator=(const ArchiveReader&) = delete;
+
+  // 0 when the archive is open; else the system's code when the file could not be opened, or
+  // kArchiveBadGlobalInfo when it is not a readable archive.
+  int error() const { return error_; }
+  unzFile get() const { return archive_; }
+
+ private:
+  ArchiveIo io_;
+  zlib_filefunc64_def functions_;
+  std::u16string name_;
+  unzFile archive_ = nullptr;
+  int error_ = 0;
+};
 
 // --- member names and dates ---
 
@@ -135,6 +153,12 @@ bool IsSafeMemberName(std::u16string_view name) {
     start = end + 1;
   }
   return true;
+}
+
+// A name that stays in the folder it is given and holds no folder of its own.
+bool IsPlainFileName(std::u16string_view name) {
+  return IsSafeMemberName(name) && name != u"." &&
+         std::ranges::none_of(name, platform::IsPathSeparator);
 }
 
 platform::SystemTime MemberDate(const tm_unz& date) {
@@ -159,17 +183,38 @@ int ReadMemberInfo(const platform::Device& device, unzFile archive, MemberInfo* 
   const int result = unzGetCurrentFileInfo64(archive, &member->info, name.data(), name.size(),
                                              nullptr, 0, nullptr, 0);
   if (result != UNZ_OK) return result;
-  if (member->info.size_filename > kMaxMemberNameBytes) return kArchiveUnsafeMemberName;
+  if (member->info.size_filename > kMaxMemberNameBytes) return kArchiveMemberNameTooLong;
   member->name =
       device.code_page().ToWide(std::string_view(name.data(), member->info.size_filename));
   return UNZ_OK;
 }
 
-// --- extraction of one member ---
+int ReadDirectory(const platform::Device& device, unzFile archive,
+                  std::vector<ArchiveMember>* members) {
+  for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
+       step = unzGoToNextFile(archive)) {
+    MemberInfo member;
+    if (const int result = step != UNZ_OK ? step : ReadMemberInfo(device, archive, &member);
+        result != 0) {
+      return result;
+    }
+    members->push_back(ArchiveMember{
+        member.name, member.info.uncompressed_size, member.info.compressed_size,
+        static_cast<int>(member.info.compression_method), MemberDate(member.info.tmu_date),
+        static_cast<std::uint32_t>(member.info.internal_fa),
+        static_cast<std::uint32_t>(member.info.external_fa)});
+  }
+  return 0;
+}
 
-// Writes the member in hand to the output file, inflating it here so that its size and CRC
-// are checked against the directory: nothing past the stated size is ever written.
-int CopyMember(unzFile archive, const unz_file_info64& info, platform::File& output) {
+// --- reading a member's data back ---
+
+// Receives a member's data as it is inflated; false is a write error.
+using MemberSink = std::function<bool(const unsigned char* bytes, std::size_t count)>;
+
+// Inflates the member in hand here, so that its data is checked against the size and CRC the
+// directory states: nothing past the stated size ever reaches the sink.
+int InflateMember(unzFile archive, const unz_file_info64& info, const MemberSink& sink) {
   if (info.compression_method != Z_DEFLATED && info.compression_method != 0) {
     return kArchiveDataError;
   }
@@ -192,10 +237,7 @@ int CopyMember(unzFile archive, const unz_file_info64& info, platform::File& out
   int result = 0;
   auto emit = [&](const unsigned char* bytes, std::size_t count) {
     if (written + count > info.uncompressed_size) return kArchiveMemberTooLarge;
-    std::size_t done = 0;
-    if (output.Write(bytes, count, &done) != kErrorSuccess || done != count) {
-      return kArchiveDataError;
-    }
+    if (!sink(bytes, count)) return kArchiveDataError;
     written += count;
     crc = crc32(crc, bytes, static_cast<uInt>(count));
     return 0;
@@ -240,53 +282,57 @@ int CopyMember(unzFile archive, const unz_file_info64& info, platform::File& out
   return closed == UNZ_CRCERROR ? UNZ_CRCERROR : 0;
 }
 
-// Creates the folders that a member name holds, below the destination folder.
-ErrorCode CreateMemberFolders(platform::FileSystem& files, const std::u16string& folder,
-                              std::u16string_view name) {
-  for (std::size_t separator = name.find_first_of(u"\\/"); separator != std::u16string_view::npos;
-       separator = name.find_first_of(u"\\/", separator + 1)) {
-    if (const ErrorCode error =
-            files.CreateFolder(folder + std::u16string(name.substr(0, separator)));
-        error != kErrorSuccess) {
-      return error;
-    }
-  }
-  return kErrorSuccess;
+// --- extraction ---
+
+// Opens the destination, creating it when missing; an empty one is the program's folder.
+// *path receives its path with a trailing separator.
+int OpenDestination(const platform::Device& device, std::u16string_view destination_folder,
+                    std::unique_ptr<platform::Folder>* folder, std::u16string* path) {
+  platform::FileSystem& files = device.files();
+  *path = destination_folder.empty() ? files.ProgramFolder() : std::u16string(destination_folder);
+  if (files.OpenFolder(*path, true, folder) != kErrorSuccess) return kArchiveDestinationError;
+  *path = platform::WithTrailingSeparator(*path);
+  return 0;
 }
 
-int ExtractMember(const platform::Device& device, unzFile archive, const std::u16string& folder,
-                  std::vector<std::u16string>* extracted_files) {
-  MemberInfo member;
-  if (const int result = ReadMemberInfo(device, archive, &member); result != UNZ_OK) return result;
-  platform::FileSystem& files = device.files();
-  if (const ErrorCode error = CreateMemberFolders(files, folder, member.name);
-      error != kErrorSuccess) {
-    return static_cast<int>(error);
-  }
-  if (platform::IsPathSeparator(member.name.back())) return 0;  // a folder entry
-  const std::u16string output_name = folder + member.name;
+// The path of a file extracted below the folder: the name's separators become the folder's, so
+// that the path of a host folder names the file that was written.
+std::u16string PathBelow(const std::u16string& folder_path, std::u16string_view name) {
+  std::u16string path = folder_path + std::u16string(name);
+  const char16_t separator = platform::IsHostPath(folder_path) ? u'/' : u'\\';
+  std::replace_if(path.begin() + static_cast<std::ptrdiff_t>(folder_path.size()), path.end(),
+                  platform::IsPathSeparator, separator);
+  return path;
+}
+
+// Writes the member in hand to a file below the folder, or removes the file again.
+int ExtractMemberAs(platform::Folder& folder, unzFile archive, const unz_file_info64& info,
+                    std::u16string_view file_name) {
   std::unique_ptr<platform::File> output;
-  if (const ErrorCode error = files.Open(output_name, platform::kGenericWrite, 0,
-                                         platform::Disposition::kCreateAlways, &output);
+  if (const ErrorCode error = folder.Open(file_name, platform::kGenericWrite,
+                                          platform::Disposition::kCreateAlways, &output);
       error != kErrorSuccess) {
     return static_cast<int>(error);
   }
-  int result = CopyMember(archive, member.info, *output);
+  int result =
+      InflateMember(archive, info, [&output](const unsigned char* bytes, std::size_t count) {
+        std::size_t done = 0;
+        return output->Write(bytes, count, &done) == kErrorSuccess && done == count;
+      });
+  if (result == 0) {
+    // Like the device, a file whose attributes or time cannot be set is still extracted.
+    output->SetAttributes(static_cast<std::uint32_t>(info.external_fa));
+    platform::FileTime last_write = 0;
+    if (platform::SystemTimeToFileTime(MemberDate(info.tmu_date), &last_write)) {
+      output->SetLastWriteTime(last_write);
+    }
+  }
   if (const ErrorCode closed = output->Close(); result == 0 && closed != kErrorSuccess) {
     result = kArchiveDataError;
   }
   output.reset();
-  if (result != 0) {
-    files.DeleteFile(output_name);
-    return result;
-  }
-  files.SetAttributes(output_name, static_cast<std::uint32_t>(member.info.external_fa));
-  platform::FileTime last_write = 0;
-  if (platform::SystemTimeToFileTime(MemberDate(member.info.tmu_date), &last_write)) {
-    files.SetLastWriteTime(output_name, last_write);
-  }
-  if (extracted_files != nullptr) extracted_files->push_back(output_name);
-  return 0;
+  if (result != 0) folder.DeleteFile(file_name);
+  return result;
 }
 
 // Every member name is checked before anything is written.
@@ -299,6 +345,122 @@ int CheckMemberNames(const platform::Device& device, unzFile archive) {
     if (!IsSafeMemberName(member.name)) return kArchiveUnsafeMemberName;
   }
   return 0;
+}
+
+// --- adding a member ---
+
+// Reads a member's data, 64 KiB at a time, reporting the progress after each read.
+class SourceReader {
+ public:
+  SourceReader(platform::File& source, const ArchiveProgress& progress)
+      : source_(source), progress_(progress) {}
+
+  // Fills the buffer; *size is less than its capacity only at the end of the file.
+  bool Read(unsigned char* buffer, std::size_t capacity, std::size_t* size) {
+    *size = 0;
+    while (*size < capacity) {
+      std::size_t read = 0;
+      if (source_.Read(buffer + *size, std::min(kChunkBytes, capacity - *size), &read) !=
+          kErrorSuccess) {
+        return false;
+      }
+      if (read == 0) break;
+      *size += read;
+      done_ += read;
+      if (progress_) progress_(static_cast<std::uint32_t>(done_), 0);
+    }
+    return true;
+  }
+
+ private:
+  platform::File& source_;
+  const ArchiveProgress& progress_;
+  std::uint64_t done_ = 0;
+};
+
+// Writes a deflated member's pieces in order through minizip's raw mode. The member is opened at
+// the first piece, whose stream tells whether the data is text: as when minizip deflates a
+// member itself, a text member carries 1 in place of the file's attributes.
+class DeflatedMemberWriter {
+ public:
+  DeflatedMemberWriter(zipFile archive, const std::string& name, const zip_fileinfo& info)
+      : archive_(archive), name_(name), info_(info) {}
+
+  int Write(const DeflatedPiece& piece) {
+    if (!opened_) {
+      if (piece.text) info_.internal_fa = Z_TEXT;
+      if (const int result = zipOpenNewFileInZip3(
+              archive_, name_.c_str(), &info_, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED, kLevel,
+              1, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr, 0);
+          result != ZIP_OK) {
+        return result;
+      }
+      opened_ = true;
+    }
+    if (!WritePiece(piece.bytes, piece.size)) return kArchiveDataError;
+    size_ += piece.input_size;
+    crc_ = crc32_combine(crc_, piece.crc, static_cast<z_off_t>(piece.input_size));
+    finished_ = piece.last;
+    return 0;
+  }
+
+  // Closes the member with the size and CRC of the data written. A member cut short by an error
+  // is ended with an empty last block, so that it stays a readable member of that data.
+  int Close() {
+    if (!opened_) return 0;
+    static constexpr unsigned char kEmptyLastBlock[] = {0x03, 0x00};
+    if (!finished_) WritePiece(kEmptyLastBlock, sizeof kEmptyLastBlock);
+    return zipCloseFileInZipRaw64(archive_, size_, crc_) == ZIP_OK ? 0 : kArchiveDataError;
+  }
+
+ private:
+  bool WritePiece(const unsigned char* bytes, std::size_t size) {
+    return zipWriteInFileInZip(archive_, bytes, static_cast<unsigned>(size)) == ZIP_OK;
+  }
+
+  zipFile archive_;
+  const std::string& name_;
+  zip_fileinfo info_;
+  bool opened_ = false;
+  bool finished_ = false;
+  std::uint64_t size_ = 0;
+  uLong crc_ = 0;
+};
+
+int AddStored(zipFile archive, const std::string& name, const zip_fileinfo& info,
+              SourceReader& reader) {
+  if (const int result = zipOpenNewFileInZip3(archive, name.c_str(), &info, nullptr, 0, nullptr, 0,
+                                              nullptr, kMethodStored, kLevel, 0, -MAX_WBITS,
+                                              kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr, 0);
+      result != ZIP_OK) {
+    return result;
+  }
+  int result = 0;
+  std::vector<unsigned char> block(kDeflateBlockBytes);
+  for (std::size_t size = block.size(); result == 0 && size == block.size();) {
+    if (!reader.Read(block.data(), block.size(), &size) ||
+        zipWriteInFileInZip(archive, block.data(), static_cast<unsigned>(size)) != ZIP_OK) {
+      result = kArchiveDataError;
+    }
+  }
+  if (zipCloseFileInZip(archive) != ZIP_OK && result == 0) result = kArchiveDataError;
+  return result;
+}
+
+zip_fileinfo MemberFileInfo(const platform::FileAttributeData& attributes) {
+  zip_fileinfo info{};
+  platform::SystemTime written;
+  platform::FileTimeToSystemTime(attributes.last_write_time, &written);
+  info.tmz_date.tm_sec = written.second;
+  info.tmz_date.tm_min = written.minute;
+  info.tmz_date.tm_hour = written.hour;
+  info.tmz_date.tm_mday = written.day;
+  info.tmz_date.tm_mon = written.month;  // 1 to 12 into a field counted from 0: the kept shift
+  info.tmz_date.tm_year = written.year;
+  info.dosDate = 0;
+  info.internal_fa = attributes.attributes;
+  info.external_fa = 0;
+  return info;
 }
 
 }  // namespace
@@ -315,6 +477,17 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
       error != kErrorSuccess) {
     return static_cast<int>(error);
   }
+  const std::u16string archive_name(archive_file);
+  platform::FileAttributeData archive_attributes;
+  const bool archive_exists =
+      files.GetAttributes(archive_name, &archive_attributes) == kErrorSuccess &&
+      (archive_attributes.attributes & platform::kAttributeDirectory) == 0;
+  // The archive would read its own growing end without end.
+  if (archive_exists &&
+      archive_attributes.volume_serial_number == attributes.volume_serial_number &&
+      archive_attributes.file_index == attributes.file_index) {
+    return kArchiveOwnMember;
+  }
   if (progress) progress(0, static_cast<std::uint32_t>(attributes.size));
 
   std::unique_ptr<platform::File> source;
@@ -326,110 +499,148 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
 
   ArchiveIo io{&files};
   zlib_filefunc64_def functions = FileFunctions(&io);
-  const std::u16string archive_name(archive_file);
-  const int append = files.FileExists(archive_name) ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE;
-  zipFile archive = zipOpen2_64(&archive_name, append, nullptr, &functions);
+  zipFile archive =
+      zipOpen2_64(&archive_name, archive_exists ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE,
+                  nullptr, &functions);
   if (archive == nullptr) return ZIP_ERRNO;
 
-  zip_fileinfo info{};
-  platform::SystemTime written;
-  platform::FileTimeToSystemTime(attributes.last_write_time, &written);
-  info.tmz_date.tm_sec = written.second;
-  info.tmz_date.tm_min = written.minute;
-  info.tmz_date.tm_hour = written.hour;
-  info.tmz_date.tm_mday = written.day;
-  info.tmz_date.tm_mon = written.month;  // 1 to 12 into a field counted from 0: the kept shift
-  info.tmz_date.tm_year = written.year;
-  info.dosDate = 0;
-  info.internal_fa = attributes.attributes;
-  info.external_fa = 0;
-
-  int result = zipOpenNewFileInZip3(archive, member_name.c_str(), &info, nullptr, 0, nullptr, 0,
-                                    nullptr, method, kLevel, 0, -MAX_WBITS, kMemoryLevel,
-                                    Z_DEFAULT_STRATEGY, nullptr, 0);
-  if (result == ZIP_OK) {
-    std::unique_ptr<char[]> chunk(new char[kChunkBytes]);
-    std::uint64_t done = 0;
-    for (;;) {
-      std::size_t read = 0;
-      if (source->Read(chunk.get(), kChunkBytes, &read) != kErrorSuccess) {
-        result = kArchiveDataError;
-        break;
-      }
-      if (read == 0) break;
-      if (zipWriteInFileInZip(archive, chunk.get(), static_cast<unsigned>(read)) < 0) {
-        result = kArchiveDataError;
-        break;
-      }
-      done += read;
-      if (progress) progress(static_cast<std::uint32_t>(done), 0);
-    }
-    if (zipCloseFileInZip(archive) != ZIP_OK && result == ZIP_OK) result = kArchiveDataError;
+  const zip_fileinfo info = MemberFileInfo(attributes);
+  SourceReader reader(*source, progress);
+  int result = 0;
+  if (method == kMethodStored) {
+    result = AddStored(archive, member_name, info, reader);
+  } else {
+    DeflatedMemberWriter writer(archive, member_name, info);
+    result = DeflateInParallel(
+        {.level = kLevel, .memory_level = kMemoryLevel},
+        [&reader](unsigned char* buffer, std::size_t capacity, std::size_t* size) {
+          return reader.Read(buffer, capacity, size);
+        },
+        [&writer](const DeflatedPiece& piece) { return writer.Write(piece); });
+    // A failed read or deflate is the archive's data error; a writer's code stands.
+    if (result == kDeflateReadFailed || result == kDeflateFailed) result = kArchiveDataError;
+    if (const int closed = writer.Close(); result == 0) result = closed;
   }
   source->Close();
-  if (zipClose(archive, nullptr) != ZIP_OK && result == ZIP_OK) result = kArchiveDataError;
+  if (zipClose(archive, nullptr) != ZIP_OK && result == 0) result = kArchiveDataError;
   return result;
 }
 
 int Extract(const platform::Device& device, std::u16string_view archive_file,
             std::u16string_view destination_folder, std::vector<std::u16string>* extracted_files) {
   if (archive_file.empty()) return kArchiveMissingName;
-  ArchiveIo io;
-  zlib_filefunc64_def functions;
-  int result = 0;
-  const std::u16string archive_name(archive_file);
-  unzFile archive = OpenForReading(device, archive_name, &io, &functions, &result);
-  if (archive == nullptr) return result;
-
-  platform::FileSystem& files = device.files();
-  std::u16string folder(destination_folder);
-  if (folder.empty()) {
-    folder = files.ProgramFolder();
-  } else if (files.CreateFolder(folder) != kErrorSuccess) {
-    unzClose(archive);
-    return kArchiveDestinationError;
+  const ArchiveReader reader(device, archive_file);
+  if (reader.error() != 0) return reader.error();
+  unzFile archive = reader.get();
+  if (const int result = CheckMemberNames(device, archive); result != 0) return result;
+  std::unique_ptr<platform::Folder> folder;
+  std::u16string folder_path;
+  if (const int result = OpenDestination(device, destination_folder, &folder, &folder_path);
+      result != 0) {
+    return result;
   }
-  folder = platform::WithTrailingSeparator(folder);
-
-  unz_global_info64 global{};
-  if (unzGetGlobalInfo64(archive, &global) != UNZ_OK) {
-    unzClose(archive);
-    return kArchiveBadGlobalInfo;
+  for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
+       step = unzGoToNextFile(archive)) {
+    MemberInfo member;
+    if (const int result = step != UNZ_OK ? step : ReadMemberInfo(device, archive, &member);
+        result != 0) {
+      return result;
+    }
+    const std::size_t last_separator = member.name.find_last_of(u"\\/");
+    if (last_separator != std::u16string::npos) {
+      if (const ErrorCode error = folder->CreateFolder(member.name.substr(0, last_separator));
+          error != kErrorSuccess) {
+        return static_cast<int>(error);
+      }
+      if (last_separator + 1 == member.name.size()) continue;  // a folder entry
+    }
+    if (const int result = ExtractMemberAs(*folder, archive, member.info, member.name);
+        result != 0) {
+      return result;
+    }
+    if (extracted_files != nullptr) extracted_files->push_back(PathBelow(folder_path, member.name));
   }
-  result = CheckMemberNames(device, archive);
-  if (result == 0) {
-    for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
-         step = unzGoToNextFile(archive)) {
-      result = step != UNZ_OK ? step : ExtractMember(device, archive, folder, extracted_files);
-      if (result != 0) break;
+  return 0;
+}
+
+int ExtractMembers(const platform::Device& device, std::u16string_view archive_file,
+                   std::u16string_view destination_folder, std::span<const MemberToExtract> members,
+                   std::vector<std::u16string>* extracted_files) {
+  if (archive_file.empty()) return kArchiveMissingName;
+  for (const MemberToExtract& member : members) {
+    if (!IsPlainFileName(member.file_name)) return kArchiveUnsafeMemberName;
+  }
+  const ArchiveReader reader(device, archive_file);
+  if (reader.error() != 0) return reader.error();
+  unzFile archive = reader.get();
+
+  // Where each member starts in the directory, found in one pass; then the chosen members' own
+  // headers, all before anything is written.
+  std::vector<unz64_file_pos> places;
+  for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
+       step = unzGoToNextFile(archive)) {
+    if (step != UNZ_OK) return step;
+    unzGetFilePos64(archive, &places.emplace_back());
+  }
+  std::vector<MemberInfo> chosen(members.size());
+  for (std::size_t index = 0; index < members.size(); ++index) {
+    if (members[index].position >= places.size()) return kArchiveBadGlobalInfo;
+    if (const int result = unzGoToFilePos64(archive, &places[members[index].position]);
+        result != UNZ_OK) {
+      return result;
+    }
+    if (const int result = ReadMemberInfo(device, archive, &chosen[index]); result != UNZ_OK) {
+      return result;
     }
   }
-  unzClose(archive);
-  return result;
+
+  std::unique_ptr<platform::Folder> folder;
+  std::u16string folder_path;
+  if (const int result = OpenDestination(device, destination_folder, &folder, &folder_path);
+      result != 0) {
+    return result;
+  }
+  for (std::size_t index = 0; index < members.size(); ++index) {
+    int result = unzGoToFilePos64(archive, &places[members[index].position]);
+    if (result == UNZ_OK) {
+      result = ExtractMemberAs(*folder, archive, chosen[index].info, members[index].file_name);
+    }
+    if (result != 0) return result;
+    if (extracted_files != nullptr) {
+      extracted_files->push_back(PathBelow(folder_path, members[index].file_name));
+    }
+  }
+  return 0;
 }
 
 int ListMembers(const platform::Device& device, std::u16string_view archive_file,
                 std::vector<ArchiveMember>* members) {
   if (archive_file.empty()) return kArchiveMissingName;
-  ArchiveIo io;
-  zlib_filefunc64_def functions;
-  int result = 0;
-  const std::u16string archive_name(archive_file);
-  unzFile archive = OpenForReading(device, archive_name, &io, &functions, &result);
-  if (archive == nullptr) return result;
+  const ArchiveReader reader(device, archive_file);
+  if (reader.error() != 0) return reader.error();
+  return ReadDirectory(device, reader.get(), members);
+}
+
+int TestArchive(const platform::Device& device, std::u16string_view archive_file,
+                std::vector<ArchiveMember>* members) {
+  if (archive_file.empty()) return kArchiveMissingName;
+  const ArchiveReader reader(device, archive_file);
+  if (reader.error() != 0) return reader.error();
+  unzFile archive = reader.get();
+  std::vector<ArchiveMember> directory;
+  const int listed = ReadDirectory(device, archive, members != nullptr ? members : &directory);
+  if (listed != 0) return listed;
+  const MemberSink discard = [](const unsigned char*, std::size_t) { return true; };
   for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
        step = unzGoToNextFile(archive)) {
-    MemberInfo member;
-    result = step != UNZ_OK ? step : ReadMemberInfo(device, archive, &member);
-    if (result != 0) break;
-    members->push_back(ArchiveMember{
-        member.name, member.info.uncompressed_size, member.info.compressed_size,
-        static_cast<int>(member.info.compression_method), MemberDate(member.info.tmu_date),
-        static_cast<std::uint32_t>(member.info.internal_fa),
-        static_cast<std::uint32_t>(member.info.external_fa)});
+    unz_file_info64 info{};
+    int result = step != UNZ_OK
+                     ? step
+                     : unzGetCurrentFileInfo64(archive, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+    if (result == UNZ_OK) result = InflateMember(archive, info, discard);
+    if (result != 0) return result;
   }
-  unzClose(archive);
-  return result;
+  return 0;
 }
 
 std::u16string ArchiveErrorText(int code) {
@@ -448,6 +659,10 @@ std::u16string ArchiveErrorText(int code) {
       return u"a member's name would place it outside the folder";
     case kArchiveMemberTooLarge:
       return u"a member holds more data than its header says";
+    case kArchiveMemberNameTooLong:
+      return u"a member's name is too long";
+    case kArchiveOwnMember:
+      return u"the archive cannot be added to itself";
     case Z_DATA_ERROR:
       return u"a member's data is damaged";
     case UNZ_CRCERROR:

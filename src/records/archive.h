@@ -5,11 +5,18 @@
 // copied field by field into the library's date, month included as 1 to 12 although the library
 // counts months from 0: so the stored date carries a month one higher than the file's (December
 // gives 13). Archives made this way have always been read back with that shift undone, and the
-// shift is kept so that they stay alike. Data moves through one 64 KiB buffer each way.
+// shift is kept so that they stay alike.
+//
+// A deflated member is one deflate stream made of 128 KiB blocks deflated side by side on every
+// core, each with the 32 KiB before it as its dictionary; a few blocks per thread are in flight,
+// so memory stays bounded whatever the file's size. Extraction writes only through the
+// destination folder held open, so a link inside it is never followed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,23 +25,27 @@
 
 namespace kestrav::records {
 
-// Results of AddFile and Extract besides 0 (success) and the system's positive error codes.
-inline constexpr int kArchiveDataError = -1;           // read or write error while copying data
-inline constexpr int kArchiveMissingName = -102;       // a required file name is missing
-inline constexpr int kArchiveBadGlobalInfo = -103;     // the archive's directory cannot be read
-inline constexpr int kArchiveDestinationError = 267;   // the destination folder cannot be created
-inline constexpr int kArchiveUnsafeMemberName = -120;  // a member would land outside the folder
-inline constexpr int kArchiveMemberTooLarge = -121;    // a member inflates past its stated size
+// Results of the functions below besides 0 (success) and the system's positive error codes.
+inline constexpr int kArchiveDataError = -1;            // read or write error while copying data
+inline constexpr int kArchiveMissingName = -102;        // a required file name is missing
+inline constexpr int kArchiveBadGlobalInfo = -103;      // the archive's directory cannot be read
+inline constexpr int kArchiveDestinationError = 267;    // the destination folder cannot be created
+inline constexpr int kArchiveUnsafeMemberName = -120;   // a member would land outside the folder
+inline constexpr int kArchiveMemberTooLarge = -121;     // a member inflates past its stated size
+inline constexpr int kArchiveMemberNameTooLong = -122;  // a member's name is past the maximum
+inline constexpr int kArchiveOwnMember = -123;          // the file to add is the archive itself
 
 inline constexpr int kMethodStored = 0;
 inline constexpr int kMethodDeflated = 8;
 
-// Receives the item progress of an addition: first (0, size of the file), then after every
-// chunk (bytes done so far, 0). An upper bound of 0 leaves the range as it is.
+// Receives the item progress of an addition, on the calling thread: first (0, size of the
+// file), then after every 64 KiB read (bytes done so far, 0). An upper bound of 0 leaves the
+// range as it is.
 using ArchiveProgress = std::function<void(std::uint32_t position, std::uint32_t upper_bound)>;
 
 // Adds a file to the archive as a new member, creating the archive when it does not exist.
-// method: kMethodDeflated or kMethodStored. Returns 0 or an error code.
+// method: kMethodDeflated or kMethodStored. Returns 0 or an error code; the archive itself is
+// refused as a source (kArchiveOwnMember) and left as it was.
 int AddFile(const platform::Device& device, std::u16string_view source_file,
             std::u16string_view archive_file, int method, const ArchiveProgress& progress);
 
@@ -45,6 +56,22 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
 // files of earlier members stay. extracted_files, when given, receives each file written.
 int Extract(const platform::Device& device, std::u16string_view archive_file,
             std::u16string_view destination_folder, std::vector<std::u16string>* extracted_files);
+
+// A member to extract under a name of the caller's choosing. position: its 0-based place in the
+// archive's directory, as ListMembers gives them. file_name: a plain name, without folders.
+struct MemberToExtract {
+  std::size_t position = 0;
+  std::u16string file_name;
+};
+
+// Extracts only the chosen members, in the given order, each into the destination folder (as
+// Extract takes it) under its file name. A position past the directory's end or a file name that
+// is not plain is refused before anything is written. On the first member that fails, its file
+// is removed and its code returned; the files written before stay, listed in extracted_files
+// when it is given, for the caller to remove.
+int ExtractMembers(const platform::Device& device, std::u16string_view archive_file,
+                   std::u16string_view destination_folder, std::span<const MemberToExtract> members,
+                   std::vector<std::u16string>* extracted_files);
 
 struct ArchiveMember {
   std::u16string name;
@@ -59,6 +86,12 @@ struct ArchiveMember {
 
 // Reads the archive's directory. Returns 0 or an error code.
 int ListMembers(const platform::Device& device, std::u16string_view archive_file,
+                std::vector<ArchiveMember>* members);
+
+// Reads the directory and inflates every member's data, checking it against the size and CRC
+// the directory states, writing nothing. Returns 0 for a whole archive, else the first error
+// code. members, when given, receives the directory.
+int TestArchive(const platform::Device& device, std::u16string_view archive_file,
                 std::vector<ArchiveMember>* members);
 
 // A short text for an archive result, for front ends; empty for 0.

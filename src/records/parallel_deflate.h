@@ -1,0 +1,50 @@
+// Raw deflate on every core, as pigz does it: the data is cut into 128 KiB blocks, each deflated
+// on a thread of its own with the 32 KiB before it as its dictionary and ended with a sync flush
+// (the last one with the stream's end), so that the pieces, joined in order, are one ordinary
+// deflate stream that any inflater reads. A fixed ring of a few blocks per thread is in flight,
+// so memory stays bounded whatever the size of the data; data that fits one block is deflated on
+// the calling thread.
+#pragma once
+
+#include <zlib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+namespace kestrav::records {
+
+// The size of the blocks the data is cut into.
+inline constexpr std::size_t kDeflateBlockBytes = 128 * 1024;
+
+struct DeflateOptions {
+  int level = Z_DEFAULT_COMPRESSION;
+  int memory_level = 8;
+};
+
+// One block's piece of the stream, handed to the writer in order.
+struct DeflatedPiece {
+  const unsigned char* bytes;
+  std::size_t size;
+  std::size_t input_size;  // the bytes of data it holds
+  uLong crc;               // the CRC-32 of those bytes (crc32_combine joins them)
+  bool text;               // zlib took the block's data for text
+  bool last;               // the piece that ends the stream
+};
+
+// Fills the buffer with the next data; *size is below the capacity only at the end of the data.
+// False when the data cannot be read.
+using BlockReader =
+    std::function<bool(unsigned char* buffer, std::size_t capacity, std::size_t* size)>;
+// Takes a piece; a non-zero answer stops the deflation and is returned by it.
+using PieceWriter = std::function<int(const DeflatedPiece& piece)>;
+
+inline constexpr int kDeflateReadFailed = -1;  // the reader failed
+inline constexpr int kDeflateFailed = -2;      // zlib failed
+
+// Deflates everything the reader gives into pieces for the writer, on the calling thread and as
+// many more as there are cores. 0, a writer's answer, or one of the codes above.
+int DeflateInParallel(const DeflateOptions& options, const BlockReader& read,
+                      const PieceWriter& write);
+
+}  // namespace kestrav::records
