@@ -103,6 +103,11 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
   const platform::Device& device = host->device();
   const std::u16string file = CommandLinePath(options.file);
   if (!device.files().FileExists(file)) return context.Fail(options.file + ": no such file");
+  if (!records::LooksLikeText(device, file)) {
+    return context.Fail(options.file +
+                        ": not a text file; import-contacts reads a separated text file (a "
+                        "backup archive goes through restore)");
+  }
 
   const auto separator = static_cast<char16_t>(delimiter->delimiter);
   records::CsvRecordFile header(device, separator);
@@ -111,6 +116,9 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
   std::string error;
   if (!ParseMap(options.map, header.Header(), &map, &error)) return context.Fail(error);
 
+  const std::unique_ptr<engine::DeviceJob> device_job =
+      context.BeginJob(device, u"import of " + file, true);
+  if (!device_job) return kExitFailure;
   engine::BackupJob job;
   job.separator = separator;
   const auto factory = [&](engine::ItemKind) {
@@ -125,10 +133,7 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
       refusal) {
     return context.Fail(refusal->title + u": " + refusal->text);
   }
-  const JobOutcome outcome = RunRestoreJob(device, job);
-  if (outcome.canceled) return context.Fail("the import was canceled");
-  if (outcome.error_rows > 0) return context.Fail("the import reported errors (rows marked (!))");
-  return kExitSuccess;
+  return RunCheckedRestore(context, device, *device_job, job, "import");
 }
 
 }  // namespace

@@ -17,22 +17,24 @@ struct RestoreOptions {
 };
 
 // The restore entries of a file, as the window lists them: one per archive member of a kind's
-// extension, or the record file itself. Empty when the file is neither.
-std::vector<engine::RestoreEntry> EntriesOf(const platform::Device& device,
-                                            const std::u16string& file) {
-  std::vector<engine::RestoreEntry> entries;
+// extension, or the record file itself. An archive whose directory cannot be read is invalid or
+// corrupt; a file that is neither has an invalid format.
+std::optional<engine::RestoreRefusal> EntriesOf(const platform::Device& device,
+                                                const std::u16string& file,
+                                                std::vector<engine::RestoreEntry>* entries) {
   const std::u16string_view extension = platform::ExtensionOf(file);
   if (platform::EqualsIgnoringAsciiCase(extension, engine::kArchiveExtension)) {
     std::vector<records::ArchiveMember> members;
-    if (records::ListMembers(device, file, &members) != 0) return entries;
+    if (records::ListMembers(device, file, &members) != 0) return engine::ArchiveInvalid(file);
     for (const records::ArchiveMember& member : members) {
       if (const auto kind = engine::KindOfExtension(platform::ExtensionOf(member.name)); kind)
-        entries.push_back({*kind, file, true});
+        entries->push_back({*kind, file, true});
     }
   } else if (const auto kind = engine::KindOfExtension(extension); kind) {
-    entries.push_back({*kind, file, false});
+    entries->push_back({*kind, file, false});
   }
-  return entries;
+  if (entries->empty()) return engine::InvalidFileFormat(file);
+  return std::nullopt;
 }
 
 int Restore(CommandContext& context, const RestoreOptions& options) {
@@ -42,11 +44,9 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
   const std::u16string file = CommandLinePath(options.file);
   if (!device.files().FileExists(file)) return context.Fail(options.file + ": no such file");
 
-  std::vector<engine::RestoreEntry> entries = EntriesOf(device, file);
-  if (entries.empty()) {
-    const engine::RestoreRefusal refusal = engine::InvalidFileFormat(file);
-    return context.Fail(refusal.title + u": " + refusal.text);
-  }
+  std::vector<engine::RestoreEntry> entries;
+  if (const auto refusal = EntriesOf(device, file, &entries); refusal)
+    return context.Fail(refusal->title + u": " + refusal->text);
   std::string reason;
   for (const std::string& setting : options.modes) {
     const std::size_t equals = setting.find('=');
@@ -79,14 +79,14 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       return context.Fail(NoWorkerReason(entry.kind) + " (choose others with --kinds)");
   }
 
+  const std::unique_ptr<engine::DeviceJob> device_job =
+      context.BeginJob(device, u"restore of " + file, true);
+  if (!device_job) return kExitFailure;
   engine::BackupJob job;
   const auto factory = [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); };
   if (const auto refusal = engine::PrepareRestore(device, job, kinds, entries, factory); refusal)
     return context.Fail(refusal->title + u": " + refusal->text);
-  const JobOutcome outcome = RunRestoreJob(device, job);
-  if (outcome.canceled) return context.Fail("the restore was canceled");
-  if (outcome.error_rows > 0) return context.Fail("the restore reported errors (rows marked (!))");
-  return kExitSuccess;
+  return RunCheckedRestore(context, device, *device_job, job, "restore");
 }
 
 }  // namespace

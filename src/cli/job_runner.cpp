@@ -7,6 +7,7 @@
 
 #include "cli/console_sink.h"
 #include "engine/restore_pass.h"
+#include "platform/text.h"
 
 namespace kestrav::cli {
 namespace {
@@ -79,6 +80,32 @@ JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job)
     }
     engine::RunRestore(device, job);
   });
+}
+
+int RunCheckedRestore(const CommandContext& context, const platform::Device& device,
+                      engine::DeviceJob& device_job, engine::BackupJob& job,
+                      std::string_view what) {
+  if (std::u16string reason; !device_job.TakeSnapshot(&reason)) {
+    return context.Fail(platform::ToUtf8(reason) + " (nothing was restored)");
+  }
+  const JobOutcome outcome = RunRestoreJob(device, job);
+  const std::string way_back =
+      "; kestrav-cli undo puts the device back as it was before this " + std::string(what);
+  const std::u16string failure = device_job.StoreFailure();
+  if (!failure.empty()) {
+    return context.Fail(
+        "the " + std::string(what) +
+        " was cut short: a store of the device failed: " + platform::ToUtf8(failure) + way_back);
+  }
+  if (outcome.canceled)
+    return context.Fail("the " + std::string(what) + " was canceled" + way_back);
+  if (const std::u16string shortfall = engine::RestoreShortfall(job); !shortfall.empty())
+    return context.Fail(platform::ToUtf8(shortfall) + way_back);
+  if (outcome.error_rows > 0) {
+    return context.Fail("the " + std::string(what) + " reported errors (rows marked (!))" +
+                        way_back);
+  }
+  return kExitSuccess;
 }
 
 }  // namespace kestrav::cli

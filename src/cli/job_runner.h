@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "cli/cli.h"
 #include "engine/backup_job.h"
 #include "engine/progress_sink.h"
 #include "platform/clock.h"
@@ -22,5 +23,11 @@ JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job);
 
 // Runs a prepared restore job (engine::PrepareRestore) with RunJob.
 JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job);
+
+// Takes the snapshot undo puts back, runs a prepared restore job, and says in one line what went
+// wrong, if anything did: a store that failed, a cancel, records that did not come back, error
+// rows - each with the way back (kestrav-cli undo). `what` names the job ("restore", "import").
+int RunCheckedRestore(const CommandContext& context, const platform::Device& device,
+                      engine::DeviceJob& device_job, engine::BackupJob& job, std::string_view what);
 
 }  // namespace kestrav::cli

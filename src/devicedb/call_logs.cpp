@@ -58,6 +58,14 @@ bool ParseCall(records::RecordView row, std::vector<PropertyValue>* call) {
   return true;
 }
 
+// Every row after the count row holds a call, but one whose property count is 0, which the
+// restore passes over as holding nothing. A row that cannot be read counts as a call lost.
+bool HoldsACall(records::RecordView row) {
+  std::vector<std::uint8_t> bytes;
+  return !records::ParseByteList(row.Value(0), &bytes) || bytes.size() < 2 ||
+         LittleEndian(bytes, 2) != 0;
+}
+
 }  // namespace
 
 std::u16string CallLogLine(const std::vector<PropertyValue>& call, char16_t separator) {
@@ -113,6 +121,7 @@ void CallLogWorker::Backup(records::CsvRecordFile& file) {
 }
 
 void CallLogWorker::Restore() {
+  tally = {};
   SendLine(sink, texts::kRetrievingFileRecords);
   records::CsvRecordFile file(device_, separator);
   if (!file.Load(record_file, false, true)) {
@@ -137,6 +146,11 @@ void CallLogWorker::Restore() {
   }
   const std::uint32_t count = LittleEndian(count_bytes, 4);
   SendLine(sink, engine::CountText(count, texts::kRecordFoundInFile, texts::kRecordsFoundInFile));
+  tally.file_accepted = true;
+  tally.announced = count;
+  for (std::size_t row = 1; row < rows.size(); ++row) {
+    if (HoldsACall(rows[row])) ++tally.records;
+  }
 
   CeDbSession session(device_.object_store(), sink, cancel);
   if (!session.Connect(PimDatabase::kCallLogs)) return;
@@ -157,12 +171,14 @@ void CallLogWorker::Restore() {
         if (mode == engine::RestoreMode::kAddOnlyNew && AlreadyExists(session, call)) {
           SendLine(sink, platform::Format(texts::kCallAlreadyExists, number + 1, number));
           engine::PostProgress(sink, static_cast<std::uint32_t>(j + 1), 0, false);
+          ++tally.restored;
           continue;
         }
         if (session.store().Write(session.database, 0, call) == 0) continue;
         SendLine(sink, platform::Format(texts::kCallInserted, number + 1, number));
         engine::PostProgress(sink, static_cast<std::uint32_t>(j + 1), 0, false);
         ++stored;
+        ++tally.restored;
       }
     }
     if (Canceled()) SendLine(sink, texts::kCallLogsRestoreCanceled, engine::LogIcon::kError);

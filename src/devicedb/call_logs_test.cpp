@@ -133,8 +133,12 @@ class Handset {
     worker.record_file = path;
     worker.mode = mode;
     worker.Restore();
+    tally = worker.tally;
     return Rows();
   }
+
+  // What the last restore reported of itself.
+  engine::RestoreTally tally;
 
   // The rows since the last call, without their times; error rows keep their "! ".
   Lines Rows() {
@@ -324,6 +328,7 @@ TEST(CallLogRestore, RefusesAFileThatIsNotACallLogFile) {
             (Lines{u"Retrieving file records...",
                    u"! Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 3.Nothing done."}));
   EXPECT_EQ(handset.Calls(), std::vector<Call>{CallOf(u"555-0101", 60)});
+  EXPECT_FALSE(handset.tally.file_accepted);
 }
 
 TEST(CallLogRestore, ACountOfZeroInsertsNothing) {
@@ -335,6 +340,11 @@ TEST(CallLogRestore, ACountOfZeroInsertsNothing) {
             RestoreLog(u"0 record found in file.", {u"No call logs found in the database.",
                                                     u"No records found. Nothing done."}));
   EXPECT_TRUE(handset.Calls().empty());
+  // The call the file holds did not come back, and its count row said otherwise.
+  EXPECT_TRUE(handset.tally.file_accepted);
+  EXPECT_EQ(handset.tally.records, 1u);
+  EXPECT_EQ(handset.tally.restored, 0u);
+  EXPECT_EQ(handset.tally.announced, 0u);
 }
 
 TEST(CallLogRestore, UpdateAndDuplicateModesInsertEveryLineAfterTheCount) {
@@ -358,6 +368,9 @@ TEST(CallLogRestore, UpdateAndDuplicateModesInsertEveryLineAfterTheCount) {
     EXPECT_EQ(handset.Calls(), (std::vector<Call>{CallOf(u"555-0101", 1), CallOf(u"555-0101", 1),
                                                   CallOf(u"555-0102", 2), CallOf(u"555-0103", 3),
                                                   CallOf(u"555-0104", 4), CallOf(u"555-0105", 5)}));
+    // The line with no property holds no call; the five others all came back.
+    EXPECT_EQ(handset.tally.records, 5u);
+    EXPECT_EQ(handset.tally.restored, 5u);
   }
 }
 
@@ -379,6 +392,7 @@ TEST(CallLogRestore, OnlyNewCallsReadOnFromWhereTheLastTestStopped) {
                   u"2 call logs successfully stored in database."}));
   EXPECT_EQ(handset.Bars(), (Lines{u"item 0/3", u"item 1/-1", u"item 2/-1", u"item 3/-1"}));
   EXPECT_EQ(handset.Calls(), (std::vector<Call>{first, second, first, second}));
+  EXPECT_EQ(handset.tally.restored, 3u) << "a call found already there came back too";
 
   // Matches add up over the records read: two calls with one equal property each make a call
   // neither of them is "exist"; and a call equal to a record read after one that matched in part

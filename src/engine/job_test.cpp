@@ -195,6 +195,14 @@ TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
                           }));
   EXPECT_TRUE(finished);
   EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
+
+  // What the kinds say they brought back: a file refused, or read whole, is no shortfall.
+  EXPECT_EQ(RestoreShortfall(job_), u"");
+  job_.restore_workers[0]->tally = {true, 25, 25, std::nullopt};
+  job_.restore_workers[1]->tally = {true, 40, 38, 41};
+  EXPECT_EQ(RestoreShortfall(job_),
+            u"2 of the 40 call logs in the file were not restored; the call logs file says it "
+            u"holds 41 records but holds 40");
 }
 
 TEST(ItemKind, TableAndLookups) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "engine/item_kind.h"
@@ -13,6 +14,15 @@
 #include "records/record_file.h"
 
 namespace kestrav::engine {
+
+// What a restore did with its record file, beyond what its own lines say, so that a front end can
+// tell a restore that brought back every record the file holds from one that did not.
+struct RestoreTally {
+  bool file_accepted = false;  // the file was read and its header accepted
+  std::uint64_t records = 0;   // the records the file holds
+  std::uint64_t restored = 0;  // those inserted, updated, or found already on the device
+  std::optional<std::uint64_t> announced;  // the number of records the file says it holds
+};
 
 class KindWorker {
  public:
@@ -35,6 +45,8 @@ class KindWorker {
   std::u16string record_file;
   RestoreMode mode = RestoreMode::kDeleteAllFirst;
   int messages_option = 0;
+  // Filled by the restore.
+  RestoreTally tally;
 };
 
 // Builds the worker of a kind; null for a kind this build has no worker for.

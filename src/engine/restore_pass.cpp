@@ -19,6 +19,10 @@ RestoreRefusal InvalidFileFormat(std::u16string_view file) {
   return {platform::Format(texts::kFileFormatInvalid, file), texts::kPimRestoreError};
 }
 
+RestoreRefusal ArchiveInvalid(std::u16string_view archive) {
+  return {platform::Format(texts::kArchiveInvalid, archive), texts::kRestoreError};
+}
+
 std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, BackupJob& job,
                                              const std::vector<ItemKind>& checked_kinds,
                                              std::vector<RestoreEntry> entries,
@@ -51,8 +55,7 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
         for (const std::u16string& file : job.extracted_files) device.files().DeleteFile(file);
         job.restore_workers.clear();
         job.extracted_files.clear();
-        return RestoreRefusal{platform::Format(texts::kArchiveInvalid, entry.file),
-                              texts::kRestoreError};
+        return ArchiveInvalid(entry.file);
       }
       const auto member = std::ranges::find_if(extracted, [&](const std::u16string& file) {
         return platform::EqualsIgnoringAsciiCase(platform::ExtensionOf(file), info.extension);
@@ -86,6 +89,30 @@ void RunRestore(const platform::Device& device, BackupJob& job) {
   for (const std::u16string& file : job.extracted_files) device.files().DeleteFile(file);
   job.extracted_files.clear();
   if (job.job_finished) job.job_finished();
+}
+
+std::u16string RestoreShortfall(const BackupJob& job) {
+  std::u16string shortfall;
+  auto add = [&shortfall](std::u16string clause) {
+    shortfall += (shortfall.empty() ? u"" : u"; ") + clause;
+  };
+  for (const std::unique_ptr<KindWorker>& worker : job.restore_workers) {
+    const RestoreTally& tally = worker->tally;
+    const std::optional<ItemKind> kind = KindOfOperation(worker->operation);
+    if (!tally.file_accepted || !kind) continue;
+    const std::u16string_view word = KindInfo(*kind).word;
+    if (tally.restored < tally.records) {
+      add(platform::Format(texts::kRecordsNotRestored,
+                           static_cast<unsigned long long>(tally.records - tally.restored),
+                           static_cast<unsigned long long>(tally.records), word));
+    }
+    if (tally.announced && *tally.announced != tally.records) {
+      add(platform::Format(texts::kAnnouncedOtherwise, word,
+                           static_cast<unsigned long long>(*tally.announced),
+                           static_cast<unsigned long long>(tally.records)));
+    }
+  }
+  return shortfall;
 }
 
 }  // namespace kestrav::engine

@@ -40,11 +40,19 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
 // Runs the prepared workers in turn, reports the end and calls job.job_finished.
 void RunRestore(const platform::Device& device, BackupJob& job);
 
+// After RunRestore: what the restore did not bring back, a clause a kind joined by "; " ("2 of the
+// 40 call logs in the file were not restored"), including a file whose count of records disagrees
+// with what it holds; empty when every record the files hold came back. A file a kind refused
+// is left out: its own error line says so.
+std::u16string RestoreShortfall(const BackupJob& job);
+
 // The folder of the temporary folder that a restore extracts archive members into, ending with
 // its separator.
 std::u16string RestoreFolder(const platform::Device& device);
 
 // The message for a file handed to a restore that is not a valid archive.
 RestoreRefusal InvalidFileFormat(std::u16string_view file);
+// The message for an archive that cannot be read or extracted.
+RestoreRefusal ArchiveInvalid(std::u16string_view archive);
 
 }  // namespace kestrav::engine

@@ -37,5 +37,9 @@ inline constexpr char16_t kJobHolder[] =
 inline constexpr char16_t kDeviceBusy[] = u"the device is busy with %s";
 inline constexpr char16_t kGaveUpWaiting[] = u"gave up after %d s: the device is busy with %s";
 inline constexpr char16_t kJobLockFailed[] = u"the device's job lock cannot be taken: %s";
+inline constexpr char16_t kRecordsNotRestored[] =
+    u"%I64u of the %I64u %s in the file were not restored";
+inline constexpr char16_t kAnnouncedOtherwise[] =
+    u"the %s file says it holds %I64u records but holds %I64u";
 
 }  // namespace kestrav::engine::texts

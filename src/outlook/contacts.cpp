@@ -68,6 +68,7 @@ void ContactsWorker::Backup(records::CsvRecordFile& file) {
 }
 
 void ContactsWorker::Restore() {
+  tally = {};
   SendLine(sink, texts::kRetrievingFileRecords);
   records::CsvRecordFile file(device_, separator);
   if (!file.Load(record_file, false, false)) {
@@ -79,6 +80,8 @@ void ContactsWorker::Restore() {
     return;
   }
   const records::RecordTable& rows = file.Records();
+  tally.file_accepted = true;
+  tally.records = rows.size();
   SendLine(sink, engine::CountText(static_cast<long>(rows.size()), texts::kRecordFoundInFile,
                                    texts::kRecordsFoundInFile));
   if (rows.empty()) {
@@ -141,6 +144,7 @@ void ContactsWorker::RestoreRecords(const records::RecordTable& rows, std::size_
       if (item && mode == RestoreMode::kAddOnlyNew) {
         // The one line numbered from 0.
         SendLine(sink, platform::Format(texts::kContactAlreadyExists, number, name));
+        ++tally.restored;
       } else {
         const bool found = item != nullptr;
         // A contact that cannot be created is passed over and counted nowhere.
@@ -152,6 +156,7 @@ void ContactsWorker::RestoreRecords(const records::RecordTable& rows, std::size_
                      platform::Format(found ? texts::kContactUpdated : texts::kContactInserted,
                                       number + 1, name));
             ++(found ? updated : inserted);
+            ++tally.restored;
           }
         }
       }

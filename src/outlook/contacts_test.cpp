@@ -123,8 +123,12 @@ class Handset {
     worker.separator = separator;
     worker.field_map = std::move(map);
     worker.Restore();
+    tally = worker.tally;
     return page.Rows();
   }
+
+  // What the last restore reported of itself.
+  engine::RestoreTally tally;
 
   ContactsWorker Worker() {
     ContactsWorker worker(device.device());
@@ -274,6 +278,8 @@ TEST(ContactRestore, EachModeWithItsLines) {
                   u"3. '' inserted.", u"4. 'Cid' inserted.",
                   u"3 contacts inserted in the database.", u"0 contact updated in the database."},
                  kDisconnect}));
+  EXPECT_EQ(adding.tally.records, 4u);
+  EXPECT_EQ(adding.tally.restored, 4u) << "a contact found already there came back too";
 
   Handset updating;
   EXPECT_EQ(run(RestoreMode::kAddNewAndUpdate, updating),
@@ -288,6 +294,12 @@ TEST(ContactRestore, EachModeWithItsLines) {
             (std::pair<std::u16string, std::u16string>(u"Ann", u"ann@example.org")));
   EXPECT_NE(updating.Backup().find(u"Ann;;;;;;;;;;;;;;;;;;;;ann@example.org;555-0101;"),
             std::u16string::npos);
+  // Unlike the other values, the notes follow their field even when it is empty.
+  const std::u16string notes = NotesField(u"Call back");
+  updating.Restore(Header() + Line({{0, u"Cid"}, {58, notes}}), RestoreMode::kAddNewAndUpdate);
+  EXPECT_NE(updating.Backup().find(notes), std::u16string::npos);
+  updating.Restore(Header() + Line({{0, u"Cid"}}), RestoreMode::kAddNewAndUpdate);
+  EXPECT_EQ(updating.Backup().find(notes), std::u16string::npos);
 
   Handset duplicating;
   run(RestoreMode::kAllowDuplicates, duplicating);

@@ -308,6 +308,23 @@ std::u16string CsvRecordFile::ErrorText(int code) const {
   }
 }
 
+bool LooksLikeText(const platform::Device& device, std::u16string_view file_name) {
+  std::unique_ptr<platform::File> file;
+  if (device.files().Open(file_name, platform::kGenericRead, platform::kShareRead,
+                          platform::Disposition::kOpenExisting, &file) != platform::kErrorSuccess) {
+    return false;
+  }
+  static constexpr std::size_t kSampleBytes = 64 * 1024;
+  auto sample = std::make_unique_for_overwrite<char[]>(kSampleBytes);
+  std::size_t held = 0;
+  for (std::size_t read = 1; read > 0 && held < kSampleBytes; held += read) {
+    if (file->Read(sample.get() + held, kSampleBytes - held, &read) != platform::kErrorSuccess)
+      return false;
+  }
+  const std::string_view bytes(sample.get(), held);
+  return bytes.starts_with("\xFF\xFE") || bytes.find('\0') == std::string_view::npos;
+}
+
 std::u16string CsvRecordFile::LoadFailedText() const {
   return platform::Format(texts::kLoadFailedNothingDone, ErrorText());
 }

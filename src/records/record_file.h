@@ -92,4 +92,9 @@ class CsvRecordFile {
   int line_number_ = 0;
 };
 
+// Whether a file reads as the text of a record file: it begins with the byte order mark FF FE, or
+// its first 64 KiB hold no NUL byte (an archive, a picture or a program does). False when it
+// cannot be read.
+bool LooksLikeText(const platform::Device& device, std::u16string_view file_name);
+
 }  // namespace kestrav::records
