@@ -290,6 +290,7 @@ ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* re
     Reason(reason, snapshot / kSnapshotInfoFile, "the copy of the stores is damaged");
     return kErrorGenFailure;
   }
+  store_.EndReads();
   info->job = FromUtf8(taken.value("job", std::string()));
   info->taken = TimeOfText(taken.value("taken", std::string()));
   for (const nlohmann::json& store : taken["stores"]) {

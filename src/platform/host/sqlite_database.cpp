@@ -172,6 +172,21 @@ void SqliteDatabase::NoteResult(int code) {
   failure_ = StoreFailure{code, StoreFailureText(code, busy_timeout_milliseconds_)};
 }
 
+void SqliteDatabase::Reading() {
+  // Bounded, so that other programs' changes are never kept out of sight for long.
+  static constexpr int kReadsPerTransaction = 256;
+  if (reading_ && ++reads_ < kReadsPerTransaction) return;
+  EndReading();
+  reading_ = Execute("BEGIN");
+  reads_ = 0;
+}
+
+void SqliteDatabase::EndReading() {
+  if (!reading_) return;
+  reading_ = false;
+  Execute("COMMIT");
+}
+
 bool SqliteDatabase::ReadOnly() const {
   return sqlite3_db_readonly(database_.get(), "main") == 1;
 }

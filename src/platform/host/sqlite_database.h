@@ -119,6 +119,13 @@ class SqliteDatabase {
 
   sqlite3* handle() const { return database_.get(); }
 
+  // Reads that follow each other share one read transaction, up to a bound, so that a pass over
+  // many records does not take and drop the file's locks for every statement. Call Reading
+  // before a read; EndReading before a write, and when a pass lets go of the database, from
+  // which point other programs' changes are seen again.
+  void Reading();
+  void EndReading();
+
  private:
   struct Closer {
     void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
@@ -131,6 +138,8 @@ class SqliteDatabase {
   std::map<std::string, SqliteStatement, std::less<>> cache_;
   int busy_timeout_milliseconds_;
   std::optional<StoreFailure> failure_;
+  bool reading_ = false;
+  int reads_ = 0;
 };
 
 }  // namespace kestrav::platform::host

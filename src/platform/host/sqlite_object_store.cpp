@@ -111,6 +111,16 @@ std::u16string SqliteObjectStore::FailureText() {
   return failed_volume_ + u": " + FromUtf8(failure_->message);
 }
 
+void SqliteObjectStore::EndReads() {
+  std::lock_guard lock(mutex_);
+  EndReadsLocked();
+}
+
+void SqliteObjectStore::EndReadsLocked() {
+  // A volume may be mounted more than once: every read after a write must see it.
+  for (auto& [volume, database] : volumes_) database->EndReading();
+}
+
 void SqliteObjectStore::ClearFailure() {
   std::lock_guard lock(mutex_);
   failure_.reset();
@@ -178,6 +188,7 @@ ErrorCode SqliteObjectStore::UnmountVolume(VolumeId volume) {
 ErrorCode SqliteObjectStore::CreateDatabase(VolumeId volume, std::u16string_view name) {
   std::lock_guard lock(mutex_);
   if (Failing(volume)) return volumes_.contains(volume) ? FailureError() : kErrorInvalidParameter;
+  EndReadsLocked();
   SqliteStatement insert = volumes_[volume]->Prepare("INSERT INTO databases (name) VALUES (?)");
   if (insert.Bind(1, name).Run()) return kErrorSuccess;
   return Failing(volume) ? FailureError() : kErrorAlreadyExists;
@@ -186,6 +197,7 @@ ErrorCode SqliteObjectStore::CreateDatabase(VolumeId volume, std::u16string_view
 DatabaseHandle SqliteObjectStore::OpenDatabase(VolumeId volume, std::u16string_view name) {
   std::lock_guard lock(mutex_);
   if (Failing(volume)) return kInvalidDatabaseHandle;
+  volumes_[volume]->Reading();
   SqliteStatement query = volumes_[volume]->Prepare("SELECT id FROM databases WHERE name = ?");
   if (!query.Bind(1, name).Step()) {
     Failing(volume);
@@ -198,7 +210,12 @@ DatabaseHandle SqliteObjectStore::OpenDatabase(VolumeId volume, std::u16string_v
 
 ErrorCode SqliteObjectStore::CloseDatabase(DatabaseHandle database) {
   std::lock_guard lock(mutex_);
-  return databases_.erase(database) == 1 ? kErrorSuccess : kErrorInvalidHandle;
+  const auto found = databases_.find(database);
+  if (found == databases_.end()) return kErrorInvalidHandle;
+  if (const auto volume = volumes_.find(found->second.volume); volume != volumes_.end())
+    volume->second->EndReading();
+  databases_.erase(found);
+  return kErrorSuccess;
 }
 
 SqliteObjectStore::OpenDatabaseState* SqliteObjectStore::Find(DatabaseHandle database) {
@@ -211,6 +228,7 @@ ErrorCode SqliteObjectStore::RecordCount(DatabaseHandle database, std::uint32_t*
   std::lock_guard lock(mutex_);
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return failure_ ? FailureError() : kErrorInvalidHandle;
+  volumes_[state->volume]->Reading();
   const CachedStatement query =
       volumes_[state->volume]->Cached("SELECT COUNT(*) FROM records WHERE database_id = ?");
   if (!query->Bind(1, state->database_id).Step()) {
@@ -239,6 +257,7 @@ ObjectId SqliteObjectStore::ReadNext(DatabaseHandle database,
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return 0;
   SqliteDatabase& volume = *volumes_[state->volume];
+  volume.Reading();
   ObjectId object_id = 0;
   {
     const CachedStatement query = volume.Cached(
@@ -251,23 +270,30 @@ ObjectId SqliteObjectStore::ReadNext(DatabaseHandle database,
     object_id = static_cast<ObjectId>(query->Integer(0));
   }
   state->position = object_id + 1;
-  std::vector<PropertyValue> stored = LoadProperties(volume, object_id);
-  // A record whose properties could not all be read is no record.
-  if (Failing(state->volume)) return 0;
   if (property_ids == nullptr) {
-    *properties = std::move(stored);
-    return object_id;
-  }
-  for (std::uint32_t id : *property_ids) {
-    const auto found = std::ranges::find(stored, id, &PropertyValue::id);
-    if (found != stored.end()) {
-      properties->push_back(*found);
-    } else {
-      PropertyValue missing;
-      missing.id = id;
-      missing.flags = kPropertyNotFound;
-      properties->push_back(missing);
+    *properties = LoadProperties(volume, object_id);
+  } else {
+    // Only the properties asked for, each found by its key.
+    const CachedStatement query = volume.Cached(
+        "SELECT id, flags, integer, real, text, bytes FROM properties WHERE oid = ? AND id = ?");
+    for (const std::uint32_t id : *property_ids) {
+      query->Reset();
+      if (query->Bind(1, static_cast<std::int64_t>(object_id))
+              .Bind(2, static_cast<std::int64_t>(id))
+              .Step()) {
+        properties->push_back(ReadValue(*query));
+      } else {
+        PropertyValue missing;
+        missing.id = id;
+        missing.flags = kPropertyNotFound;
+        properties->push_back(missing);
+      }
     }
+  }
+  // A record whose properties could not all be read is no record.
+  if (Failing(state->volume)) {
+    properties->clear();
+    return 0;
   }
   return object_id;
 }
@@ -276,6 +302,7 @@ ObjectId SqliteObjectStore::Seek(DatabaseHandle database, ObjectId object_id) {
   std::lock_guard lock(mutex_);
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return 0;
+  volumes_[state->volume]->Reading();
   const CachedStatement query = volumes_[state->volume]->Cached(
       object_id == 0 ? "SELECT oid FROM records WHERE database_id = ?1 ORDER BY oid LIMIT 1"
                      : "SELECT oid FROM records WHERE database_id = ?1 AND oid = ?2");
@@ -293,6 +320,7 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return 0;
   SqliteDatabase& volume = *volumes_[state->volume];
+  EndReadsLocked();
   if (!volume.Execute("BEGIN IMMEDIATE")) return 0;
   ObjectId target = object_id;
   bool written = true;
@@ -347,6 +375,7 @@ ErrorCode SqliteObjectStore::Delete(DatabaseHandle database, ObjectId object_id)
   OpenDatabaseState* state = Find(database);
   if (state == nullptr) return failure_ ? FailureError() : kErrorInvalidHandle;
   SqliteDatabase& volume = *volumes_[state->volume];
+  EndReadsLocked();
   const CachedStatement remove =
       volume.Cached("DELETE FROM records WHERE oid = ? AND database_id = ?");
   if (!remove->Bind(1, static_cast<std::int64_t>(object_id)).Bind(2, state->database_id).Run()) {

@@ -47,6 +47,11 @@ class SqliteObjectStore : public ObjectStore {
   void ClearFailure();
   int busy_timeout_milliseconds() const { return busy_timeout_milliseconds_; }
 
+  // Reads in a row share a read transaction (SqliteDatabase::Reading), and any write of this
+  // store ends them all first. EndReads ends them too, so that a change another connection is
+  // about to make is seen by the next read.
+  void EndReads();
+
  private:
   struct OpenDatabaseState {
     VolumeId volume;
@@ -59,6 +64,7 @@ class SqliteObjectStore : public ObjectStore {
   // Whether the volume has failed; its first failure becomes the store's.
   bool Failing(VolumeId volume);
   ErrorCode FailureError() const;
+  void EndReadsLocked();
   // The properties of a record in written order.
   std::vector<PropertyValue> LoadProperties(SqliteDatabase& volume, ObjectId object_id);
 
