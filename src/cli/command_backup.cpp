@@ -41,28 +41,33 @@ int Backup(CommandContext& context, const BackupOptions& options) {
       options.output.empty() ? DefaultArchive(device) : CommandLinePath(options.output);
   const std::string archive_shown = host->files().HostPath(archive).string();
   platform::FileSystem& files = device.files();
-  if (files.FileExists(archive)) {
-    if (!options.overwrite)
-      return context.Fail(archive_shown + ": the file exists (--overwrite replaces it)");
-    if (const platform::ErrorCode error = files.DeleteFile(archive); error != 0)
-      return context.Fail(archive_shown + ": " +
-                          platform::ToUtf8(platform::SystemErrorText(error)));
-  }
+  const bool replacing = files.FileExists(archive);
+  if (replacing && !options.overwrite)
+    return context.Fail(archive_shown + ": the file exists (--overwrite replaces it)");
+  const std::unique_ptr<engine::DeviceJob> device_job =
+      context.BeginJob(device, u"backup to " + archive, false);
+  if (!device_job) return kExitFailure;
 
   engine::BackupJob job;
   job.archive_file = archive;
   job.kinds = kinds;
   job.compression_method = options.store ? 0 : 8;
+  std::u16string fault;
   const JobOutcome outcome =
       RunJob(device.clock(), true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
         job.sink = sink;
         job.cancel = cancel;
-        engine::RunBackup(
+        fault = engine::RunCheckedBackup(
             device, job, [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); });
       });
-  if (outcome.canceled) return context.Fail("the backup was canceled");
-  if (!files.FileExists(archive)) return context.Fail(archive_shown + ": no backup was written");
-  if (outcome.error_rows > 0) return context.Fail("the backup reported errors (rows marked (!))");
+  // An archive that was there is replaced only by a whole new one.
+  const std::string kept = replacing ? "; the archive that was there is as it was" : "";
+  if (const std::u16string failure = device_job->StoreFailure(); !failure.empty()) {
+    return context.Fail(
+        "the backup failed: a store of the device failed: " + platform::ToUtf8(failure) + kept);
+  }
+  if (outcome.canceled) return context.Fail("the backup was canceled" + kept);
+  if (!fault.empty()) return context.Fail(archive_shown + ": " + platform::ToUtf8(fault) + kept);
   std::printf("Backup file: %s\n", archive_shown.c_str());
   return kExitSuccess;
 }

@@ -26,9 +26,10 @@ std::optional<engine::RestoreRefusal> EntriesOf(const platform::Device& device,
   if (platform::EqualsIgnoringAsciiCase(extension, engine::kArchiveExtension)) {
     std::vector<records::ArchiveMember> members;
     if (records::ListMembers(device, file, &members) != 0) return engine::ArchiveInvalid(file);
-    for (const records::ArchiveMember& member : members) {
-      if (const auto kind = engine::KindOfExtension(platform::ExtensionOf(member.name)); kind)
-        entries->push_back({*kind, file, true});
+    for (std::size_t position = 0; position < members.size(); ++position) {
+      const auto kind = engine::KindOfExtension(platform::ExtensionOf(members[position].name));
+      if (kind)
+        entries->push_back({*kind, file, true, engine::RestoreMode::kDeleteAllFirst, position});
     }
   } else if (const auto kind = engine::KindOfExtension(extension); kind) {
     entries->push_back({*kind, file, false});

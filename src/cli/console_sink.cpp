@@ -34,7 +34,6 @@ ConsoleSink::~ConsoleSink() {
 }
 
 void ConsoleSink::AddRow(const engine::LogRow& row) {
-  if (row.icon == engine::LogIcon::kError) ++error_rows_;
   EraseBars();
   std::fprintf(out_, "%s  %s%s\n", platform::ToUtf8(row.time).c_str(),
                row.icon == engine::LogIcon::kError ? "(!) " : "",

@@ -16,9 +16,6 @@ class ConsoleSink : public engine::ProgressSink {
   ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars);
   ~ConsoleSink() override;
 
-  // The number of rows shown with the error mark so far.
-  int error_rows() const { return error_rows_; }
-
   // Waits until `done` returns true; reports are printed on the thread that makes them.
   template <typename Done>
   void RunUntil(Done done) {
@@ -51,7 +48,6 @@ class ConsoleSink : public engine::ProgressSink {
   Bar item_;
   Bar overall_;
   int drawn_item_permille_ = -1;
-  int error_rows_ = 0;
 };
 
 // True when the stream is a terminal.

@@ -67,7 +67,7 @@ JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job) 
     return done.load();
   });
   worker.join();
-  return {cancel.load() != 0, sink.error_rows()};
+  return {cancel.load() != 0, sink.error_lines()};
 }
 
 JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job) {

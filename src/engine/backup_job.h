@@ -27,6 +27,14 @@ struct BackupJob {
   std::vector<std::u16string> extracted_files;
   // Called at the very end of a restore pass, so the front end can give back its buttons.
   std::function<void()> job_finished;
+  // Filled by the backup pass: each kind added to the archive, its member, and the archive's
+  // answer to the addition.
+  struct ArchivedKind {
+    ItemKind kind;
+    std::u16string member;
+    int result;
+  };
+  std::vector<ArchivedKind> archived;
 };
 
 // The record file of a kind in the device's temporary folder, named by the local date:
@@ -44,5 +52,15 @@ void StartKind(const platform::Device& device, KindWorker& worker);
 // The backup pass: every kind of the job to its record file, each file added to the archive and
 // deleted; a canceled backup leaves no archive behind.
 void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerFactory& factory);
+
+// The backup pass as the front ends run it, so that no backup is ever lost to a failed one. The
+// pass writes beside job.archive_file, under its name and ".partial"; the archive written is then
+// tested - every kind of the job has its member, every member's data matches its checksum - and
+// only then takes the archive's name, in one rename that replaces an archive of that name. So an
+// archive being replaced stays whole until the new one is, and a backup canceled, failed or
+// killed leaves it as it was. The pass's rows stay the device's. Returns what went wrong, for the
+// front end to say after them; empty when the new archive is in place.
+std::u16string RunCheckedBackup(const platform::Device& device, BackupJob& job,
+                                const KindWorkerFactory& factory);
 
 }  // namespace kestrav::engine

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "engine/backup_job.h"
 #include "engine/status_text.h"
 #include "engine/texts.h"
@@ -64,6 +66,7 @@ void StartKind(const platform::Device& device, KindWorker& worker) {
 }
 
 void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerFactory& factory) {
+  job.archived.clear();
   const std::uint32_t start = device.clock().TickCount();
   auto canceled = [&] { return job.cancel != nullptr && job.cancel->load() != 0; };
   PostProgress(job.sink, 0, static_cast<std::uint32_t>(job.kinds.size()), true);
@@ -81,11 +84,15 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
       if (!canceled()) {
         PostLog(job.sink, platform::Format(texts::kAddingToBackupFile, KindInfo(kind).word),
                 LogIcon::kInformation);
-        // A failed addition is not reported: the kind's own lines have told what it did.
-        records::AddFile(device, worker->record_file, job.archive_file, job.compression_method,
-                         [&job](std::uint32_t position, std::uint32_t upper_bound) {
-                           PostProgress(job.sink, position, upper_bound, false);
-                         });
+        // A failed addition is not reported among the rows: the kind's own lines have told what
+        // it did. The front end is told after the pass.
+        const int result =
+            records::AddFile(device, worker->record_file, job.archive_file, job.compression_method,
+                             [&job](std::uint32_t position, std::uint32_t upper_bound) {
+                               PostProgress(job.sink, position, upper_bound, false);
+                             });
+        job.archived.push_back(
+            {kind, std::u16string(platform::BaseName(worker->record_file)), result});
       }
       device.files().DeleteFile(worker->record_file);
     }
@@ -99,6 +106,71 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
     PostLog(job.sink, texts::kBackupEnded + ElapsedTimeText(start, end), LogIcon::kInformation,
             true);
   }
+}
+
+}  // namespace kestrav::engine
+
+namespace kestrav::engine {
+namespace {
+
+// What is wrong with a backup's archive, tested whole; empty when nothing is.
+std::u16string FaultOfBackup(const platform::Device& device, const BackupJob& job,
+                             std::u16string_view written) {
+  for (const ItemKind kind : job.kinds) {
+    const auto archived = std::ranges::find(job.archived, kind, &BackupJob::ArchivedKind::kind);
+    const std::u16string_view word = KindInfo(kind).word;
+    if (archived == job.archived.end()) return platform::Format(texts::kKindNotBackedUp, word);
+    if (archived->result != 0) {
+      return platform::Format(texts::kKindNotArchived, word,
+                              records::ArchiveErrorText(archived->result));
+    }
+  }
+  std::vector<records::ArchiveMember> members;
+  if (const int tested = records::TestArchive(device, written, &members); tested != 0)
+    return platform::Format(texts::kArchiveWrittenDamaged, records::ArchiveErrorText(tested));
+  for (const BackupJob::ArchivedKind& archived : job.archived) {
+    if (std::ranges::find(members, archived.member, &records::ArchiveMember::name) ==
+        members.end()) {
+      return platform::Format(texts::kArchiveLacksMember, archived.member);
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+std::u16string RunCheckedBackup(const platform::Device& device, BackupJob& job,
+                                const KindWorkerFactory& factory) {
+  platform::FileSystem& files = device.files();
+  const std::u16string archive = job.archive_file;
+  const std::u16string partial = archive + texts::kPartialArchiveSuffix;
+  // What a killed backup left: the writer would add to it instead of starting afresh.
+  if (files.Exists(partial)) {
+    if (const platform::ErrorCode error = files.DeleteFile(partial);
+        error != platform::kErrorSuccess) {
+      return platform::Format(texts::kPartialArchiveInTheWay, partial,
+                              platform::SystemErrorText(error));
+    }
+  }
+  const int errors_before = job.sink != nullptr ? job.sink->error_lines() : 0;
+  job.archive_file = partial;
+  RunBackup(device, job, factory);
+  job.archive_file = archive;
+  // A canceled pass has removed what it wrote.
+  if (job.cancel != nullptr && job.cancel->load() != 0) return texts::kBackupWasCanceled;
+  // A kind that reported an error may have written less than the device holds: an archive it
+  // would replace is worth more than this one.
+  std::u16string fault = job.sink != nullptr && job.sink->error_lines() > errors_before
+                             ? std::u16string(texts::kBackupReportedErrors)
+                             : FaultOfBackup(device, job, partial);
+  if (fault.empty()) {
+    if (const platform::ErrorCode error = files.Rename(partial, archive);
+        error != platform::kErrorSuccess) {
+      fault = platform::Format(texts::kArchiveNotInPlace, platform::SystemErrorText(error));
+    }
+  }
+  if (!fault.empty()) files.DeleteFile(partial);
+  return fault;
 }
 
 }  // namespace kestrav::engine

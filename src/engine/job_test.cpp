@@ -144,6 +144,38 @@ TEST_F(JobTest, KindWhoseFileCannotBeCreatedIsSkipped) {
                           }));
 }
 
+// The checked backup replaces an archive only with a whole new one.
+TEST_F(JobTest, CheckedBackupReplacesTheArchiveOnlyWhenWhole) {
+  device_.WriteFile(job_.archive_file, "old archive");
+  device_.WriteFile(job_.archive_file + u".partial", "left by a killed backup");
+  auto checked = [&](std::vector<ItemKind> kinds) {
+    job_.kinds = std::move(kinds);
+    const std::u16string fault = RunCheckedBackup(device_.device(), job_, Factory());
+    sink_.DispatchPending();
+    EXPECT_FALSE(device_.files().Exists(job_.archive_file + u".partial"));
+    return fault;
+  };
+
+  cancel_after_[ItemKind::kCallLogs] = 1;
+  EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kCallLogs}), u"the backup was canceled");
+  EXPECT_EQ(device_.ReadFile(job_.archive_file), "old archive");
+  cancel_ = 0;
+  cancel_after_.clear();
+
+  // A kind without its member, or one that reported an error, keeps the old archive.
+  EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kMessages}),
+            u"the messages were not backed up");
+  EXPECT_EQ(device_.ReadFile(job_.archive_file), "old archive");
+  std::filesystem::remove_all(device_.HostPath(u"\\Temp"));
+  EXPECT_EQ(checked({ItemKind::kContacts}), u"the backup reported errors");
+  EXPECT_EQ(device_.ReadFile(job_.archive_file), "old archive");
+  ASSERT_EQ(device_.files().CreateFolder(u"\\Temp"), platform::kErrorSuccess);
+
+  EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kCallLogs}), u"");
+  EXPECT_EQ(MemberNames(),
+            (std::vector<std::u16string>{u"contacts_20070315.csc", u"clogs_20070315.csl"}));
+}
+
 TEST_F(JobTest, RestorePreparationRefusals) {
   const std::vector<RestoreEntry> entries = {{ItemKind::kContacts, u"\\a.csc"}};
   std::optional<RestoreRefusal> refusal =
@@ -166,31 +198,47 @@ TEST_F(JobTest, RestorePreparationRefusals) {
             u"The compressed file \"\\broken.qbk\" is invalid or corrupt, nothing done.");
   EXPECT_EQ(refusal->title, u"Restore error");
   EXPECT_TRUE(job_.restore_workers.empty());
+  EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
 
   EXPECT_EQ(InvalidFileFormat(u"\\x.txt").text, u"The format of the file \"\\x.txt\" is invalid.");
   EXPECT_EQ(InvalidFileFormat(u"\\x.txt").title, u"PIM restore error");
 }
 
 TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
+  // An archive of a contacts, a call-log and a second contacts member, and a member that is no
+  // record file: the archive is extracted once, each entry from its own member, and only them.
   Backup({ItemKind::kContacts, ItemKind::kCallLogs});
+  device_.WriteFile(u"\\Storage Card\\other.csc", "x");
+  device_.WriteFile(u"\\Storage Card\\photo.jpg", "x");
+  ASSERT_EQ(
+      records::AddFile(device_.device(), u"\\Storage Card\\other.csc", job_.archive_file, 8, {}),
+      0);
+  ASSERT_EQ(
+      records::AddFile(device_.device(), u"\\Storage Card\\photo.jpg", job_.archive_file, 8, {}),
+      0);
   sink_.events.clear();
   bool finished = false;
   job_.job_finished = [&] { finished = true; };
-  ASSERT_FALSE(
-      PrepareRestore(device_.device(), job_, {ItemKind::kCallLogs, ItemKind::kContacts},
-                     {{ItemKind::kContacts, job_.archive_file, true, RestoreMode::kAddOnlyNew},
-                      {ItemKind::kCallLogs, job_.archive_file, true}},
-                     Factory()));
-  ASSERT_EQ(job_.restore_workers.size(), 2u);
+  ASSERT_FALSE(PrepareRestore(
+      device_.device(), job_, {ItemKind::kCallLogs, ItemKind::kContacts},
+      {{ItemKind::kContacts, job_.archive_file, true, RestoreMode::kAddOnlyNew, 0},
+       {ItemKind::kCallLogs, job_.archive_file, true, RestoreMode::kDeleteAllFirst, 1},
+       {ItemKind::kContacts, job_.archive_file, true, RestoreMode::kAddOnlyNew, 2}},
+      Factory()));
+  ASSERT_EQ(job_.restore_workers.size(), 3u);
+  EXPECT_EQ(device_.files().Find(u"\\Temp\\Kestrav restore\\*").size(), 3u);
   RunRestore(device_.device(), job_);
   sink_.DispatchPending();
-  EXPECT_EQ(restored_, (std::vector<std::u16string>{u"\\Temp\\contacts_20070315.csc",
-                                                    u"\\Temp\\clogs_20070315.csl"}));
+  EXPECT_EQ(restored_, (std::vector<std::u16string>{u"\\Temp\\Kestrav restore\\0.csc",
+                                                    u"\\Temp\\Kestrav restore\\1.csl",
+                                                    u"\\Temp\\Kestrav restore\\2.csc"}));
   EXPECT_EQ(sink_.Rows(), (std::vector<std::u16string>{
                               u"Starting contacts restore...",
                               u"mode 1",
                               u"Starting call logs restore...",
                               u"mode 0",
+                              u"Starting contacts restore...",
+                              u"mode 1",
                               u"Restore ended successfully in 00:00:00.000 [last]",
                           }));
   EXPECT_TRUE(finished);
@@ -200,6 +248,7 @@ TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
   EXPECT_EQ(RestoreShortfall(job_), u"");
   job_.restore_workers[0]->tally = {true, 25, 25, std::nullopt};
   job_.restore_workers[1]->tally = {true, 40, 38, 41};
+  job_.restore_workers[2]->tally = {false, 0, 0, std::nullopt};
   EXPECT_EQ(RestoreShortfall(job_),
             u"2 of the 40 call logs in the file were not restored; the call logs file says it "
             u"holds 41 records but holds 40");

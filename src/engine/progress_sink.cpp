@@ -31,8 +31,16 @@ std::uint64_t ProgressSink::Enqueue(StatusReport report) {
   return next_sequence_++;
 }
 
+void ProgressSink::CountErrorLine(const StatusReport& report) {
+  if (report.message == StatusMessage::kLogLine && report.text &&
+      (report.parameter & 0xFFFF) == static_cast<std::uint32_t>(LogIcon::kError)) {
+    ++error_lines_;
+  }
+}
+
 bool ProgressSink::Post(StatusReport report) {
   if (delivery_ == Delivery::kOnReportingThread) return Send(std::move(report));
+  CountErrorLine(report);
   {
     std::lock_guard lock(mutex_);
     if (closed_) return false;
@@ -43,6 +51,7 @@ bool ProgressSink::Post(StatusReport report) {
 }
 
 bool ProgressSink::Send(StatusReport report) {
+  CountErrorLine(report);
   if (delivery_ == Delivery::kOnReportingThread) {
     std::lock_guard handling(handling_);
     if (!IsOpen()) return false;

@@ -84,6 +84,9 @@ class ProgressSink {
   // Whether the running job is a backup; chooses the cancel text.
   void SetJobIsBackup(bool backup) { job_is_backup_ = backup; }
 
+  // The log lines with the error icon reported so far, shown or not.
+  int error_lines() const { return error_lines_.load(); }
+
  protected:
   virtual void AddRow(const LogRow& row) = 0;
   virtual void SetItemProgress(std::uint32_t position,
@@ -96,6 +99,7 @@ class ProgressSink {
 
  private:
   void Handle(const StatusReport& report);
+  void CountErrorLine(const StatusReport& report);
   std::uint64_t Enqueue(StatusReport report);
 
   const platform::Clock& clock_;
@@ -103,6 +107,7 @@ class ProgressSink {
   const std::thread::id receiver_;
   std::mutex handling_;  // one report at a time, for delivery on the reporting thread
   bool job_is_backup_ = true;
+  std::atomic<int> error_lines_ = 0;
 
   mutable std::mutex mutex_;
   std::condition_variable queued_;

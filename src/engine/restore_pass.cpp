@@ -1,6 +1,7 @@
 #include "engine/restore_pass.h"
 
 #include <algorithm>
+#include <map>
 
 #include "engine/status_text.h"
 #include "engine/texts.h"
@@ -9,6 +10,22 @@
 #include "records/archive.h"
 
 namespace kestrav::engine {
+namespace {
+
+// The name an archive member is extracted under: its place and its kind's extension, so that two
+// members of one name in different folders of the archive never meet.
+std::u16string ExtractedName(const RestoreEntry& entry) {
+  return platform::Format(u"%u%s", static_cast<unsigned long long>(entry.member),
+                          KindInfo(entry.kind).extension);
+}
+
+void RemoveExtractedFiles(const platform::Device& device, BackupJob& job) {
+  for (const std::u16string& file : job.extracted_files) device.files().DeleteFile(file);
+  job.extracted_files.clear();
+  device.files().RemoveFolder(RestoreFolder(device));
+}
+
+}  // namespace
 
 std::u16string RestoreFolder(const platform::Device& device) {
   return platform::WithTrailingSeparator(
@@ -34,39 +51,40 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
   });
   if (entries.empty()) return RestoreRefusal{texts::kNoRestoreType, texts::kRestoreError};
 
-  const std::u16string temp_folder = platform::WithTrailingSeparator(device.files().TempFolder());
   job.restore_workers.clear();
   job.extracted_files.clear();
+  std::vector<std::pair<const RestoreEntry*, std::unique_ptr<KindWorker>>> prepared;
   for (const RestoreEntry& entry : entries) {
-    std::unique_ptr<KindWorker> worker = factory(entry.kind);
-    if (!worker) continue;
-    const ItemKindInfo& info = KindInfo(entry.kind);
-    worker->operation = info.restore_operation;
-    worker->mode = entry.mode;
+    if (std::unique_ptr<KindWorker> worker = factory(entry.kind))
+      prepared.emplace_back(&entry, std::move(worker));
+  }
+
+  // Each archive once, with only the members still wanted, under names of their own.
+  std::map<std::u16string, std::vector<records::MemberToExtract>> wanted;
+  for (const auto& [entry, worker] : prepared) {
+    if (!entry->from_archive) continue;
+    std::vector<records::MemberToExtract>& members = wanted[entry->file];
+    if (std::ranges::find(members, entry->member, &records::MemberToExtract::position) ==
+        members.end()) {
+      members.push_back({entry->member, ExtractedName(*entry)});
+    }
+  }
+  const std::u16string folder = RestoreFolder(device);
+  for (const auto& [archive, members] : wanted) {
+    if (records::ExtractMembers(device, archive, folder, members, &job.extracted_files) != 0) {
+      RemoveExtractedFiles(device, job);
+      return ArchiveInvalid(archive);
+    }
+  }
+
+  for (auto& [entry, worker] : prepared) {
+    worker->operation = KindInfo(entry->kind).restore_operation;
+    worker->mode = entry->mode;
     worker->cancel = job.cancel;
     worker->sink = job.sink;
     worker->separator = job.separator;
     worker->messages_option = job.messages_option;
-    worker->record_file = entry.file;
-    if (entry.from_archive) {
-      std::vector<std::u16string> extracted;
-      if (records::Extract(device, entry.file, temp_folder, &extracted) != 0) {
-        for (const std::u16string& file : extracted) device.files().DeleteFile(file);
-        for (const std::u16string& file : job.extracted_files) device.files().DeleteFile(file);
-        job.restore_workers.clear();
-        job.extracted_files.clear();
-        return ArchiveInvalid(entry.file);
-      }
-      const auto member = std::ranges::find_if(extracted, [&](const std::u16string& file) {
-        return platform::EqualsIgnoringAsciiCase(platform::ExtensionOf(file), info.extension);
-      });
-      if (member != extracted.end()) worker->record_file = *member;
-      for (std::u16string& file : extracted) {
-        if (std::ranges::find(job.extracted_files, file) == job.extracted_files.end()) {
-          job.extracted_files.push_back(std::move(file));
-        }
-      }
-    }
+    worker->record_file = entry->from_archive ? folder + ExtractedName(*entry) : entry->file;
     job.restore_workers.push_back(std::move(worker));
   }
   return std::nullopt;
@@ -86,8 +104,7 @@ void RunRestore(const platform::Device& device, BackupJob& job) {
   } else {
     PostLog(job.sink, texts::kRestoreCanceled, LogIcon::kError, true);
   }
-  for (const std::u16string& file : job.extracted_files) device.files().DeleteFile(file);
-  job.extracted_files.clear();
+  RemoveExtractedFiles(device, job);
   if (job.job_finished) job.job_finished();
 }
 

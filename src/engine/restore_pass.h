@@ -2,10 +2,12 @@
 //
 // The front end hands over the kinds the user checked and the restore entries it found (a
 // record file, or an archive member, each with its kind and mode). Preparation prunes the
-// entries to the checked kinds, extracts archives into the device's temporary folder and builds
-// one worker per entry; if any of that fails, nothing starts and the front end shows the
-// message. The files extracted for a restore are removed once its pass has run: the archive
-// still holds them, and the temporary folder should not keep a copy of the user's data.
+// entries to the checked kinds, extracts each archive once - only the members still wanted, each
+// entry from its own member - into a folder of the device's temporary folder, and builds one
+// worker per entry; if any of that fails, nothing starts, nothing extracted stays, and the front
+// end shows the message. The files extracted for a restore are removed once its pass has run:
+// the archive still holds them, and the temporary folder should not keep a copy of the user's
+// data.
 #pragma once
 
 #include <optional>
@@ -21,6 +23,7 @@ struct RestoreEntry {
   std::u16string file;  // the record file, or the archive that holds it
   bool from_archive = false;
   RestoreMode mode = RestoreMode::kDeleteAllFirst;
+  std::size_t member = 0;  // from an archive: the member's place in its directory, from 0
 };
 
 // A message box the front end shows instead of starting the job.

@@ -37,6 +37,15 @@ inline constexpr char16_t kJobHolder[] =
 inline constexpr char16_t kDeviceBusy[] = u"the device is busy with %s";
 inline constexpr char16_t kGaveUpWaiting[] = u"gave up after %d s: the device is busy with %s";
 inline constexpr char16_t kJobLockFailed[] = u"the device's job lock cannot be taken: %s";
+inline constexpr char16_t kPartialArchiveSuffix[] = u".partial";
+inline constexpr char16_t kBackupWasCanceled[] = u"the backup was canceled";
+inline constexpr char16_t kBackupReportedErrors[] = u"the backup reported errors";
+inline constexpr char16_t kKindNotBackedUp[] = u"the %s were not backed up";
+inline constexpr char16_t kKindNotArchived[] = u"the %s could not be added to the archive: %s";
+inline constexpr char16_t kArchiveWrittenDamaged[] = u"the archive written is damaged: %s";
+inline constexpr char16_t kArchiveLacksMember[] = u"the archive written lacks its member %s";
+inline constexpr char16_t kArchiveNotInPlace[] = u"the archive written cannot take its place: %s";
+inline constexpr char16_t kPartialArchiveInTheWay[] = u"%s is in the way and cannot be removed: %s";
 inline constexpr char16_t kRecordsNotRestored[] =
     u"%I64u of the %I64u %s in the file were not restored";
 inline constexpr char16_t kAnnouncedOtherwise[] =
