@@ -13,7 +13,10 @@ platform::host::HostDevice* CommandContext::Profile() {
   if (!profile_) {
     std::string error;
     profile_ = platform::host::HostDevice::OpenProfile(ProfileFolder(), &error);
-    if (!profile_) Fail(error + " (create one with \"kestrav-cli device init\")");
+    if (!profile_) {
+      const bool missing = !std::filesystem::exists(ProfileFolder() / "device.json");
+      Fail(missing ? error + " (create one with \"kestrav-cli device init\")" : error);
+    }
   }
   return profile_.get();
 }

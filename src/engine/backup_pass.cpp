@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <system_error>
+#include <thread>
 
 #include "engine/backup_job.h"
 #include "engine/status_text.h"
@@ -69,6 +71,23 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
   job.archived.clear();
   const std::uint32_t start = device.clock().TickCount();
   auto canceled = [&] { return job.cancel != nullptr && job.cancel->load() != 0; };
+  // A kind's record file is added to the archive while the next kind is read: the archive takes
+  // one addition at a time, and the pass ends only once the last one has.
+  std::thread addition;
+  auto add = [&device, &job](ItemKind kind, std::u16string record_file) {
+    // A failed addition is not reported among the rows: the kind's own lines have told what it
+    // did. The front end is told after the pass.
+    const int result =
+        records::AddFile(device, record_file, job.archive_file, job.compression_method,
+                         [&job](std::uint32_t position, std::uint32_t upper_bound) {
+                           PostProgress(job.sink, position, upper_bound, false);
+                         });
+    job.archived.push_back({kind, std::u16string(platform::BaseName(record_file)), result});
+    device.files().DeleteFile(record_file);
+  };
+  auto finish_addition = [&addition] {
+    if (addition.joinable()) addition.join();
+  };
   PostProgress(job.sink, 0, static_cast<std::uint32_t>(job.kinds.size()), true);
   for (std::size_t index = 0; index < job.kinds.size(); ++index) {
     const ItemKind kind = job.kinds[index];
@@ -84,20 +103,19 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
       if (!canceled()) {
         PostLog(job.sink, platform::Format(texts::kAddingToBackupFile, KindInfo(kind).word),
                 LogIcon::kInformation);
-        // A failed addition is not reported among the rows: the kind's own lines have told what
-        // it did. The front end is told after the pass.
-        const int result =
-            records::AddFile(device, worker->record_file, job.archive_file, job.compression_method,
-                             [&job](std::uint32_t position, std::uint32_t upper_bound) {
-                               PostProgress(job.sink, position, upper_bound, false);
-                             });
-        job.archived.push_back(
-            {kind, std::u16string(platform::BaseName(worker->record_file)), result});
+        finish_addition();
+        try {
+          addition = std::thread(add, kind, worker->record_file);
+        } catch (const std::system_error&) {
+          add(kind, worker->record_file);  // without a thread to spare, here and now
+        }
+      } else {
+        device.files().DeleteFile(worker->record_file);
       }
-      device.files().DeleteFile(worker->record_file);
     }
     PostProgress(job.sink, static_cast<std::uint32_t>(index), 0, true);
   }
+  finish_addition();
   const std::uint32_t end = device.clock().TickCount();
   if (canceled()) {
     if (device.files().FileExists(job.archive_file)) device.files().DeleteFile(job.archive_file);

@@ -1,6 +1,7 @@
 #include "records/value_text.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -14,11 +15,18 @@ using platform::Format;
 using platform::PropertyType;
 
 std::u16string ByteListText(std::span<const std::uint8_t> bytes) {
+  // Every byte's ",0x%.2x", formatted once: a picture or a call's file time is a long list of
+  // them, and a backup writes tens of thousands.
+  static const auto kBytes = [] {
+    std::array<std::u16string, 256> texts;
+    for (unsigned byte = 0; byte < texts.size(); ++byte) texts[byte] = Format(u",0x%.2x", byte);
+    return texts;
+  }();
   std::u16string text;
   text.reserve(bytes.size() * 5);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    text += Format(i == 0 ? u"0x%.2x" : u",0x%.2x", static_cast<unsigned>(bytes[i]));
-  }
+  for (const std::uint8_t byte : bytes) text += kBytes[byte];
+  // The first byte has no comma before it.
+  if (!text.empty()) text.erase(0, 1);
   return text;
 }
 

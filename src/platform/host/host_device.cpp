@@ -99,9 +99,11 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
   auto host = std::unique_ptr<HostDevice>(
       new HostDevice(profile / kRootFolder, kTempFolder, std::move(ansi)));
   host->identity_ = identity;
-  host->registry_ = SqliteRegistry::Open(profile / kRegistryFile, false);
+  StoreFailure failure;
+  host->registry_ = SqliteRegistry::Open(profile / kRegistryFile, false, &failure);
   if (!host->registry_) {
-    Fail(error, (profile / kRegistryFile).string() + ": cannot open the registry");
+    Fail(error, (profile / kRegistryFile).string() + ": cannot open the registry: " +
+                    failure.message);
     return nullptr;
   }
   host->object_store_ = std::make_unique<SqliteObjectStore>(host->files_);

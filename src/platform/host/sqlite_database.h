@@ -1,5 +1,7 @@
 // A small owner of a SQLite database and its prepared statements, for the stand-in stores.
 //
+// A database is used by one thread at a time: its store holds a lock around every call.
+//
 // Every statement commits at once, as the device's stores do; two processes may share one
 // database file (a window and a scheduled run), so connections wait on each other's locks, for a
 // bounded time.
@@ -125,6 +127,9 @@ class SqliteDatabase {
   // which point other programs' changes are seen again.
   void Reading();
   void EndReading();
+  // The read transaction in progress, numbered from 1; 0 when none is. What a read found holds
+  // for as long as its transaction does.
+  std::uint64_t read_transaction() const { return reading_ ? read_transactions_ : 0; }
 
  private:
   struct Closer {
@@ -140,6 +145,7 @@ class SqliteDatabase {
   std::optional<StoreFailure> failure_;
   bool reading_ = false;
   int reads_ = 0;
+  std::uint64_t read_transactions_ = 0;
 };
 
 }  // namespace kestrav::platform::host

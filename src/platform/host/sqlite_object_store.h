@@ -57,6 +57,10 @@ class SqliteObjectStore : public ObjectStore {
     VolumeId volume;
     std::int64_t database_id;
     ObjectId position;  // the smallest object id the next read may return
+    // The record the last seek reached, and the read transaction it was reached in: while that
+    // transaction lasts, a read at that position needs no search.
+    ObjectId sought = 0;
+    std::uint64_t sought_in = 0;
   };
 
   // The state of an open database on a volume that still works; null otherwise.

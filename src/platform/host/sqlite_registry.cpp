@@ -82,9 +82,15 @@ std::u16string RootName(RegistryKey key) {
 }  // namespace
 
 std::unique_ptr<SqliteRegistry> SqliteRegistry::Open(const std::filesystem::path& file,
-                                                     bool create) {
-  std::unique_ptr<SqliteDatabase> database = SqliteDatabase::Open(file, create);
-  if (!database || !database->Execute(kSchema)) return nullptr;
+                                                     bool create, StoreFailure* failure) {
+  std::unique_ptr<SqliteDatabase> database = SqliteDatabase::Open(file, create, failure);
+  if (!database) return nullptr;
+  if (!database->Execute(kSchema)) {
+    if (failure != nullptr) {
+      *failure = database->failure().value_or(StoreFailure{SQLITE_NOTADB, "the file is damaged"});
+    }
+    return nullptr;
+  }
   for (RegistryKey root : {kHkeyClassesRoot, kHkeyCurrentUser, kHkeyLocalMachine}) {
     const std::u16string name = RootName(root);
     database

@@ -15,8 +15,10 @@ namespace kestrav::platform::host {
 
 class SqliteRegistry : public Registry {
  public:
-  // Opens the registry file, creating it (and its roots) when create is set; null on failure.
-  static std::unique_ptr<SqliteRegistry> Open(const std::filesystem::path& file, bool create);
+  // Opens the registry file, creating it (and its roots) when create is set; null on failure,
+  // with the reason in *failure when one is given.
+  static std::unique_ptr<SqliteRegistry> Open(const std::filesystem::path& file, bool create,
+                                              StoreFailure* failure = nullptr);
 
   ErrorCode OpenKey(RegistryKey parent, std::u16string_view path, std::uint32_t access,
                     RegistryKey* key) override;
