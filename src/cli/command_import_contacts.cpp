@@ -131,7 +131,7 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
   if (const auto refusal =
           engine::PrepareRestore(device, job, {engine::ItemKind::kContacts}, entries, factory);
       refusal) {
-    return context.Fail(refusal->title + u": " + refusal->text);
+    return FailWithRefusal(context, *refusal);
   }
   return RunCheckedRestore(context, device, *device_job, job, "import");
 }

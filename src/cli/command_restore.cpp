@@ -25,7 +25,8 @@ std::optional<engine::RestoreRefusal> EntriesOf(const platform::Device& device,
   const std::u16string_view extension = platform::ExtensionOf(file);
   if (platform::EqualsIgnoringAsciiCase(extension, engine::kArchiveExtension)) {
     std::vector<records::ArchiveMember> members;
-    if (records::ListMembers(device, file, &members) != 0) return engine::ArchiveInvalid(file);
+    if (const int result = records::ListMembers(device, file, &members); result != 0)
+      return engine::ArchiveInvalid(file, result);
     for (std::size_t position = 0; position < members.size(); ++position) {
       const auto kind = engine::KindOfExtension(platform::ExtensionOf(members[position].name));
       if (kind)
@@ -47,7 +48,7 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
 
   std::vector<engine::RestoreEntry> entries;
   if (const auto refusal = EntriesOf(device, file, &entries); refusal)
-    return context.Fail(refusal->title + u": " + refusal->text);
+    return FailWithRefusal(context, *refusal);
   std::string reason;
   for (const std::string& setting : options.modes) {
     const std::size_t equals = setting.find('=');
@@ -86,7 +87,7 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
   engine::BackupJob job;
   const auto factory = [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); };
   if (const auto refusal = engine::PrepareRestore(device, job, kinds, entries, factory); refusal)
-    return context.Fail(refusal->title + u": " + refusal->text);
+    return FailWithRefusal(context, *refusal);
   return RunCheckedRestore(context, device, *device_job, job, "restore");
 }
 

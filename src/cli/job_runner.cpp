@@ -82,6 +82,11 @@ JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job)
   });
 }
 
+int FailWithRefusal(const CommandContext& context, const engine::RestoreRefusal& refusal) {
+  return context.Fail(refusal.title + u": " + refusal.text +
+                      (refusal.cause.empty() ? u"" : u" (" + refusal.cause + u")"));
+}
+
 int RunCheckedRestore(const CommandContext& context, const platform::Device& device,
                       engine::DeviceJob& device_job, engine::BackupJob& job,
                       std::string_view what) {

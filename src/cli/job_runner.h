@@ -7,6 +7,7 @@
 #include "cli/cli.h"
 #include "engine/backup_job.h"
 #include "engine/progress_sink.h"
+#include "engine/restore_pass.h"
 #include "platform/clock.h"
 #include "platform/device.h"
 
@@ -23,6 +24,10 @@ JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job);
 
 // Runs a prepared restore job (engine::PrepareRestore) with RunJob.
 JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job);
+
+// Fails with the message box a restore shows instead of starting, and the archive's fault after
+// it when there is one: "Restore error: The compressed file ... (a member's name is too long)".
+int FailWithRefusal(const CommandContext& context, const engine::RestoreRefusal& refusal);
 
 // Takes the snapshot undo puts back, runs a prepared restore job, and says in one line what went
 // wrong, if anything did: a store that failed, a cancel, records that did not come back, error

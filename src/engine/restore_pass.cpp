@@ -36,8 +36,9 @@ RestoreRefusal InvalidFileFormat(std::u16string_view file) {
   return {platform::Format(texts::kFileFormatInvalid, file), texts::kPimRestoreError};
 }
 
-RestoreRefusal ArchiveInvalid(std::u16string_view archive) {
-  return {platform::Format(texts::kArchiveInvalid, archive), texts::kRestoreError};
+RestoreRefusal ArchiveInvalid(std::u16string_view archive, int archive_error) {
+  return {platform::Format(texts::kArchiveInvalid, archive), texts::kRestoreError,
+          records::ArchiveErrorText(archive_error)};
 }
 
 std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, BackupJob& job,
@@ -71,9 +72,11 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
   }
   const std::u16string folder = RestoreFolder(device);
   for (const auto& [archive, members] : wanted) {
-    if (records::ExtractMembers(device, archive, folder, members, &job.extracted_files) != 0) {
+    if (const int result =
+            records::ExtractMembers(device, archive, folder, members, &job.extracted_files);
+        result != 0) {
       RemoveExtractedFiles(device, job);
-      return ArchiveInvalid(archive);
+      return ArchiveInvalid(archive, result);
     }
   }
 

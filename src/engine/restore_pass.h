@@ -30,6 +30,9 @@ struct RestoreEntry {
 struct RestoreRefusal {
   std::u16string text;
   std::u16string title;
+  // What was wrong with an archive, in this port's words, for a front end to add after the
+  // message ("a member's name is too long"); empty otherwise.
+  std::u16string cause = {};
 };
 
 // Fills job.restore_workers from the entries; returns the refusal when the job may not start
@@ -55,7 +58,7 @@ std::u16string RestoreFolder(const platform::Device& device);
 
 // The message for a file handed to a restore that is not a valid archive.
 RestoreRefusal InvalidFileFormat(std::u16string_view file);
-// The message for an archive that cannot be read or extracted.
-RestoreRefusal ArchiveInvalid(std::u16string_view archive);
+// The message for an archive that cannot be read or extracted, with the archive's error.
+RestoreRefusal ArchiveInvalid(std::u16string_view archive, int archive_error);
 
 }  // namespace kestrav::engine
