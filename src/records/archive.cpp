@@ -189,8 +189,10 @@ int ReadMemberInfo(const platform::Device& device, unzFile archive, MemberInfo* 
   return UNZ_OK;
 }
 
-int ReadDirectory(const platform::Device& device, unzFile archive,
-                  std::vector<ArchiveMember>* members) {
+// Walks the members in directory order, the archive at each member in turn, and calls visit
+// with it; stops at the first non-zero answer, or error, and returns it.
+template <typename Visit>
+int ForEachMember(const platform::Device& device, unzFile archive, Visit visit) {
   for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
        step = unzGoToNextFile(archive)) {
     MemberInfo member;
@@ -198,13 +200,21 @@ int ReadDirectory(const platform::Device& device, unzFile archive,
         result != 0) {
       return result;
     }
+    if (const int result = visit(member); result != 0) return result;
+  }
+  return 0;
+}
+
+int ReadDirectory(const platform::Device& device, unzFile archive,
+                  std::vector<ArchiveMember>* members) {
+  return ForEachMember(device, archive, [members](const MemberInfo& member) {
     members->push_back(ArchiveMember{
         member.name, member.info.uncompressed_size, member.info.compressed_size,
         static_cast<int>(member.info.compression_method), MemberDate(member.info.tmu_date),
         static_cast<std::uint32_t>(member.info.internal_fa),
         static_cast<std::uint32_t>(member.info.external_fa)});
-  }
-  return 0;
+    return 0;
+  });
 }
 
 // --- reading a member's data back ---
@@ -337,14 +347,9 @@ int ExtractMemberAs(platform::Folder& folder, unzFile archive, const unz_file_in
 
 // Every member name is checked before anything is written.
 int CheckMemberNames(const platform::Device& device, unzFile archive) {
-  for (int result = unzGoToFirstFile(archive); result != UNZ_END_OF_LIST_OF_FILE;
-       result = unzGoToNextFile(archive)) {
-    if (result != UNZ_OK) return result;
-    MemberInfo member;
-    if (const int read = ReadMemberInfo(device, archive, &member); read != UNZ_OK) return read;
-    if (!IsSafeMemberName(member.name)) return kArchiveUnsafeMemberName;
-  }
-  return 0;
+  return ForEachMember(device, archive, [](const MemberInfo& member) {
+    return IsSafeMemberName(member.name) ? 0 : kArchiveUnsafeMemberName;
+  });
 }
 
 // --- adding a member ---
@@ -539,28 +544,22 @@ int Extract(const platform::Device& device, std::u16string_view archive_file,
       result != 0) {
     return result;
   }
-  for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
-       step = unzGoToNextFile(archive)) {
-    MemberInfo member;
-    if (const int result = step != UNZ_OK ? step : ReadMemberInfo(device, archive, &member);
-        result != 0) {
-      return result;
-    }
+  return ForEachMember(device, archive, [&](const MemberInfo& member) {
     const std::size_t last_separator = member.name.find_last_of(u"\\/");
     if (last_separator != std::u16string::npos) {
       if (const ErrorCode error = folder->CreateFolder(member.name.substr(0, last_separator));
           error != kErrorSuccess) {
         return static_cast<int>(error);
       }
-      if (last_separator + 1 == member.name.size()) continue;  // a folder entry
+      if (last_separator + 1 == member.name.size()) return 0;  // a folder entry
     }
     if (const int result = ExtractMemberAs(*folder, archive, member.info, member.name);
         result != 0) {
       return result;
     }
     if (extracted_files != nullptr) extracted_files->push_back(PathBelow(folder_path, member.name));
-  }
-  return 0;
+    return 0;
+  });
 }
 
 int ExtractMembers(const platform::Device& device, std::u16string_view archive_file,
@@ -577,10 +576,11 @@ int ExtractMembers(const platform::Device& device, std::u16string_view archive_f
   // Where each member starts in the directory, found in one pass; then the chosen members' own
   // headers, all before anything is written.
   std::vector<unz64_file_pos> places;
-  for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
-       step = unzGoToNextFile(archive)) {
-    if (step != UNZ_OK) return step;
-    unzGetFilePos64(archive, &places.emplace_back());
+  if (const int result = ForEachMember(
+          device, archive,
+          [&](const MemberInfo&) { return unzGetFilePos64(archive, &places.emplace_back()); });
+      result != 0) {
+    return result;
   }
   std::vector<MemberInfo> chosen(members.size());
   for (std::size_t index = 0; index < members.size(); ++index) {
@@ -631,16 +631,9 @@ int TestArchive(const platform::Device& device, std::u16string_view archive_file
   const int listed = ReadDirectory(device, archive, members != nullptr ? members : &directory);
   if (listed != 0) return listed;
   const MemberSink discard = [](const unsigned char*, std::size_t) { return true; };
-  for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
-       step = unzGoToNextFile(archive)) {
-    unz_file_info64 info{};
-    int result = step != UNZ_OK
-                     ? step
-                     : unzGetCurrentFileInfo64(archive, &info, nullptr, 0, nullptr, 0, nullptr, 0);
-    if (result == UNZ_OK) result = InflateMember(archive, info, discard);
-    if (result != 0) return result;
-  }
-  return 0;
+  return ForEachMember(device, archive, [&](const MemberInfo& member) {
+    return InflateMember(archive, member.info, discard);
+  });
 }
 
 std::u16string ArchiveErrorText(int code) {
