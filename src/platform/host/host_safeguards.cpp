@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -294,8 +295,10 @@ ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* re
   info->job = FromUtf8(taken.value("job", std::string()));
   info->taken = TimeOfText(taken.value("taken", std::string()));
   for (const nlohmann::json& store : taken["stores"]) {
-    if (!store.is_string()) continue;
-    const std::u16string volume = FromUtf8(store.get<std::string>());
+    const std::u16string volume = FromUtf8(store.is_string() ? store.get<std::string>() : "");
+    // Only the profile's own volumes are ever written back.
+    if (std::ranges::find(kStoreVolumes, std::u16string_view(volume)) == std::end(kStoreVolumes))
+      continue;
     const fs::path copy = snapshot / ToUtf8(BaseName(volume));
     Connection source;
     Connection target;
