@@ -1,0 +1,261 @@
+// Restores any bytes onto one device holding a few calls and contacts: as an archive (".qbk") or
+// as a single call-log (".csl") or contacts (".csc") file, under a restore mode the kind offers.
+// The first byte chooses the file's kind and the mode; the rest is the file.
+//
+// A restore refused before it starts, or by every kind's worker, must leave the call logs and
+// contacts exactly as they were, and each refusing worker must say so in an error row that ends
+// "Nothing done.". Whatever the input, the temporary folder must be empty afterwards and nothing
+// may appear or vanish anywhere else in the profile. The stores are put back from a snapshot after
+// every input, so that each one meets the same device, and must then read as before.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "devicedb/call_logs.h"
+#include "devicedb/pim_volume.h"
+#include "engine/restore_pass.h"
+#include "engine/testing/recording_sink.h"
+#include "outlook/contacts.h"
+#include "platform/test_support/temporary_device.h"
+#include "platform/text.h"
+#include "records/archive.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using kestrav::engine::ItemKind;
+using kestrav::engine::RestoreMode;
+using kestrav::platform::ItemProperty;
+using kestrav::platform::PropertyType;
+using kestrav::platform::PropertyValue;
+
+void Require(bool condition) {
+  if (!condition) __builtin_trap();
+}
+
+// Every record of a database with its object id and all its properties, in store order.
+using Records = std::vector<std::pair<kestrav::platform::ObjectId, std::vector<PropertyValue>>>;
+
+struct Stores {
+  Records calls;
+  Records contacts;
+  bool operator==(const Stores&) const = default;
+};
+
+Records ReadDatabase(kestrav::platform::ObjectStore& store, std::u16string_view name) {
+  kestrav::devicedb::HeldPimDatabase database(store);
+  Require(database.Open(name) == kestrav::platform::kErrorSuccess);
+  Records records;
+  std::vector<PropertyValue> properties;
+  while (const kestrav::platform::ObjectId id =
+             store.ReadNext(database.handle(), nullptr, &properties)) {
+    records.emplace_back(id, properties);
+  }
+  return records;
+}
+
+Stores ReadStores(const kestrav::platform::Device& device) {
+  return {ReadDatabase(device.object_store(), kestrav::devicedb::kCallLogDatabase),
+          ReadDatabase(device.object_store(), kestrav::devicedb::kContactsDatabase)};
+}
+
+// Every path below the folder, files and folders alike.
+std::set<fs::path> ListingOf(const fs::path& folder) {
+  std::set<fs::path> paths;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder))
+    paths.insert(entry.path().lexically_relative(folder));
+  return paths;
+}
+
+PropertyValue Property(std::uint16_t identifier, PropertyType type) {
+  PropertyValue value;
+  value.id = kestrav::platform::MakePropertyId(identifier, type);
+  return value;
+}
+
+// A call as the phone keeps it: start, end, flags, number, name, line and caller id.
+std::vector<PropertyValue> Call(std::uint64_t start, std::uint32_t flags, std::u16string number,
+                                std::u16string name) {
+  std::vector<PropertyValue> call(7);
+  call[0] = Property(0x0002, PropertyType::kFileTime);
+  call[0].file_time = start;
+  call[1] = Property(0x0003, PropertyType::kFileTime);
+  call[1].file_time = start + 950'000'000;
+  call[2] = Property(0x0004, PropertyType::kUInt32);
+  call[2].integer = flags;
+  call[3] = Property(0x0005, PropertyType::kString);
+  call[3].text = std::move(number);
+  call[4] = Property(0x0006, PropertyType::kString);
+  call[4].text = std::move(name);
+  call[5] = Property(0x0008, PropertyType::kInt16);
+  call[5].integer = 1;
+  call[6] = Property(0x000A, PropertyType::kBlob);
+  call[6].bytes = {0x01, 0xab, 0x00};
+  return call;
+}
+
+void AddCalls(kestrav::platform::ObjectStore& store) {
+  kestrav::devicedb::HeldPimDatabase database(store);
+  Require(database.Open(kestrav::devicedb::kCallLogDatabase) == kestrav::platform::kErrorSuccess);
+  for (const auto& call : {Call(0x01C766F5A1B2C3D4, 3, u"+44 20 7946 0321", u"Renée Dubois"),
+                           Call(0x01C76701A1B2C3D4, 0, u"555-0142", u""),
+                           Call(0x01C7670DA1B2C3D4, 1, u"0800 123", u"Tom; Hall")}) {
+    Require(store.Write(database.handle(), 0, call) != 0);
+  }
+}
+
+void AddContacts(kestrav::platform::OutlookRuntime& outlook) {
+  using kestrav::platform::Failed;
+  std::unique_ptr<kestrav::platform::OutlookApplication> application;
+  Require(!Failed(outlook.CreateApplication(&application)) && !Failed(application->Logon()));
+  struct Contact {
+    std::u16string_view file_as, first, last, email, mobile;
+    double birthday;
+  };
+  for (const Contact& contact : {
+           Contact{u"Dubois, Renée", u"Renée", u"Dubois", u"renee@example.org", u"+33 6 12", 27000},
+           Contact{u"Hall, Tom", u"Tom", u"Hall", u"", u"555-0199",
+                   kestrav::platform::kOleDateNone},
+           Contact{u"Acme \"Works\"", u"", u"", u"info@acme.example", u"", 39156},
+       }) {
+    std::unique_ptr<kestrav::platform::OutlookItem> item;
+    Require(!Failed(application->CreateItem(kestrav::platform::OutlookItemType::kContact, &item)));
+    item->SetText(ItemProperty::kFileAs, contact.file_as);
+    item->SetText(ItemProperty::kFirstName, contact.first);
+    item->SetText(ItemProperty::kLastName, contact.last);
+    item->SetText(ItemProperty::kEmail1Address, contact.email);
+    item->SetText(ItemProperty::kMobileTelephoneNumber, contact.mobile);
+    if (contact.birthday != kestrav::platform::kOleDateNone)
+      item->SetDate(ItemProperty::kBirthday, contact.birthday);
+    Require(!Failed(item->Save()));
+  }
+  application->Logoff();
+}
+
+// The device every input meets, with its stores as they were and the profile's listing.
+struct Handheld {
+  Handheld() {
+    const kestrav::platform::Device& phone = device.device();
+    AddCalls(phone.object_store());
+    AddContacts(phone.outlook());
+    std::u16string reason;
+    Require(phone.safeguards() != nullptr &&
+            phone.safeguards()->TakeSnapshot(u"restore fuzzing", &reason) ==
+                kestrav::platform::kErrorSuccess);
+    stores = ReadStores(phone);
+    Require(stores.calls.size() == 3 && stores.contacts.size() == 3);
+    listing = ListingOf(device.folder());
+  }
+
+  kestrav::testing::TemporaryDevice device;
+  Stores stores;
+  std::set<fs::path> listing;
+};
+
+std::unique_ptr<kestrav::engine::KindWorker> MakeWorker(const kestrav::platform::Device& device,
+                                                        ItemKind kind) {
+  switch (kind) {
+    case ItemKind::kCallLogs:
+      return std::make_unique<kestrav::devicedb::CallLogWorker>(device);
+    case ItemKind::kContacts:
+      return std::make_unique<kestrav::outlook::ContactsWorker>(device);
+    default:
+      return nullptr;
+  }
+}
+
+// The choice-th mode of those the kind offers, counting round.
+RestoreMode OfferedMode(ItemKind kind, unsigned choice) {
+  std::vector<RestoreMode> offered;
+  for (const RestoreMode mode : {RestoreMode::kDeleteAllFirst, RestoreMode::kAddOnlyNew,
+                                 RestoreMode::kAddNewAndUpdate, RestoreMode::kAllowDuplicates}) {
+    if (kestrav::engine::KindOffersMode(kind, mode)) offered.push_back(mode);
+  }
+  return offered[choice % offered.size()];
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  static Handheld handheld;
+  const kestrav::platform::Device& device = handheld.device.device();
+
+  const std::array<std::u16string_view, 3> extensions = {
+      kestrav::engine::kArchiveExtension, kestrav::engine::KindInfo(ItemKind::kCallLogs).extension,
+      kestrav::engine::KindInfo(ItemKind::kContacts).extension};
+  const std::u16string_view extension = extensions[data[0] % extensions.size()];
+  const unsigned mode_choice = data[0] / extensions.size();
+  const std::u16string file = u"\\My Documents\\input" + std::u16string(extension);
+  handheld.device.WriteFile(file,
+                            std::string_view(reinterpret_cast<const char*>(data) + 1, size - 1));
+
+  // The entries as a front end finds them: each archive member of a kind's extension, in its
+  // place, or the record file itself.
+  std::vector<kestrav::engine::RestoreEntry> entries;
+  bool listed = true;
+  if (extension == kestrav::engine::kArchiveExtension) {
+    std::vector<kestrav::records::ArchiveMember> members;
+    listed = kestrav::records::ListMembers(device, file, &members) == 0;
+    for (std::size_t position = 0; listed && position < members.size(); ++position) {
+      const auto kind =
+          kestrav::engine::KindOfExtension(kestrav::platform::ExtensionOf(members[position].name));
+      if (kind) entries.push_back({*kind, file, true, OfferedMode(*kind, mode_choice), position});
+    }
+  } else {
+    const ItemKind kind = *kestrav::engine::KindOfExtension(extension);
+    entries.push_back({kind, file, false, OfferedMode(kind, mode_choice)});
+  }
+  std::vector<ItemKind> kinds;
+  for (const kestrav::engine::RestoreEntry& entry : entries)
+    if (std::ranges::find(kinds, entry.kind) == kinds.end()) kinds.push_back(entry.kind);
+
+  kestrav::engine::testing::RecordingSink sink(device.clock(),
+                                               kestrav::engine::Delivery::kOnReportingThread);
+  kestrav::engine::BackupJob job;
+  job.sink = &sink;
+  bool changed_anything = false;
+  if (listed) {
+    const auto factory = [&device](ItemKind kind) { return MakeWorker(device, kind); };
+    if (kestrav::engine::PrepareRestore(device, job, kinds, entries, factory)) {
+      Require(job.restore_workers.empty());
+    } else {
+      kestrav::engine::RunRestore(device, job);
+      std::size_t refusing_workers = 0;
+      for (const auto& worker : job.restore_workers) {
+        if (worker->tally.file_accepted)
+          changed_anything = true;
+        else
+          ++refusing_workers;
+      }
+      const std::vector<std::u16string> rows = sink.Rows();
+      Require(std::ranges::count_if(rows, [](const std::u16string& row) {
+                return row.starts_with(u"! ") && row.ends_with(u"Nothing done.");
+              }) >= static_cast<std::ptrdiff_t>(refusing_workers));
+    }
+  }
+
+  const Stores after = ReadStores(device);
+  if (!changed_anything) Require(after == handheld.stores);
+  Require(fs::is_empty(handheld.device.root() / "Temp"));
+  std::error_code ignored;
+  fs::remove(handheld.device.HostPath(file), ignored);
+  Require(ListingOf(handheld.device.folder()) == handheld.listing);
+
+  if (after != handheld.stores) {
+    kestrav::platform::SnapshotInfo info;
+    std::u16string reason;
+    Require(device.safeguards()->RestoreSnapshot(&info, &reason) ==
+            kestrav::platform::kErrorSuccess);
+    Require(ReadStores(device) == handheld.stores);
+  }
+  return 0;
+}
