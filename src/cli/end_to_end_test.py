@@ -5,101 +5,18 @@ Usage: end_to_end_test.py /path/to/kestrav-cli [unittest options]
 """
 import json
 import os
-import re
 import signal
 import subprocess
 import sys
-import tempfile
 import threading
-import time
-import unittest
 import zipfile
 
-CLI = None  # set from the command line
-ROW = re.compile(r"^\d\d:\d\d:\d\d  (.*)$")
-
-# "Kestrav PIM records!" with every byte one up, as line 1 of a call-log file holds it.
-SIGNATURE = ("0x4c,0x66,0x74,0x75,0x73,0x62,0x77,0x21,0x51,0x4a,0x4e,0x21,0x73,0x66,0x64,0x70,"
-             "0x73,0x65,0x74,0x22")
-
-# Two calls covering each value text; the second lacks a property (flagged not found).
-TWO_CALLS = [
-    {"props": [
-        {"id": "0x80010003", "value": -95},
-        {"id": "0x0002001F", "value": "Zoë 王小明 \U0001F4DE"},
-        {"id": "0x00030040", "value": "0xd4,0xc3,0xb2,0xa1,0xf5,0x66,0xc7,0x01"},
-        {"id": "0x00040041", "value": "0x00,0xff,0x10"}]},
-    {"props": [
-        {"id": "0x00050005", "value": 1.5},
-        {"id": "0x0006001F", "flags": 256},
-        {"id": "0x00070012", "value": 65535}]},
-]
-TWO_CALLS_FILE = (
-    '\ufeff"' + SIGNATURE + '"\r\n"0x02,0x00,0x00,0x00"\r\n'
-    '"0x04,0x00";"0x03,0x00,0x01,0x80";"0x1f,0x00,0x02,0x00";"0x40,0x00,0x03,0x00";'
-    '"0x41,0x00,0x04,0x00";-95;Zoë 王小明 \U0001F4DE;0xd4,0xc3,0xb2,0xa1,0xf5,0x66,0xc7,0x01;'
-    '0x00,0xff,0x10;\r\n'
-    '"0x03,0x00";"0x05,0x00,0x05,0x00";"0x1f,0x00,0x06,0x00";"0x12,0x00,0x07,0x00";'
-    '1.500000;65535;\r\n').encode("utf-16-le")
+sys.dont_write_bytecode = True  # no __pycache__ beside the sources
+import e2e_support  # noqa: E402
+from e2e_support import TWO_CALLS, TWO_CALLS_FILE, Profile, rows, today, without_oids  # noqa: E402
 
 
-class Profile:
-    """One stand-in handheld in a folder of the test's temporary directory."""
-
-    def __init__(self, test, name):
-        self.test = test
-        self.folder = os.path.join(test.tmp, name)
-
-    def run(self, *args, expect=0, stdin=None):
-        result = subprocess.run([CLI, "--device", self.folder, *args], input=stdin,
-                                stdin=None if stdin is not None else subprocess.DEVNULL,
-                                capture_output=True, text=True, timeout=60)
-        self.test.assertEqual(result.returncode, expect,
-                              f"{args}\nstdout:\n{result.stdout[-2000:]}\nstderr:\n{result.stderr}")
-        if expect != 0:
-            self.test.assertRegex(result.stderr, r"^kestrav-cli: .+\n$")
-        return result
-
-    def init(self, *options):
-        self.run("device", "init", *options)
-        return self
-
-    def dump(self):
-        return json.loads(self.run("device", "dump", "clog.db").stdout)
-
-    def load(self, records):
-        self.run("device", "load", "clog.db", "-", stdin=json.dumps(records))
-
-
-def rows(stdout):
-    """The status rows without their times ("(!) " kept); every line must be a row."""
-    texts = []
-    for line in stdout.splitlines():
-        if line.startswith("Backup file: "):
-            continue
-        match = ROW.match(line)
-        assert match, f"not a status row: {line!r}"
-        texts.append(match.group(1))
-    return texts
-
-
-def without_oids(records):
-    return [record["props"] for record in records]
-
-
-def today():
-    return time.strftime("%Y%m%d")
-
-
-class EndToEnd(unittest.TestCase):
-    def setUp(self):
-        self._tmp = tempfile.TemporaryDirectory(prefix="kestrav-e2e-")
-        self.tmp = self._tmp.name
-        self.addCleanup(self._tmp.cleanup)
-
-    def path(self, name):
-        return os.path.join(self.tmp, name)
-
+class EndToEnd(e2e_support.TemporaryFolderCase):
     def sample_with_backup(self):
         source = Profile(self, "source").init("--sample")
         archive = self.path("sample.qbk")
@@ -212,7 +129,7 @@ class EndToEnd(unittest.TestCase):
     def test_ctrl_c_cancels_a_backup(self):
         device = Profile(self, "big").init("--sample", "--scale", "250")
         archive = self.path("big.qbk")
-        job = subprocess.Popen([CLI, "--device", device.folder, "backup", "--output", archive],
+        job = subprocess.Popen(device.command("backup", "--output", archive),
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, text=True)
         # The rows read so far sit in the pipe's text buffer: read the rest through it too.
@@ -319,7 +236,4 @@ class EndToEnd(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) < 2:
-        sys.exit("usage: end_to_end_test.py /path/to/kestrav-cli [unittest options]")
-    CLI = os.path.abspath(sys.argv.pop(1))
-    unittest.main()
+    e2e_support.main("end_to_end_test.py")

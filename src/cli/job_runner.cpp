@@ -13,6 +13,8 @@ namespace kestrav::cli {
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
+// Whether progress bars stand on the terminal's last line, which the last words must not join.
+volatile std::sig_atomic_t bars_shown = 0;
 
 extern "C" void OnInterrupt(int) {
   if (interrupted == 0) {
@@ -23,7 +25,9 @@ extern "C" void OnInterrupt(int) {
   // Every store commits call by call and a backup replaces its archive only once it is whole,
   // so nothing the user had is lost; the next job clears what this one left.
   static constexpr char kStopped[] = "\nkestrav-cli: stopped at once by a second Ctrl+C\n";
-  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, kStopped, sizeof kStopped - 1);
+  const char* text = bars_shown != 0 ? kStopped : kStopped + 1;
+  [[maybe_unused]] const ssize_t written =
+      ::write(STDERR_FILENO, text, sizeof kStopped - 1 - (text - kStopped));
   ::_exit(1);
 }
 
@@ -33,6 +37,7 @@ class InterruptGuard {
  public:
   InterruptGuard() {
     interrupted = 0;
+    bars_shown = IsTerminal(stdout) ? 1 : 0;
     struct sigaction action = {};
     action.sa_handler = OnInterrupt;
     sigemptyset(&action.sa_mask);

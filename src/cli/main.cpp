@@ -105,7 +105,7 @@ int main(int argc, char** argv) {
   app.add_option("--wait", context.wait_seconds,
                  "Seconds a job waits for another job on the same device before it gives up "
                  "(default 60; 0 gives up at once)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, 24 * 60 * 60));
   AddBackupCommand(app, context);
   AddRestoreCommand(app, context);
   AddDeleteAllCommand(app, context);

@@ -29,6 +29,8 @@ bool IsRecordFileName(std::u16string_view name, const ItemKindInfo& kind) {
 }  // namespace
 
 std::u16string JobHolderText(const platform::JobHolder& holder) {
+  // A job that has just taken the lock may not have named itself yet.
+  if (holder.process_id == 0) return texts::kAnotherJob;
   const platform::SystemTime& time = holder.started;
   return platform::Format(texts::kJobHolder, holder.job.empty() ? u"job" : holder.job,
                           holder.process_id, time.year, time.month, time.day, time.hour,

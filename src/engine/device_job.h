@@ -49,7 +49,7 @@ class DeviceJob {
 };
 
 // The job a lock holder is, for a line that tells the user: "the restore started by process 4242
-// at 2007-03-15 10:20:30 UTC".
+// at 2007-03-15 10:20:30 UTC", or "another job" when it has not named itself yet.
 std::u16string JobHolderText(const platform::JobHolder& holder);
 
 // Removes what a job leaves in the temporary folder while it runs - record files named as a

@@ -34,6 +34,7 @@ inline constexpr char16_t kRestoreFolderName[] = u"Kestrav restore";
 // What this port says where the host failed in ways the handheld never did.
 inline constexpr char16_t kJobHolder[] =
     u"the %s started by process %u at %.4d-%.2d-%.2d %.2d:%.2d:%.2d UTC";
+inline constexpr char16_t kAnotherJob[] = u"another job";
 inline constexpr char16_t kDeviceBusy[] = u"the device is busy with %s";
 inline constexpr char16_t kGaveUpWaiting[] = u"gave up after %d s: the device is busy with %s";
 inline constexpr char16_t kJobLockFailed[] = u"the device's job lock cannot be taken: %s";
