@@ -1,5 +1,6 @@
 #include "platform/format.h"
 
+#include <charconv>
 #include <cstdio>
 #include <string>
 
@@ -103,14 +104,37 @@ void AppendText(const Directive& directive, std::u16string_view text, std::u16st
   if (left) out->append(padding, u' ');
 }
 
+// A decimal with neither flags nor width, as printf writes it: the sign, then at least
+// `precision` digits (none at all for 0 with precision 0). Written here, not through printf, as
+// every count and property value of a backup goes this way.
+void AppendDecimal(bool negative, unsigned long long magnitude, int precision,
+                   std::u16string* out) {
+  char digits[24];
+  const auto [end, error] = std::to_chars(digits, digits + sizeof digits, magnitude);
+  std::size_t count = static_cast<std::size_t>(end - digits);
+  if (precision == 0 && magnitude == 0) count = 0;
+  if (negative) out->push_back(u'-');
+  if (precision > 0 && count < static_cast<std::size_t>(precision))
+    out->append(static_cast<std::size_t>(precision) - count, u'0');
+  AppendAscii(std::string_view(digits, count), out);
+}
+
 void AppendArgument(const Directive& directive, const FormatArgument& argument,
                     std::u16string* out) {
+  const bool plain = directive.flags.empty() && directive.width < 0;
   switch (directive.conversion) {
     case 'd':
     case 'i': {
       long long value = argument.AsSigned();
       if (directive.length == Directive::Length::kShort) value = static_cast<short>(value);
       if (directive.length == Directive::Length::kDefault) value = static_cast<int>(value);
+      if (plain) {
+        const unsigned long long magnitude = value < 0
+                                                 ? 0ULL - static_cast<unsigned long long>(value)
+                                                 : static_cast<unsigned long long>(value);
+        AppendDecimal(value < 0, magnitude, directive.precision, out);
+        return;
+      }
       AppendPrintf(PrintfPattern(directive, "ll"), value, out);
       return;
     }
@@ -121,6 +145,10 @@ void AppendArgument(const Directive& directive, const FormatArgument& argument,
       unsigned long long value = argument.AsUnsigned();
       if (directive.length == Directive::Length::kShort) value = static_cast<unsigned short>(value);
       if (directive.length == Directive::Length::kDefault) value = static_cast<unsigned>(value);
+      if (plain && directive.conversion == 'u') {
+        AppendDecimal(false, value, directive.precision, out);
+        return;
+      }
       AppendPrintf(PrintfPattern(directive, "ll"), value, out);
       return;
     }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 
 namespace kestrav::platform {
@@ -19,6 +20,17 @@ TEST(Format, DeviceNumberFormats) {
   EXPECT_EQ(Format(u"%I64u", std::numeric_limits<std::uint64_t>::max()), u"18446744073709551615");
   EXPECT_EQ(Format(u"%d", -32768), u"-32768");
   EXPECT_EQ(Format(u"%u", 4294967295u), u"4294967295");
+  // Plain decimals are written without printf; they must read as printf writes them.
+  for (const long long value : {0LL, 7LL, -5LL, 2147483647LL, -2147483648LL}) {
+    for (const char* pattern : {"%d", "%.0d", "%.3d", "%.12d", "%u", "%.0u", "%.4u"}) {
+      char expected[64];
+      std::snprintf(expected, sizeof expected, pattern, static_cast<int>(value));
+      std::u16string wide(pattern, pattern + std::char_traits<char>::length(pattern));
+      EXPECT_EQ(Format(wide, static_cast<int>(value)),
+                std::u16string(expected, expected + std::char_traits<char>::length(expected)))
+          << pattern << " " << value;
+    }
+  }
 }
 
 TEST(Format, WidthsAndLengthPrefixes) {
