@@ -62,10 +62,6 @@ int Backup(CommandContext& context, const BackupOptions& options) {
       });
   // An archive that was there is replaced only by a whole new one.
   const std::string kept = replacing ? "; the archive that was there is as it was" : "";
-  if (const std::u16string failure = device_job->StoreFailure(); !failure.empty()) {
-    return context.Fail(
-        "the backup failed: a store of the device failed: " + platform::ToUtf8(failure) + kept);
-  }
   if (outcome.canceled) return context.Fail("the backup was canceled" + kept);
   if (!fault.empty()) return context.Fail(archive_shown + ": " + platform::ToUtf8(fault) + kept);
   std::printf("Backup file: %s\n", archive_shown.c_str());

@@ -134,6 +134,11 @@ namespace {
 // What is wrong with a backup's archive, tested whole; empty when nothing is.
 std::u16string FaultOfBackup(const platform::Device& device, const BackupJob& job,
                              std::u16string_view written) {
+  // A store that failed under the pass gave less than the device holds.
+  if (platform::Safeguards* safeguards = device.safeguards()) {
+    if (const std::u16string failure = safeguards->StoreFailure(); !failure.empty())
+      return platform::Format(texts::kStoreFailedUnderBackup, failure);
+  }
   for (const ItemKind kind : job.kinds) {
     const auto archived = std::ranges::find(job.archived, kind, &BackupJob::ArchivedKind::kind);
     const std::u16string_view word = KindInfo(kind).word;

@@ -41,6 +41,7 @@ inline constexpr char16_t kJobLockFailed[] = u"the device's job lock cannot be t
 inline constexpr char16_t kPartialArchiveSuffix[] = u".partial";
 inline constexpr char16_t kBackupWasCanceled[] = u"the backup was canceled";
 inline constexpr char16_t kBackupReportedErrors[] = u"the backup reported errors";
+inline constexpr char16_t kStoreFailedUnderBackup[] = u"a store of the device failed: %s";
 inline constexpr char16_t kKindNotBackedUp[] = u"the %s were not backed up";
 inline constexpr char16_t kKindNotArchived[] = u"the %s could not be added to the archive: %s";
 inline constexpr char16_t kArchiveWrittenDamaged[] = u"the archive written is damaged: %s";
