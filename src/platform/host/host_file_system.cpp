@@ -487,18 +487,27 @@ ErrorCode HostFileSystem::GetAttributes(std::u16string_view path, FileAttributeD
   return kErrorSuccess;
 }
 
-ErrorCode HostFileSystem::SetAttributes(std::u16string_view path, std::uint32_t attributes) {
-  const Place place = PlaceOf(path, !device_root_.empty(), root_descriptor_);
+namespace {
+
+// Changes a file through a descriptor of its own, so that the change lands on the file reached.
+template <typename Change>
+ErrorCode ChangeFile(const Place& place, Change change) {
   Descriptor descriptor(OpenAt(place, O_RDONLY | (place.beneath() ? O_NOFOLLOW : 0)));
   if (!descriptor.valid()) return ErrorOfResolution(errno);
-  return SetAttributesOf(descriptor.get(), attributes);
+  return change(descriptor.get());
+}
+
+}  // namespace
+
+ErrorCode HostFileSystem::SetAttributes(std::u16string_view path, std::uint32_t attributes) {
+  return ChangeFile(
+      PlaceOf(path, !device_root_.empty(), root_descriptor_),
+      [attributes](int descriptor) { return SetAttributesOf(descriptor, attributes); });
 }
 
 ErrorCode HostFileSystem::SetLastWriteTime(std::u16string_view path, FileTime time) {
-  const Place place = PlaceOf(path, !device_root_.empty(), root_descriptor_);
-  Descriptor descriptor(OpenAt(place, O_RDONLY | (place.beneath() ? O_NOFOLLOW : 0)));
-  if (!descriptor.valid()) return ErrorOfResolution(errno);
-  return SetTimeOf(descriptor.get(), time);
+  return ChangeFile(PlaceOf(path, !device_root_.empty(), root_descriptor_),
+                    [time](int descriptor) { return SetTimeOf(descriptor, time); });
 }
 
 ErrorCode HostFileSystem::DeleteFile(std::u16string_view path) {
@@ -523,13 +532,8 @@ ErrorCode HostFileSystem::Rename(std::u16string_view from, std::u16string_view t
                  target_parent.name.c_str()) != 0) {
     return ErrorFromErrno(errno);
   }
-  const std::size_t slash = target.path.rfind('/');
-  const Place folder{target.folder,
-                     slash == std::string::npos ? std::string(".")
-                     : slash == 0               ? std::string("/")
-                                                : target.path.substr(0, slash),
-                     target.resolve};
-  return SyncAt(folder, O_DIRECTORY);
+  // Then the folder's entry, so that the new name holds through a power loss.
+  return SyncAt(Place{target_parent.folder, ".", target.resolve}, O_DIRECTORY);
 }
 
 ErrorCode HostFileSystem::CreateFolder(std::u16string_view path) {
