@@ -226,12 +226,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (listed) {
     const auto factory = [&device](ItemKind kind) { return MakeWorker(device, kind); };
     if (kestrav::engine::PrepareRestore(device, job, kinds, entries, factory)) {
-      Require(job.restore_workers.empty());
+      Require(job.restores.empty());
     } else {
       kestrav::engine::RunRestore(device, job);
       std::size_t refusing_workers = 0;
-      for (const auto& worker : job.restore_workers) {
-        if (worker->tally.file_accepted)
+      for (const auto& restore : job.restores) {
+        if (restore.worker->tally().file_accepted)
           changed_anything = true;
         else
           ++refusing_workers;

@@ -79,10 +79,6 @@ JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job)
   return RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
     job.sink = sink;
     job.cancel = cancel;
-    for (auto& worker : job.restore_workers) {
-      worker->sink = sink;
-      worker->cancel = cancel;
-    }
     engine::RunRestore(device, job);
   });
 }

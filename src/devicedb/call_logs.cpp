@@ -84,12 +84,13 @@ std::u16string CallLogLine(const std::vector<PropertyValue>& call, char16_t sepa
   return line;
 }
 
-void CallLogWorker::Backup(records::CsvRecordFile& file) {
-  CeDbSession session(device_.object_store(), sink, cancel);
+void CallLogWorker::Backup(const engine::PassContext& pass, records::CsvRecordFile& file) {
+  engine::ProgressSink* sink = pass.sink;
+  CeDbSession session(device_.object_store(), sink, pass.cancel);
   if (!session.Connect(PimDatabase::kCallLogs)) return;
   if (session.database != platform::kInvalidDatabaseHandle) {
     SendLine(sink, texts::kConnected);
-    if (Canceled()) {
+    if (pass.Canceled()) {
       SendLine(sink, texts::kCallLogsBackupCanceled, engine::LogIcon::kError);
     } else {
       SendLine(sink, texts::kRetrievingCallLogs);
@@ -102,14 +103,14 @@ void CallLogWorker::Backup(records::CsvRecordFile& file) {
       WriteText(file, QuotedBytesOf(count) + u"\r\n");
       std::vector<PropertyValue> call;
       long saved = 0;
-      for (std::uint32_t index = 0; index < count && !Canceled(); ++index) {
+      for (std::uint32_t index = 0; index < count && !pass.Canceled(); ++index) {
         if (session.store().ReadNext(session.database, nullptr, &call) == 0) continue;
         engine::PostProgress(sink, index, 0, false);
-        WriteText(file, CallLogLine(call, separator));
+        WriteText(file, CallLogLine(call, pass.separator));
         SendLine(sink, platform::Format(texts::kCallSaved, saved + 1, saved));
         ++saved;
       }
-      if (Canceled()) {
+      if (pass.Canceled()) {
         SendLine(sink, texts::kCallLogsBackupCanceled, engine::LogIcon::kError);
       } else if (saved > 0) {
         SendLine(sink, engine::CountText(saved, texts::kCallLogSaved, texts::kCallLogsSaved));
@@ -120,18 +121,19 @@ void CallLogWorker::Backup(records::CsvRecordFile& file) {
   session.Unmount();
 }
 
-void CallLogWorker::Restore() {
-  tally = {};
+void CallLogWorker::Restore(const engine::PassContext& pass) {
+  engine::ProgressSink* sink = pass.sink;
+  tally_ = {};
   SendLine(sink, texts::kRetrievingFileRecords);
-  records::CsvRecordFile file(device_, separator);
-  if (!file.Load(record_file, false, true)) {
+  records::CsvRecordFile file(device_, pass.separator);
+  if (!file.Load(pass.record_file, false, true)) {
     SendLine(sink, file.LoadFailedText(), engine::LogIcon::kError);
     return;
   }
   std::vector<std::uint8_t> header;
   if (file.Header().size() != 1 || !records::ParseByteList(file.Header()[0], &header) ||
       !records::BeginsWithSignature(header, records::SignatureOf(records::SignedFile::kCallLogs)) ||
-      Canceled()) {
+      pass.Canceled()) {
     SendLine(sink, texts::kInvalidFileFormat, engine::LogIcon::kError);
     return;
   }
@@ -146,17 +148,18 @@ void CallLogWorker::Restore() {
   }
   const std::uint32_t count = LittleEndian(count_bytes, 4);
   SendLine(sink, engine::CountText(count, texts::kRecordFoundInFile, texts::kRecordsFoundInFile));
-  tally.file_accepted = true;
-  tally.announced = count;
+  tally_.file_accepted = true;
+  tally_.announced = count;
   for (std::size_t row = 1; row < rows.size(); ++row) {
-    if (HoldsACall(rows[row])) ++tally.records;
+    if (HoldsACall(rows[row])) ++tally_.records;
   }
 
-  CeDbSession session(device_.object_store(), sink, cancel);
+  CeDbSession session(device_.object_store(), sink, pass.cancel);
   if (!session.Connect(PimDatabase::kCallLogs)) return;
   if (session.database != platform::kInvalidDatabaseHandle) {
     SendLine(sink, texts::kConnected);
-    if (mode == engine::RestoreMode::kDeleteAllFirst) session.DeleteAll(PimDatabase::kCallLogs);
+    if (pass.mode == engine::RestoreMode::kDeleteAllFirst)
+      session.DeleteAll(PimDatabase::kCallLogs);
     long stored = 0;
     if (count == 0) {
       SendLine(sink, texts::kNoRecordsFound);
@@ -165,23 +168,23 @@ void CallLogWorker::Restore() {
       engine::PostProgress(sink, 0, count, false);
       std::vector<PropertyValue> call;
       // Every line after the count row is a call, however many the count row announced.
-      for (std::size_t j = 0; j + 1 < rows.size() && !Canceled(); ++j) {
+      for (std::size_t j = 0; j + 1 < rows.size() && !pass.Canceled(); ++j) {
         if (!ParseCall(rows[j + 1], &call) || call.empty()) continue;
         const auto number = static_cast<long>(j);
-        if (mode == engine::RestoreMode::kAddOnlyNew && AlreadyExists(session, call)) {
+        if (pass.mode == engine::RestoreMode::kAddOnlyNew && AlreadyExists(session, call)) {
           SendLine(sink, platform::Format(texts::kCallAlreadyExists, number + 1, number));
           engine::PostProgress(sink, static_cast<std::uint32_t>(j + 1), 0, false);
-          ++tally.restored;
+          ++tally_.restored;
           continue;
         }
         if (session.store().Write(session.database, 0, call) == 0) continue;
         SendLine(sink, platform::Format(texts::kCallInserted, number + 1, number));
         engine::PostProgress(sink, static_cast<std::uint32_t>(j + 1), 0, false);
         ++stored;
-        ++tally.restored;
+        ++tally_.restored;
       }
     }
-    if (Canceled()) SendLine(sink, texts::kCallLogsRestoreCanceled, engine::LogIcon::kError);
+    if (pass.Canceled()) SendLine(sink, texts::kCallLogsRestoreCanceled, engine::LogIcon::kError);
     if (stored > 0)
       SendLine(sink, engine::CountText(stored, texts::kCallLogStored, texts::kCallLogsStored));
     session.Disconnect(PimDatabase::kCallLogs);
@@ -193,7 +196,7 @@ bool CallLogWorker::AlreadyExists(CeDbSession& session, const std::vector<Proper
   const std::uint32_t count = RecordCount(session.store(), session.database);
   std::size_t matches = 0;
   std::vector<PropertyValue> record;
-  for (std::uint32_t read = 0; read < count && !Canceled(); ++read) {
+  for (std::uint32_t read = 0; read < count && !session.Canceled(); ++read) {
     // No seek first: the test reads on from wherever the last read or write left the position.
     // Past the last record every further read fails too.
     if (session.store().ReadNext(session.database, nullptr, &record) == 0) break;

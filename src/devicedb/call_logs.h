@@ -22,11 +22,11 @@ class CallLogWorker : public engine::KindWorker {
   explicit CallLogWorker(const platform::Device& device) : device_(device) {}
 
   // Connects to "clog.db", writes the file's lines and every call, disconnects and unmounts.
-  void Backup(records::CsvRecordFile& file) override;
-  // Reads record_file and inserts its calls under mode: kDeleteAllFirst empties the database
-  // first, kAddOnlyNew passes over calls the database already holds, any other mode inserts
-  // every call.
-  void Restore() override;
+  void Backup(const engine::PassContext& pass, records::CsvRecordFile& file) override;
+  // Reads the record file and inserts its calls under the mode: kDeleteAllFirst empties the
+  // database first, kAddOnlyNew passes over calls the database already holds, any other mode
+  // inserts every call.
+  void Restore(const engine::PassContext& pass) override;
 
  private:
   // The "already exists" test of one call read from the file, against the database from its

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/testing/recording_sink.h"
+#include "engine/testing/kind_harness.h"
 #include "platform/format.h"
 #include "platform/test_support/temporary_device.h"
 #include "records/record_file.h"
@@ -96,7 +96,8 @@ class Handset {
       : device(os_major_version) {}
 
   kestrav::testing::TemporaryDevice device;
-  engine::testing::CancelingSink page{device.clock()};
+  engine::testing::KindHarness harness{device, engine::ItemKind::kCallLogs, kFile};
+  engine::testing::CancelingSink& page = harness.page;
 
   void AddCalls(const std::vector<Call>& calls) {
     OnDatabase([&](platform::ObjectStore& store, platform::DatabaseHandle database) {
@@ -115,25 +116,20 @@ class Handset {
 
   // Backs up into a new file and returns its bytes.
   std::string Backup() {
-    std::filesystem::remove(device.HostPath(kFile));
-    records::CsvRecordFile file(device.device());
-    EXPECT_TRUE(file.Open(kFile, 3));
-    Worker().Backup(file);
-    file.Close();
-    return device.ReadFile(kFile);
+    CallLogWorker worker(device.device());
+    return harness.Backup(worker);
   }
 
   Lines Restore(std::u16string_view text, RestoreMode mode) {
     device.WriteFile(kFile, Utf16FileBytes(text));
-    return RestoreFile(kFile, mode);
+    return RestoreFile(mode);
   }
 
-  Lines RestoreFile(std::u16string_view path, RestoreMode mode) {
-    CallLogWorker worker = Worker();
-    worker.record_file = path;
-    worker.mode = mode;
-    worker.Restore();
-    tally = worker.tally;
+  // Restores the record file as it stands.
+  Lines RestoreFile(RestoreMode mode) {
+    CallLogWorker worker(device.device());
+    harness.Restore(worker, mode);
+    tally = harness.tally;
     return Rows();
   }
 
@@ -155,14 +151,6 @@ class Handset {
   const Lines& Bars() const { return bars_; }
 
  private:
-  CallLogWorker Worker() {
-    CallLogWorker worker(device.device());
-    worker.sink = &page;
-    worker.cancel = &page.cancel;
-    worker.separator = u';';
-    return worker;
-  }
-
   template <typename Work>
   void OnDatabase(Work work) {
     platform::ObjectStore& store = device.device().object_store();
@@ -278,7 +266,7 @@ TEST(CallLogRestore, BackupComesBackIntoAnEmptiedDatabase) {
   handset.Backup();
   handset.Rows();
   EXPECT_EQ(
-      handset.RestoreFile(kFile, RestoreMode::kDeleteAllFirst),
+      handset.RestoreFile(RestoreMode::kDeleteAllFirst),
       RestoreLog(
           u"3 records found in file.",
           {u"Deleting call logs from the database...", u"3 call logs deleted from the database.",
@@ -317,7 +305,8 @@ TEST(CallLogRestore, RefusesAFileThatIsNotACallLogFile) {
 
   // A file the reader cannot load: its error, and nothing done.
   const records::CsvRecordFile reader(handset.device.device());
-  EXPECT_EQ(handset.RestoreFile(u"\\missing.csl", RestoreMode::kDeleteAllFirst),
+  std::filesystem::remove(handset.device.HostPath(kFile));
+  EXPECT_EQ(handset.RestoreFile(RestoreMode::kDeleteAllFirst),
             (Lines{u"Retrieving file records...",
                    u"! " + reader.ErrorText(platform::kErrorFileNotFound) + u"Nothing done."}));
   EXPECT_EQ(handset.Restore(u"", RestoreMode::kDeleteAllFirst),

@@ -21,8 +21,13 @@ struct BackupJob {
   char16_t separator = u';';     // the record files' column separator
   int compression_method = 8;    // 8 deflated, 0 stored
   int messages_option = 0;       // passed to the messages worker unchanged
-  // A restore's prepared workers, one a kind, in order (see restore_pass.h).
-  std::vector<std::unique_ptr<KindWorker>> restore_workers;
+  // A restore's prepared kinds, in order (see restore_pass.h): each worker with its pass, whose
+  // sink and cancel flag are the job's when the pass runs.
+  struct PreparedRestore {
+    PassContext pass;
+    std::unique_ptr<KindWorker> worker;
+  };
+  std::vector<PreparedRestore> restores;
   // The files extracted for those workers, removed once the pass has run.
   std::vector<std::u16string> extracted_files;
   // Called at the very end of a restore pass, so the front end can give back its buttons.
@@ -44,10 +49,10 @@ std::u16string MakeRecordFileName(const platform::Device& device, ItemKind kind)
 // The archive a backup writes by default: "<folder>Kestrav_20070315.qbk" by the local date.
 std::u16string MakeArchiveFileName(const platform::Device& device, std::u16string_view folder);
 
-// The per-kind step shared by both passes, chosen by the worker's operation code: a backup
-// opens a fresh record file and runs the kind's backup into it; a restore runs the kind's
-// restore from its record file.
-void StartKind(const platform::Device& device, KindWorker& worker);
+// The per-kind step shared by both passes, chosen by the pass's operation: a backup opens a fresh
+// record file and runs the kind's backup into it; a restore runs the kind's restore from its
+// record file.
+void StartKind(const platform::Device& device, KindWorker& worker, const PassContext& pass);
 
 // The backup pass: every kind of the job to its record file, each file added to the archive and
 // deleted; a canceled backup leaves no archive behind.

@@ -14,11 +14,6 @@ namespace {
 // Record files are opened with read and write sharing.
 constexpr std::uint32_t kRecordFileShareMode = 3;
 
-bool IsBackupOperation(int operation) {
-  const std::optional<ItemKind> kind = KindOfOperation(operation);
-  return kind && KindInfo(*kind).backup_operation == operation;
-}
-
 }  // namespace
 
 std::u16string MakeRecordFileName(const platform::Device& device, ItemKind kind) {
@@ -35,36 +30,34 @@ std::u16string MakeArchiveFileName(const platform::Device& device, std::u16strin
                           today.year, today.month, today.day, kArchiveExtension);
 }
 
-void StartKind(const platform::Device& device, KindWorker& worker) {
-  const std::optional<ItemKind> kind = KindOfOperation(worker.operation);
-  if (!kind) return;
-  const std::u16string_view word = KindInfo(*kind).word;
-  if (!IsBackupOperation(worker.operation)) {
-    SendLog(worker.sink, platform::Format(texts::kStartingRestore, word), LogIcon::kInformation);
-    worker.Restore();
-    worker.EndRestore();
+void StartKind(const platform::Device& device, KindWorker& worker, const PassContext& pass) {
+  const std::u16string_view word = KindInfo(pass.kind).word;
+  if (pass.operation == Operation::kRestore) {
+    SendLog(pass.sink, platform::Format(texts::kStartingRestore, word), LogIcon::kInformation);
+    worker.Restore(pass);
+    worker.EndRestore(pass);
     return;
   }
-  SendLog(worker.sink, platform::Format(texts::kStartingBackup, word), LogIcon::kInformation);
+  SendLog(pass.sink, platform::Format(texts::kStartingBackup, word), LogIcon::kInformation);
   platform::FileSystem& files = device.files();
   // A file left by an earlier backup of the same day goes first.
-  if (files.FileExists(worker.record_file)) files.DeleteFile(worker.record_file);
-  records::CsvRecordFile file(device, worker.separator);
-  if (!file.Open(worker.record_file, kRecordFileShareMode)) {
-    SendLog(worker.sink, platform::Format(texts::kCouldNotCreateFile, worker.record_file),
+  if (files.FileExists(pass.record_file)) files.DeleteFile(pass.record_file);
+  records::CsvRecordFile file(device, pass.separator);
+  if (!file.Open(pass.record_file, kRecordFileShareMode)) {
+    SendLog(pass.sink, platform::Format(texts::kCouldNotCreateFile, pass.record_file),
             LogIcon::kError);
-    SendLog(worker.sink, file.ErrorText(), LogIcon::kError);
+    SendLog(pass.sink, file.ErrorText(), LogIcon::kError);
     return;
   }
-  worker.Backup(file);
+  worker.Backup(pass, file);
   // Writes are buffered, so a full disk may show only now: a record file cut short is not
   // archived as if it were whole.
   if (!file.Close()) {
-    SendLog(worker.sink, file.ErrorText(), LogIcon::kError);
-    files.DeleteFile(worker.record_file);
+    SendLog(pass.sink, file.ErrorText(), LogIcon::kError);
+    files.DeleteFile(pass.record_file);
     return;
   }
-  if (worker.Canceled()) files.DeleteFile(worker.record_file);
+  if (pass.Canceled()) files.DeleteFile(pass.record_file);
 }
 
 void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerFactory& factory) {
@@ -93,24 +86,26 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
     const ItemKind kind = job.kinds[index];
     std::unique_ptr<KindWorker> worker = factory(kind);
     if (worker) {
-      worker->record_file = MakeRecordFileName(device, kind);
-      worker->cancel = job.cancel;
-      worker->sink = job.sink;
-      worker->separator = job.separator;
-      worker->operation = KindInfo(kind).backup_operation;
-      worker->messages_option = job.messages_option;
-      StartKind(device, *worker);
+      PassContext pass;
+      pass.kind = kind;
+      pass.operation = Operation::kBackup;
+      pass.sink = job.sink;
+      pass.cancel = job.cancel;
+      pass.separator = job.separator;
+      pass.record_file = MakeRecordFileName(device, kind);
+      pass.messages_option = job.messages_option;
+      StartKind(device, *worker, pass);
       if (!canceled()) {
         PostLog(job.sink, platform::Format(texts::kAddingToBackupFile, KindInfo(kind).word),
                 LogIcon::kInformation);
         finish_addition();
         try {
-          addition = std::thread(add, kind, worker->record_file);
+          addition = std::thread(add, kind, pass.record_file);
         } catch (const std::system_error&) {
-          add(kind, worker->record_file);  // without a thread to spare, here and now
+          add(kind, pass.record_file);  // without a thread to spare, here and now
         }
       } else {
-        device.files().DeleteFile(worker->record_file);
+        device.files().DeleteFile(pass.record_file);
       }
     }
     PostProgress(job.sink, static_cast<std::uint32_t>(index), 0, true);

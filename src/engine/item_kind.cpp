@@ -10,16 +10,16 @@ namespace {
 
 constexpr std::array<ItemKindInfo, 6> kKinds = {{
     {ItemKind::kContacts, u"Contacts", u"contacts", u".csc", u"contacts_", u"cbckpfile",
-     u"Contacts Backup", 0, 1},
+     u"Contacts Backup"},
     {ItemKind::kAppointments, u"Appointments", u"appointments", u".csa", u"appts_", u"abckpfile",
-     u"Appointments Backup", 6, 7},
-    {ItemKind::kTasks, u"Tasks", u"tasks", u".cst", u"tasks_", u"tbckpfile", u"Tasks Backup", 4, 5},
+     u"Appointments Backup"},
+    {ItemKind::kTasks, u"Tasks", u"tasks", u".cst", u"tasks_", u"tbckpfile", u"Tasks Backup"},
     {ItemKind::kCallLogs, u"Call logs", u"call logs", u".csl", u"clogs_", u"lbckpfile",
-     u"Call Logs Backup", 8, 9},
+     u"Call Logs Backup"},
     {ItemKind::kSpeedDials, u"Speed dials", u"speed dials", u".csd", u"speeddials_", u"dbckpfile",
-     u"Dials Backup", 2, 3},
+     u"Dials Backup"},
     {ItemKind::kMessages, u"Messages", u"messages", u".csm", u"msgs_", u"mbckpfile",
-     u"Messages Backup", 15, 16},
+     u"Messages Backup"},
 }};
 
 }  // namespace
@@ -49,13 +49,6 @@ bool KindOffersMode(ItemKind kind, RestoreMode mode) {
 std::optional<ItemKind> KindOfExtension(std::u16string_view extension) {
   for (const ItemKindInfo& info : kKinds) {
     if (platform::EqualsIgnoringAsciiCase(info.extension, extension)) return info.kind;
-  }
-  return std::nullopt;
-}
-
-std::optional<ItemKind> KindOfOperation(int operation) {
-  for (const ItemKindInfo& info : kKinds) {
-    if (info.backup_operation == operation || info.restore_operation == operation) return info.kind;
   }
   return std::nullopt;
 }

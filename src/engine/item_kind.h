@@ -34,8 +34,6 @@ struct ItemKindInfo {
   std::u16string_view file_prefix;   // "clogs_"
   std::u16string_view file_type_id;  // "lbckpfile"
   std::u16string_view file_type_description;
-  int backup_operation;
-  int restore_operation;
 };
 
 // The archive itself.
@@ -50,7 +48,5 @@ const ItemKindInfo& KindInfo(ItemKind kind);
 std::optional<ItemKind> KindOfExtension(std::u16string_view extension);
 // Whether the kind's restore options offer the mode.
 bool KindOffersMode(ItemKind kind, RestoreMode mode);
-// The kind whose backup or restore operation code this is.
-std::optional<ItemKind> KindOfOperation(int operation);
 
 }  // namespace kestrav::engine

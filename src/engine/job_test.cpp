@@ -19,26 +19,31 @@ using kestrav::testing::TemporaryDevice;
 // as a kind does. It can raise the job's cancel flag after a given record.
 class CountingWorker : public KindWorker {
  public:
-  CountingWorker(int records, int cancel_after, std::vector<std::u16string>* restored)
-      : records_(records), cancel_after_(cancel_after), restored_(restored) {}
+  CountingWorker(int records, int cancel_after, CancelFlag* cancel,
+                 std::vector<std::u16string>* restored)
+      : records_(records), cancel_after_(cancel_after), cancel_(cancel), restored_(restored) {}
 
-  void Backup(records::CsvRecordFile& file) override {
+  void Backup(const PassContext& pass, records::CsvRecordFile& file) override {
     file.WriteRecord({u"Name", u"Number"});
-    for (int i = 0; i < records_ && !Canceled(); ++i) {
+    for (int i = 0; i < records_ && !pass.Canceled(); ++i) {
       file.WriteRecord({platform::Format(u"record %d", i), u"0"});
-      SendLog(sink, platform::Format(u"%d saved.", i + 1), LogIcon::kInformation);
-      if (i + 1 == cancel_after_) cancel->store(1);
+      SendLog(pass.sink, platform::Format(u"%d saved.", i + 1), LogIcon::kInformation);
+      if (i + 1 == cancel_after_) cancel_->store(1);
     }
   }
 
-  void Restore() override {
-    restored_->push_back(record_file);
-    SendLog(sink, platform::Format(u"mode %d", static_cast<int>(mode)), LogIcon::kInformation);
+  void Restore(const PassContext& pass) override {
+    restored_->push_back(pass.record_file);
+    SendLog(pass.sink, platform::Format(u"mode %d", static_cast<int>(pass.mode)),
+            LogIcon::kInformation);
   }
+
+  void SetTally(RestoreTally tally) { tally_ = tally; }
 
  private:
   int records_;
   int cancel_after_;
+  CancelFlag* cancel_;
   std::vector<std::u16string>* restored_;
 };
 
@@ -62,7 +67,7 @@ class JobTest : public ::testing::Test {
   KindWorkerFactory Factory() {
     return [this](ItemKind kind) -> std::unique_ptr<KindWorker> {
       if (kind == ItemKind::kMessages) return nullptr;
-      return std::make_unique<CountingWorker>(2, cancel_after_[kind], &restored_);
+      return std::make_unique<CountingWorker>(2, cancel_after_[kind], &cancel_, &restored_);
     };
   }
 
@@ -197,7 +202,7 @@ TEST_F(JobTest, RestorePreparationRefusals) {
   EXPECT_EQ(refusal->text,
             u"The compressed file \"\\broken.qbk\" is invalid or corrupt, nothing done.");
   EXPECT_EQ(refusal->title, u"Restore error");
-  EXPECT_TRUE(job_.restore_workers.empty());
+  EXPECT_TRUE(job_.restores.empty());
   EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
 
   EXPECT_EQ(InvalidFileFormat(u"\\x.txt").text, u"The format of the file \"\\x.txt\" is invalid.");
@@ -225,7 +230,7 @@ TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
        {ItemKind::kCallLogs, job_.archive_file, true, RestoreMode::kDeleteAllFirst, 1},
        {ItemKind::kContacts, job_.archive_file, true, RestoreMode::kAddOnlyNew, 2}},
       Factory()));
-  ASSERT_EQ(job_.restore_workers.size(), 3u);
+  ASSERT_EQ(job_.restores.size(), 3u);
   EXPECT_EQ(device_.files().Find(u"\\Temp\\Kestrav restore\\*").size(), 3u);
   RunRestore(device_.device(), job_);
   sink_.DispatchPending();
@@ -246,9 +251,12 @@ TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
 
   // What the kinds say they brought back: a file refused, or read whole, is no shortfall.
   EXPECT_EQ(RestoreShortfall(job_), u"");
-  job_.restore_workers[0]->tally = {true, 25, 25, std::nullopt};
-  job_.restore_workers[1]->tally = {true, 40, 38, 41};
-  job_.restore_workers[2]->tally = {false, 0, 0, std::nullopt};
+  auto set_tally = [this](std::size_t index, RestoreTally tally) {
+    static_cast<CountingWorker&>(*job_.restores[index].worker).SetTally(tally);
+  };
+  set_tally(0, {true, 25, 25, std::nullopt});
+  set_tally(1, {true, 40, 38, 41});
+  set_tally(2, {false, 0, 0, std::nullopt});
   EXPECT_EQ(RestoreShortfall(job_),
             u"2 of the 40 call logs in the file were not restored; the call logs file says it "
             u"holds 41 records but holds 40");
@@ -259,8 +267,6 @@ TEST(ItemKind, TableAndLookups) {
   EXPECT_EQ(KindInfo(ItemKind::kSpeedDials).file_type_description, u"Dials Backup");
   EXPECT_EQ(KindOfExtension(u".CSL"), ItemKind::kCallLogs);
   EXPECT_EQ(KindOfExtension(u".qbk"), std::nullopt);
-  EXPECT_EQ(KindOfOperation(16), ItemKind::kMessages);
-  EXPECT_EQ(KindOfOperation(10), std::nullopt);
 }
 
 }  // namespace

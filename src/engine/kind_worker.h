@@ -1,5 +1,6 @@
 // KindWorker: the object that backs up or restores one kind, owned by the engine for the length
-// of that kind's pass. Its common part is what every kind needs from the job; each kind derives
+// of that kind's pass. What the job hands every kind - the sink, the cancel flag, the separator,
+// the record file, the restore mode - comes with each call as its PassContext; each kind derives
 // its own class with the kind's logic.
 #pragma once
 
@@ -14,6 +15,24 @@
 #include "records/record_file.h"
 
 namespace kestrav::engine {
+
+// Whether a pass backs a kind up or restores it.
+enum class Operation { kBackup, kRestore };
+
+// One kind's pass as the job runs it.
+struct PassContext {
+  ItemKind kind = ItemKind::kContacts;
+  Operation operation = Operation::kBackup;
+  ProgressSink* sink = nullptr;
+  const CancelFlag* cancel = nullptr;
+  char16_t separator = u';';
+  // The record file the backup writes or the restore reads.
+  std::u16string record_file;
+  RestoreMode mode = RestoreMode::kDeleteAllFirst;
+  int messages_option = 0;
+
+  bool Canceled() const { return cancel != nullptr && cancel->load() != 0; }
+};
 
 // What a restore did with its record file, beyond what its own lines say, so that a front end can
 // tell a restore that brought back every record the file holds from one that did not.
@@ -30,23 +49,16 @@ class KindWorker {
 
   // The kind's backup: writes its header and records to the open record file, reporting each
   // record through SendLog and checking the cancel flag between records.
-  virtual void Backup(records::CsvRecordFile& file) = 0;
-  // The kind's restore from record_file under mode.
-  virtual void Restore() = 0;
+  virtual void Backup(const PassContext& pass, records::CsvRecordFile& file) = 0;
+  // The kind's restore from pass.record_file under pass.mode; fills tally().
+  virtual void Restore(const PassContext& pass) = 0;
   // Called once the restore has run.
-  virtual void EndRestore() {}
+  virtual void EndRestore(const PassContext&) {}
 
-  bool Canceled() const { return cancel != nullptr && cancel->load() != 0; }
+  const RestoreTally& tally() const { return tally_; }
 
-  CancelFlag* cancel = nullptr;
-  int operation = 0;
-  ProgressSink* sink = nullptr;
-  char16_t separator = u';';
-  std::u16string record_file;
-  RestoreMode mode = RestoreMode::kDeleteAllFirst;
-  int messages_option = 0;
-  // Filled by the restore.
-  RestoreTally tally;
+ protected:
+  RestoreTally tally_;
 };
 
 // Builds the worker of a kind; null for a kind this build has no worker for.

@@ -52,7 +52,7 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
   });
   if (entries.empty()) return RestoreRefusal{texts::kNoRestoreType, texts::kRestoreError};
 
-  job.restore_workers.clear();
+  job.restores.clear();
   job.extracted_files.clear();
   std::vector<std::pair<const RestoreEntry*, std::unique_ptr<KindWorker>>> prepared;
   for (const RestoreEntry& entry : entries) {
@@ -81,23 +81,26 @@ std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, Bac
   }
 
   for (auto& [entry, worker] : prepared) {
-    worker->operation = KindInfo(entry->kind).restore_operation;
-    worker->mode = entry->mode;
-    worker->cancel = job.cancel;
-    worker->sink = job.sink;
-    worker->separator = job.separator;
-    worker->messages_option = job.messages_option;
-    worker->record_file = entry->from_archive ? folder + ExtractedName(*entry) : entry->file;
-    job.restore_workers.push_back(std::move(worker));
+    PassContext pass;
+    pass.kind = entry->kind;
+    pass.operation = Operation::kRestore;
+    pass.mode = entry->mode;
+    pass.separator = job.separator;
+    pass.messages_option = job.messages_option;
+    pass.record_file = entry->from_archive ? folder + ExtractedName(*entry) : entry->file;
+    job.restores.push_back({std::move(pass), std::move(worker)});
   }
   return std::nullopt;
 }
 
 void RunRestore(const platform::Device& device, BackupJob& job) {
   const std::uint32_t start = device.clock().TickCount();
-  PostProgress(job.sink, 0, static_cast<std::uint32_t>(job.restore_workers.size()), true);
-  for (std::size_t index = 0; index < job.restore_workers.size(); ++index) {
-    StartKind(device, *job.restore_workers[index]);
+  PostProgress(job.sink, 0, static_cast<std::uint32_t>(job.restores.size()), true);
+  for (std::size_t index = 0; index < job.restores.size(); ++index) {
+    BackupJob::PreparedRestore& restore = job.restores[index];
+    restore.pass.sink = job.sink;
+    restore.pass.cancel = job.cancel;
+    StartKind(device, *restore.worker, restore.pass);
     PostProgress(job.sink, static_cast<std::uint32_t>(index), 0, true);
   }
   const std::uint32_t end = device.clock().TickCount();
@@ -116,11 +119,10 @@ std::u16string RestoreShortfall(const BackupJob& job) {
   auto add = [&shortfall](std::u16string clause) {
     shortfall += (shortfall.empty() ? u"" : u"; ") + clause;
   };
-  for (const std::unique_ptr<KindWorker>& worker : job.restore_workers) {
-    const RestoreTally& tally = worker->tally;
-    const std::optional<ItemKind> kind = KindOfOperation(worker->operation);
-    if (!tally.file_accepted || !kind) continue;
-    const std::u16string_view word = KindInfo(*kind).word;
+  for (const BackupJob::PreparedRestore& restore : job.restores) {
+    const RestoreTally& tally = restore.worker->tally();
+    if (!tally.file_accepted) continue;
+    const std::u16string_view word = KindInfo(restore.pass.kind).word;
     if (tally.restored < tally.records) {
       add(platform::Format(texts::kRecordsNotRestored,
                            static_cast<unsigned long long>(tally.records - tally.restored),

@@ -35,7 +35,7 @@ struct RestoreRefusal {
   std::u16string cause = {};
 };
 
-// Fills job.restore_workers from the entries; returns the refusal when the job may not start
+// Fills job.restores from the entries; returns the refusal when the job may not start
 // (and then leaves no worker behind). A kind the factory has no worker for is passed over: the
 // front ends refuse such kinds before they get here.
 std::optional<RestoreRefusal> PrepareRestore(const platform::Device& device, BackupJob& job,

@@ -32,7 +32,8 @@ int ItemCount(OutlookItemCollection& items) {
 
 }  // namespace
 
-void ContactsWorker::Backup(records::CsvRecordFile& file) {
+void ContactsWorker::Backup(const engine::PassContext& pass, records::CsvRecordFile& file) {
+  engine::ProgressSink* sink = pass.sink;
   OutlookSession session(device_.outlook(), sink);
   if (!session.Connect()) return;
   SendLine(sink, texts::kRetrievingContacts);
@@ -42,11 +43,11 @@ void ContactsWorker::Backup(records::CsvRecordFile& file) {
     engine::PostProgress(sink, 0, static_cast<std::uint32_t>(count - 1), false);
     SendLine(sink,
              engine::CountText(count, texts::kContactToBeRetrieved, texts::kContactsToBeRetrieved));
-    const std::u16string header = ContactHeaderLine(separator);
+    const std::u16string header = ContactHeaderLine(pass.separator);
     file.WriteRaw(header.data(), header.size() * sizeof(char16_t));
     ContactStore store(device_);
     long saved = 0;
-    for (int index = 1; index <= count && !Canceled(); ++index) {
+    for (int index = 1; index <= count && !pass.Canceled(); ++index) {
       std::unique_ptr<OutlookItem> item;
       // An item that cannot be had is passed over and not counted.
       if (!Failed(items->Item(index, &item))) {
@@ -57,7 +58,7 @@ void ContactsWorker::Backup(records::CsvRecordFile& file) {
       }
       engine::PostProgress(sink, static_cast<std::uint32_t>(index), 0, false);
     }
-    if (Canceled()) {
+    if (pass.Canceled()) {
       SendLine(sink, texts::kContactsBackupCanceled, LogIcon::kError);
     } else if (saved > 0) {
       SendLine(sink, engine::CountText(saved, texts::kContactSuccessfullySaved,
@@ -67,11 +68,12 @@ void ContactsWorker::Backup(records::CsvRecordFile& file) {
   session.End();
 }
 
-void ContactsWorker::Restore() {
-  tally = {};
+void ContactsWorker::Restore(const engine::PassContext& pass) {
+  engine::ProgressSink* sink = pass.sink;
+  tally_ = {};
   SendLine(sink, texts::kRetrievingFileRecords);
-  records::CsvRecordFile file(device_, separator);
-  if (!file.Load(record_file, false, false)) {
+  records::CsvRecordFile file(device_, pass.separator);
+  if (!file.Load(pass.record_file, false, false)) {
     SendLine(sink, file.LoadFailedText(), LogIcon::kError);
     return;
   }
@@ -80,8 +82,8 @@ void ContactsWorker::Restore() {
     return;
   }
   const records::RecordTable& rows = file.Records();
-  tally.file_accepted = true;
-  tally.records = rows.size();
+  tally_.file_accepted = true;
+  tally_.records = rows.size();
   SendLine(sink, engine::CountText(static_cast<long>(rows.size()), texts::kRecordFoundInFile,
                                    texts::kRecordsFoundInFile));
   if (rows.empty()) {
@@ -89,15 +91,18 @@ void ContactsWorker::Restore() {
     return;
   }
   SendLine(sink, texts::kRetrievingMappedFields);
-  if (Canceled()) {
+  if (pass.Canceled()) {
     SendLine(sink, texts::kContactsRestoreCanceled, LogIcon::kError);
     return;
   }
-  RestoreRecords(rows, file.ColumnCount(), field_map ? *field_map : DefaultFieldMap(file.Header()));
+  RestoreRecords(pass, rows, file.ColumnCount(),
+                 field_map ? *field_map : DefaultFieldMap(file.Header()));
 }
 
-void ContactsWorker::RestoreRecords(const records::RecordTable& rows, std::size_t file_column_count,
+void ContactsWorker::RestoreRecords(const engine::PassContext& pass,
+                                    const records::RecordTable& rows, std::size_t file_column_count,
                                     const ContactFieldMap& map) {
+  engine::ProgressSink* sink = pass.sink;
   OutlookSession session(device_.outlook(), sink);
   if (!session.Connect()) return;
   std::unique_ptr<OutlookItemCollection> items = ContactItems(session);
@@ -105,13 +110,13 @@ void ContactsWorker::RestoreRecords(const records::RecordTable& rows, std::size_
     session.End();
     return;
   }
-  if (mode == RestoreMode::kDeleteAllFirst) {
+  if (pass.mode == RestoreMode::kDeleteAllFirst) {
     const int count = ItemCount(*items);
     SendLine(sink, texts::kContactsDatabaseContains +
                        engine::CountText(count, texts::kRecord, texts::kRecords));
     SendLine(sink, texts::kDeletingContacts);
     engine::PostProgress(sink, 0, static_cast<std::uint32_t>(count), false);
-    for (int removed = 1; removed <= count && !Canceled(); ++removed) {
+    for (int removed = 1; removed <= count && !pass.Canceled(); ++removed) {
       items->Remove(1);
       engine::PostProgress(sink, static_cast<std::uint32_t>(removed), 0, false);
     }
@@ -122,41 +127,41 @@ void ContactsWorker::RestoreRecords(const records::RecordTable& rows, std::size_
   SendLine(sink, texts::kInsertingContacts);
   engine::PostProgress(sink, 0, static_cast<std::uint32_t>(rows.size()), false);
   const bool look_for_existing =
-      mode == RestoreMode::kAddOnlyNew || mode == RestoreMode::kAddNewAndUpdate;
+      pass.mode == RestoreMode::kAddOnlyNew || pass.mode == RestoreMode::kAddNewAndUpdate;
   long inserted = 0;
   long updated = 0;
   {
     ContactStore store(device_);
     records::Record contact;  // reused: each row is mapped as its turn comes
-    for (std::size_t position = 0; position < rows.size() && !Canceled(); ++position) {
+    for (std::size_t position = 0; position < rows.size() && !pass.Canceled(); ++position) {
       MapContactRecord(rows[position], file_column_count, map, &contact);
       const std::u16string_view name = contact.Value(kNameColumn);
       const auto number = static_cast<long>(position);
       std::unique_ptr<OutlookItem> item;
       // The first contact with exactly this file-as name, in collection order; one that cannot
       // be had is passed over as the walk over the collection would.
-      for (int after = 0; look_for_existing && !item && !Canceled();) {
+      for (int after = 0; look_for_existing && !item && !pass.Canceled();) {
         int index = 0;
         if (Failed(items->FindKeyText(name, after, &index)) || index == 0) break;
         if (Failed(items->Item(index, &item))) item.reset();
         after = index;
       }
-      if (item && mode == RestoreMode::kAddOnlyNew) {
+      if (item && pass.mode == RestoreMode::kAddOnlyNew) {
         // The one line numbered from 0.
         SendLine(sink, platform::Format(texts::kContactAlreadyExists, number, name));
-        ++tally.restored;
+        ++tally_.restored;
       } else {
         const bool found = item != nullptr;
         // A contact that cannot be created is passed over and counted nowhere.
         if (found || !Failed(session.application()->CreateItem(platform::OutlookItemType::kContact,
                                                                &item))) {
-          if (!Canceled() && ApplyContactRecord(contact, *item, store, device_) &&
+          if (!pass.Canceled() && ApplyContactRecord(contact, *item, store, device_) &&
               (!store.through_item() || !Failed(item->Save()))) {
             SendLine(sink,
                      platform::Format(found ? texts::kContactUpdated : texts::kContactInserted,
                                       number + 1, name));
             ++(found ? updated : inserted);
-            ++tally.restored;
+            ++tally_.restored;
           }
         }
       }
@@ -164,7 +169,7 @@ void ContactsWorker::RestoreRecords(const records::RecordTable& rows, std::size_
       engine::PostProgress(sink, static_cast<std::uint32_t>(position + 1), 0, false);
     }
   }
-  if (Canceled()) SendLine(sink, texts::kContactsRestoreCanceled, LogIcon::kError);
+  if (pass.Canceled()) SendLine(sink, texts::kContactsRestoreCanceled, LogIcon::kError);
   SendLine(sink, engine::CountText(inserted, texts::kContactInsertedInDatabase,
                                    texts::kContactsInsertedInDatabase));
   SendLine(sink, engine::CountText(updated, texts::kContactUpdatedInDatabase,

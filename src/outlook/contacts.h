@@ -24,20 +24,20 @@ class ContactsWorker : public engine::KindWorker {
   explicit ContactsWorker(const platform::Device& device) : device_(device) {}
 
   // Every contact of the contacts folder, in collection order, after the header line.
-  void Backup(records::CsvRecordFile& file) override;
-  // Reads record_file with the separator, builds the contact records through field_map and
-  // restores them under mode: kDeleteAllFirst empties the folder first, kAddOnlyNew passes over
+  void Backup(const engine::PassContext& pass, records::CsvRecordFile& file) override;
+  // Reads the record file with the separator, builds the contact records through field_map and
+  // restores them under the mode: kDeleteAllFirst empties the folder first, kAddOnlyNew passes over
   // contacts whose file-as name is already there, kAddNewAndUpdate updates them, and
   // kAllowDuplicates inserts every record.
-  void Restore() override;
+  void Restore(const engine::PassContext& pass) override;
 
   // The map an import reads the file through; none for a restore of a contacts backup.
   std::optional<ContactFieldMap> field_map;
 
  private:
   // Connects and restores each file row, mapped to the sixty contact columns as its turn comes.
-  void RestoreRecords(const records::RecordTable& rows, std::size_t file_column_count,
-                      const ContactFieldMap& map);
+  void RestoreRecords(const engine::PassContext& pass, const records::RecordTable& rows,
+                      std::size_t file_column_count, const ContactFieldMap& map);
 
   const platform::Device& device_;
 };

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/testing/recording_sink.h"
+#include "engine/testing/kind_harness.h"
 #include "outlook/texts.h"
 #include "platform/test_support/temporary_device.h"
 #include "records/record_file.h"
@@ -56,7 +56,8 @@ class Handset {
       : device(os_major_version) {}
 
   kestrav::testing::TemporaryDevice device;
-  engine::testing::CancelingSink page{device.clock()};
+  engine::testing::KindHarness harness{device, engine::ItemKind::kContacts, kFile};
+  engine::testing::CancelingSink& page = harness.page;
 
   // Adds contacts with these file-as names and, for each, the texts given.
   void Add(std::initializer_list<std::pair<std::u16string, std::u16string>> contacts) {
@@ -97,14 +98,9 @@ class Handset {
 
   // Backs up into a new file and returns its text after the byte order mark.
   std::u16string Backup(char16_t separator = u';') {
-    ContactsWorker worker = Worker();
-    worker.separator = separator;
-    device.files().DeleteFile(kFile);
-    records::CsvRecordFile file(device.device(), separator);
-    EXPECT_TRUE(file.Open(kFile, 0));
-    worker.Backup(file);
-    EXPECT_TRUE(file.Close());
-    return TextOfUtf16File(device.ReadFile(kFile));
+    ContactsWorker worker(device.device());
+    harness.separator = separator;
+    return TextOfUtf16File(harness.Backup(worker));
   }
 
   // Restores a file of this text (with its byte order mark unless it is narrow text).
@@ -116,26 +112,16 @@ class Handset {
 
   Lines RestoreFile(RestoreMode mode, std::optional<ContactFieldMap> map = std::nullopt,
                     char16_t separator = u';') {
-    page.events.clear();
-    ContactsWorker worker = Worker();
-    worker.record_file = kFile;
-    worker.mode = mode;
-    worker.separator = separator;
+    ContactsWorker worker(device.device());
     worker.field_map = std::move(map);
-    worker.Restore();
-    tally = worker.tally;
-    return page.Rows();
+    harness.separator = separator;
+    const Lines rows = harness.Restore(worker, mode);
+    tally = harness.tally;
+    return rows;
   }
 
   // What the last restore reported of itself.
   engine::RestoreTally tally;
-
-  ContactsWorker Worker() {
-    ContactsWorker worker(device.device());
-    worker.sink = &page;
-    worker.cancel = &page.cancel;
-    return worker;
-  }
 
  private:
   template <typename Action>
@@ -529,26 +515,15 @@ TEST(ContactSession, EveryFailureEndsThePassWithItsLines) {
   const platform::Device device(real.files(), real.clock(), real.code_page(), real.registry(),
                                 real.object_store(), runtime, real.os_major_version());
   auto backup = [&] {
-    phone.page.events.clear();
     ContactsWorker worker(device);
-    worker.sink = &phone.page;
-    records::CsvRecordFile file(device);
-    phone.device.files().DeleteFile(kFile);
-    file.Open(kFile, 0);
-    worker.Backup(file);
-    file.Close();
+    phone.harness.Backup(worker);
     return phone.page.Rows();
   };
   auto restore = [&](RestoreMode mode) {
-    phone.page.events.clear();
     phone.device.WriteFile(kFile,
                            Utf16FileBytes(Header() + Line({{0, u"Cid"}}) + Line({{0, u"Ann"}})));
     ContactsWorker worker(device);
-    worker.sink = &phone.page;
-    worker.record_file = kFile;
-    worker.mode = mode;
-    worker.Restore();
-    return phone.page.Rows();
+    return phone.harness.Restore(worker, mode);
   };
 
   failures.create_application = true;
