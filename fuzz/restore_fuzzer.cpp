@@ -19,11 +19,11 @@
 #include <utility>
 #include <vector>
 
-#include "devicedb/call_logs.h"
 #include "devicedb/pim_volume.h"
 #include "engine/restore_pass.h"
 #include "engine/testing/recording_sink.h"
-#include "outlook/contacts.h"
+#include "kinds/kinds.h"
+#include "kinds/restore_entries.h"
 #include "platform/test_support/temporary_device.h"
 #include "platform/text.h"
 #include "records/archive.h"
@@ -160,24 +160,12 @@ struct Handheld {
   std::set<fs::path> listing;
 };
 
-std::unique_ptr<kestrav::engine::KindWorker> MakeWorker(const kestrav::platform::Device& device,
-                                                        ItemKind kind) {
-  switch (kind) {
-    case ItemKind::kCallLogs:
-      return std::make_unique<kestrav::devicedb::CallLogWorker>(device);
-    case ItemKind::kContacts:
-      return std::make_unique<kestrav::outlook::ContactsWorker>(device);
-    default:
-      return nullptr;
-  }
-}
-
 // The choice-th mode of those the kind offers, counting round.
 RestoreMode OfferedMode(ItemKind kind, unsigned choice) {
   std::vector<RestoreMode> offered;
   for (const RestoreMode mode : {RestoreMode::kDeleteAllFirst, RestoreMode::kAddOnlyNew,
                                  RestoreMode::kAddNewAndUpdate, RestoreMode::kAllowDuplicates}) {
-    if (kestrav::engine::KindOffersMode(kind, mode)) offered.push_back(mode);
+    if (kestrav::kinds::OffersMode(kind, mode)) offered.push_back(mode);
   }
   return offered[choice % offered.size()];
 }
@@ -198,25 +186,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   handheld.device.WriteFile(file,
                             std::string_view(reinterpret_cast<const char*>(data) + 1, size - 1));
 
-  // The entries as a front end finds them: each archive member of a kind's extension, in its
-  // place, or the record file itself.
+  // The entries as a front end finds them, each under a mode its kind offers.
   std::vector<kestrav::engine::RestoreEntry> entries;
-  bool listed = true;
-  if (extension == kestrav::engine::kArchiveExtension) {
-    std::vector<kestrav::records::ArchiveMember> members;
-    listed = kestrav::records::ListMembers(device, file, &members) == 0;
-    for (std::size_t position = 0; listed && position < members.size(); ++position) {
-      const auto kind =
-          kestrav::engine::KindOfExtension(kestrav::platform::ExtensionOf(members[position].name));
-      if (kind) entries.push_back({*kind, file, true, OfferedMode(*kind, mode_choice), position});
-    }
-  } else {
-    const ItemKind kind = *kestrav::engine::KindOfExtension(extension);
-    entries.push_back({kind, file, false, OfferedMode(kind, mode_choice)});
-  }
-  std::vector<ItemKind> kinds;
-  for (const kestrav::engine::RestoreEntry& entry : entries)
-    if (std::ranges::find(kinds, entry.kind) == kinds.end()) kinds.push_back(entry.kind);
+  const bool listed = !kestrav::kinds::RestoreEntriesOf(device, file, &entries);
+  for (kestrav::engine::RestoreEntry& entry : entries)
+    entry.mode = OfferedMode(entry.kind, mode_choice);
+  const std::vector<ItemKind> kinds = kestrav::kinds::KindsOf(entries);
 
   kestrav::engine::testing::RecordingSink sink(device.clock(),
                                                kestrav::engine::Delivery::kOnReportingThread);
@@ -224,8 +199,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   job.sink = &sink;
   bool changed_anything = false;
   if (listed) {
-    const auto factory = [&device](ItemKind kind) { return MakeWorker(device, kind); };
-    if (kestrav::engine::PrepareRestore(device, job, kinds, entries, factory)) {
+    if (kestrav::engine::PrepareRestore(device, job, kinds, entries,
+                                        kestrav::kinds::WorkerFactory(device))) {
       Require(job.restores.empty());
     } else {
       kestrav::engine::RunRestore(device, job);

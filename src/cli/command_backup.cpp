@@ -1,11 +1,11 @@
 #include <cstdio>
 
 #include "cli/cli.h"
+#include "cli/command_words.h"
 #include "cli/job_runner.h"
-#include "cli/kinds.h"
 #include "engine/backup_job.h"
+#include "kinds/jobs.h"
 #include "platform/text.h"
-#include "settings/reg_key.h"
 
 namespace kestrav::cli {
 namespace {
@@ -17,28 +17,20 @@ struct BackupOptions {
   bool overwrite = false;
 };
 
-// The window's default: "Kestrav_" and today's date, in the "DefDir" folder when one is set,
-// otherwise in "\Storage Card".
-std::u16string DefaultArchive(const platform::Device& device) {
-  const std::optional<std::u16string> chosen = settings::ReadStringValue(
-      device.registry(), settings::kApplicationKey, settings::kDefaultFolderValue);
-  return engine::MakeArchiveFileName(
-      device, chosen && !chosen->empty() ? *chosen : std::u16string(settings::kDefaultFolder));
-}
-
 int Backup(CommandContext& context, const BackupOptions& options) {
   platform::host::HostDevice* host = context.Profile();
   if (host == nullptr) return kExitFailure;
   const platform::Device& device = host->device();
-  std::vector<engine::ItemKind> kinds = KindsWithWorkers(device);
+  std::vector<engine::ItemKind> chosen_kinds = KindsWithWorkers();
   std::string reason;
-  if (!options.kinds.empty() && !ParseKinds(options.kinds, &kinds, &reason))
+  if (!options.kinds.empty() && !ParseKinds(options.kinds, &chosen_kinds, &reason))
     return context.Fail(reason);
-  for (const engine::ItemKind kind : kinds) {
-    if (!MakeKindWorker(device, kind)) return context.Fail(NoWorkerReason(kind));
+  for (const engine::ItemKind kind : chosen_kinds) {
+    if (const std::string reason = NoWorkerReason(kind); !reason.empty())
+      return context.Fail(reason);
   }
   const std::u16string archive =
-      options.output.empty() ? DefaultArchive(device) : CommandLinePath(options.output);
+      options.output.empty() ? kinds::DefaultArchiveFile(device) : CommandLinePath(options.output);
   const std::string archive_shown = host->files().HostPath(archive).string();
   platform::FileSystem& files = device.files();
   const bool replacing = files.FileExists(archive);
@@ -50,15 +42,12 @@ int Backup(CommandContext& context, const BackupOptions& options) {
 
   engine::BackupJob job;
   job.archive_file = archive;
-  job.kinds = kinds;
+  job.kinds = chosen_kinds;
   job.compression_method = options.store ? 0 : 8;
   std::u16string fault;
   const JobOutcome outcome =
       RunJob(device.clock(), true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-        job.sink = sink;
-        job.cancel = cancel;
-        fault = engine::RunCheckedBackup(
-            device, job, [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); });
+        fault = kinds::RunBackupJob(device, job, sink, cancel);
       });
   // An archive that was there is replaced only by a whole new one.
   const std::string kept = replacing ? "; the archive that was there is as it was" : "";

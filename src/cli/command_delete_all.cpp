@@ -4,13 +4,10 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "cli/command_words.h"
 #include "cli/console_sink.h"
-#include "cli/kinds.h"
 #include "devicedb/pim_volume.h"
-#include "devicedb/texts.h"
-#include "engine/status_text.h"
-#include "outlook/contacts.h"
-#include "outlook/texts.h"
+#include "kinds/kinds.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {
@@ -46,10 +43,11 @@ class ConsoleDeletionProgress : public devicedb::DeletionProgress {
   std::uint32_t deleted_ = 0;
 };
 
-// Asks the kind's confirmation; a console that cannot answer needs --yes.
+// Asks the kind's confirmation, whose question ends with its blank; a console that cannot
+// answer needs --yes.
 bool Confirmed(std::u16string_view question, std::u16string_view title) {
   if (isatty(STDIN_FILENO) == 0) return false;
-  std::printf("%s: %s [y/N] ", platform::ToUtf8(title).c_str(), platform::ToUtf8(question).c_str());
+  std::printf("%s: %s[y/N] ", platform::ToUtf8(title).c_str(), platform::ToUtf8(question).c_str());
   std::fflush(stdout);
   std::string answer;
   std::getline(std::cin, answer);
@@ -57,46 +55,33 @@ bool Confirmed(std::u16string_view question, std::u16string_view title) {
 }
 
 int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
-  std::vector<engine::ItemKind> kinds;
+  std::vector<engine::ItemKind> chosen;
   std::string reason;
-  if (!ParseKinds(options.kind, &kinds, &reason)) return context.Fail(reason);
-  if (kinds.size() != 1) return context.Fail("delete-all takes one kind");
-  const bool contacts = kinds[0] == engine::ItemKind::kContacts;
-  if (!contacts && kinds[0] != engine::ItemKind::kCallLogs)
-    return context.Fail(NoWorkerReason(kinds[0]));
+  if (!ParseKinds(options.kind, &chosen, &reason)) return context.Fail(reason);
+  if (chosen.size() != 1) return context.Fail("delete-all takes one kind");
+  const kinds::KindRow* row = kinds::FindKind(chosen[0]);
+  if (row == nullptr) return context.Fail(NoWorkerReason(chosen[0]));
   platform::host::HostDevice* host = context.Profile();
   if (host == nullptr) return kExitFailure;
   if (!options.yes) {
     if (isatty(STDIN_FILENO) == 0)
       return context.Fail("not deleting without --yes: there is no terminal to ask on");
-    if (!(contacts ? Confirmed(outlook::texts::kContactsDeleteConfirm,
-                               outlook::texts::kContactsDeleteConfirmTitle)
-                   : Confirmed(devicedb::texts::kCallLogsDeleteConfirm,
-                               devicedb::texts::kCallLogsDeleteConfirmTitle))) {
+    if (!Confirmed(row->delete_confirm, row->delete_confirm_caption))
       return context.Fail("nothing deleted");
-    }
   }
-  const std::u16string job_name = u"delete-all " + platform::FromUtf8(KindCommandWord(kinds[0]));
+  const std::u16string job_name = u"delete-all " + platform::FromUtf8(KindCommandWord(row->kind));
   const std::unique_ptr<engine::DeviceJob> job = context.BeginJob(host->device(), job_name, true);
   if (!job) return kExitFailure;
   if (std::u16string snapshot_failure; !job->TakeSnapshot(&snapshot_failure))
     return context.Fail(snapshot_failure);
   ConsoleDeletionProgress progress(IsTerminal(stdout));
-  std::u16string result;
-  if (contacts) {
-    const std::optional<std::uint32_t> deleted =
-        outlook::DeleteAllContacts(host->device(), progress);
-    if (!deleted) return context.FailOnStoreFailure(*job, "the contacts cannot be reached", true);
-    result = outlook::ContactsDeletedText(*deleted);
-  } else {
-    if (!devicedb::DeleteAllFromMenu(host->device().object_store(),
-                                     devicedb::PimDatabase::kCallLogs, progress)) {
-      return context.FailOnStoreFailure(*job, "the call log database cannot be opened", true);
-    }
-    result = engine::CountText(progress.deleted(), devicedb::texts::kCallLogDeleted,
-                               devicedb::texts::kCallLogsDeleted);
+  const std::optional<std::u16string> result = row->delete_all(host->device(), progress);
+  if (!result) {
+    return context.FailOnStoreFailure(
+        *job, "the " + platform::ToUtf8(engine::KindInfo(row->kind).word) + " cannot be reached",
+        true);
   }
-  std::printf("%s\n", platform::ToUtf8(result).c_str());
+  std::printf("%s\n", platform::ToUtf8(*result).c_str());
   std::fflush(stdout);
   return context.FailOnStoreFailure(*job, "not everything was deleted");
 }
@@ -107,7 +92,10 @@ void AddDeleteAllCommand(CLI::App& app, CommandContext& context) {
   CLI::App* command =
       app.add_subcommand("delete-all", "Delete every item of one kind from the device");
   auto options = std::make_shared<DeleteAllOptions>();
-  command->add_option("KIND", options->kind, "The kind: calllogs or contacts")->required();
+  command
+      ->add_option("KIND", options->kind,
+                   "The kind: contacts, appointments, tasks, calllogs or speeddials")
+      ->required();
   command->add_flag("--yes", options->yes, "Do not ask for confirmation");
   command->callback([&context, options] {
     context.action = [&context, options] { return DeleteAll(context, *options); };

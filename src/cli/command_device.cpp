@@ -1,7 +1,7 @@
 #include <cstdio>
 
 #include "cli/cli.h"
-#include "cli/sample_data.h"
+#include "profile/sample_data.h"
 
 namespace kestrav::cli {
 namespace {
@@ -23,7 +23,7 @@ int Init(CommandContext& context, const InitOptions& options) {
   if (options.sample) {
     platform::host::HostDevice* host = context.Profile();
     if (host == nullptr) return kExitFailure;
-    if (!FillSampleData(host->device(), options.scale, &error)) return context.Fail(error);
+    if (!profile::FillSampleData(host->device(), options.scale, &error)) return context.Fail(error);
   }
   std::printf("Device profile created: %s (Windows Mobile %s, code page %u)\n",
               folder.string().c_str(),

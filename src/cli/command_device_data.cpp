@@ -5,27 +5,28 @@
 #include <sstream>
 
 #include "cli/cli.h"
-#include "cli/device_json.h"
 #include "platform/text.h"
+#include "profile/profile.h"
 
 namespace kestrav::cli {
 namespace {
 
-constexpr char kDatabaseHelp[] =
-    "The database: its name in \\pim.vol (\"clog.db\", \"Contacts Database\", ...), "
-    "calllogs (clog.db), speeddials (speed.db), or contacts (the contacts by property name)";
-constexpr char kContactsWord[] = "contacts";
+// The help of the DATABASE argument, with the kinds the profile tools dump by name.
+std::string DatabaseHelp() {
+  std::string help =
+      "The database: its name in \\pim.vol (\"clog.db\", \"Contacts Database\", ...), "
+      "calllogs (clog.db), speeddials (speed.db)";
+  for (const profile::DataKind& kind : profile::DataKinds())
+    help += ", or " + std::string(kind.word) + " (" + std::string(kind.description) + ")";
+  return help;
+}
 
 int DumpCommand(CommandContext& context, const std::string& database) {
   platform::host::HostDevice* device = context.Profile();
   if (device == nullptr) return kExitFailure;
   std::string json;
   std::string error;
-  const bool dumped = database == kContactsWord
-                          ? DumpContacts(device->device(), &json, &error)
-                          : DumpDatabase(device->device().object_store(),
-                                         platform::FromUtf8(database), &json, &error);
-  if (!dumped) {
+  if (!profile::DumpData(device->device(), database, &json, &error)) {
     const std::u16string failure = device->device().safeguards()->StoreFailure();
     return context.Fail(failure.empty() ? error : error + ": " + platform::ToUtf8(failure));
   }
@@ -56,11 +57,8 @@ int LoadCommand(CommandContext& context, const std::string& database, const std:
   std::u16string reason;
   if (!job->TakeSnapshot(&reason)) return context.Fail(reason);
   std::string error;
-  const bool loaded = database == kContactsWord
-                          ? LoadContacts(device->device(), json, &error)
-                          : LoadDatabase(device->device().object_store(),
-                                         platform::FromUtf8(database), json, &error);
-  if (!loaded) return context.FailOnStoreFailure(*job, error, true);
+  if (!profile::LoadData(device->device(), database, json, &error))
+    return context.FailOnStoreFailure(*job, error, true);
   return context.FailOnStoreFailure(*job, "the dump was not loaded whole");
 }
 
@@ -70,7 +68,7 @@ void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context) {
   CLI::App* dump = device_command.add_subcommand(
       "dump", "Print the records of a database of the device's \\pim.vol as JSON");
   auto dump_database = std::make_shared<std::string>();
-  dump->add_option("DATABASE", *dump_database, kDatabaseHelp)->required();
+  dump->add_option("DATABASE", *dump_database, DatabaseHelp())->required();
   dump->callback([&context, dump_database] {
     context.action = [&context, dump_database] { return DumpCommand(context, *dump_database); };
   });
@@ -81,7 +79,7 @@ void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context) {
       "object ids; nothing is written unless the whole dump is valid");
   auto load_database = std::make_shared<std::string>();
   auto file = std::make_shared<std::string>();
-  load->add_option("DATABASE", *load_database, kDatabaseHelp)->required();
+  load->add_option("DATABASE", *load_database, DatabaseHelp())->required();
   load->add_option("FILE", *file, "The JSON dump; - reads standard input")->required();
   load->callback([&context, load_database, file] {
     context.action = [&context, load_database, file] {

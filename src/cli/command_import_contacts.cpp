@@ -1,8 +1,8 @@
 #include <array>
 
 #include "cli/cli.h"
+#include "cli/command_words.h"
 #include "cli/job_runner.h"
-#include "cli/kinds.h"
 #include "engine/restore_pass.h"
 #include "outlook/contacts.h"
 #include "platform/text.h"

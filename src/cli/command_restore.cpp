@@ -1,11 +1,12 @@
 #include <algorithm>
 
 #include "cli/cli.h"
+#include "cli/command_words.h"
 #include "cli/job_runner.h"
-#include "cli/kinds.h"
 #include "engine/restore_pass.h"
+#include "kinds/kinds.h"
+#include "kinds/restore_entries.h"
 #include "platform/text.h"
-#include "records/archive.h"
 
 namespace kestrav::cli {
 namespace {
@@ -16,29 +17,6 @@ struct RestoreOptions {
   std::vector<std::string> modes;
 };
 
-// The restore entries of a file, as the window lists them: one per archive member of a kind's
-// extension, or the record file itself. An archive whose directory cannot be read is invalid or
-// corrupt; a file that is neither has an invalid format.
-std::optional<engine::RestoreRefusal> EntriesOf(const platform::Device& device,
-                                                const std::u16string& file,
-                                                std::vector<engine::RestoreEntry>* entries) {
-  const std::u16string_view extension = platform::ExtensionOf(file);
-  if (platform::EqualsIgnoringAsciiCase(extension, engine::kArchiveExtension)) {
-    std::vector<records::ArchiveMember> members;
-    if (const int result = records::ListMembers(device, file, &members); result != 0)
-      return engine::ArchiveInvalid(file, result);
-    for (std::size_t position = 0; position < members.size(); ++position) {
-      const auto kind = engine::KindOfExtension(platform::ExtensionOf(members[position].name));
-      if (kind)
-        entries->push_back({*kind, file, true, engine::RestoreMode::kDeleteAllFirst, position});
-    }
-  } else if (const auto kind = engine::KindOfExtension(extension); kind) {
-    entries->push_back({*kind, file, false});
-  }
-  if (entries->empty()) return engine::InvalidFileFormat(file);
-  return std::nullopt;
-}
-
 int Restore(CommandContext& context, const RestoreOptions& options) {
   platform::host::HostDevice* host = context.Profile();
   if (host == nullptr) return kExitFailure;
@@ -47,7 +25,7 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
   if (!device.files().FileExists(file)) return context.Fail(options.file + ": no such file");
 
   std::vector<engine::RestoreEntry> entries;
-  if (const auto refusal = EntriesOf(device, file, &entries); refusal)
+  if (const auto refusal = kinds::RestoreEntriesOf(device, file, &entries); refusal)
     return FailWithRefusal(context, *refusal);
   std::string reason;
   for (const std::string& setting : options.modes) {
@@ -61,7 +39,7 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       return context.Fail("--mode " + setting + ": " + reason);
     }
     const std::string mode_name = setting.substr(equals + 1);
-    if (!ParseRestoreMode(mode_name, &mode) || !engine::KindOffersMode(kind[0], mode)) {
+    if (!ParseRestoreMode(mode_name, &mode) || !kinds::OffersMode(kind[0], mode)) {
       return context.Fail("--mode " + setting + ": " + KindCommandWord(kind[0]) +
                           " can be restored with " + OfferedModeNames(kind[0]));
     }
@@ -69,24 +47,25 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       if (entry.kind == kind[0]) entry.mode = mode;
   }
 
-  std::vector<engine::ItemKind> kinds;
+  std::vector<engine::ItemKind> chosen_kinds;
   if (!options.kinds.empty()) {
-    if (!ParseKinds(options.kinds, &kinds, &reason)) return context.Fail(reason);
+    if (!ParseKinds(options.kinds, &chosen_kinds, &reason)) return context.Fail(reason);
   } else {
-    for (const engine::RestoreEntry& entry : entries)
-      if (std::ranges::find(kinds, entry.kind) == kinds.end()) kinds.push_back(entry.kind);
+    chosen_kinds = kinds::KindsOf(entries);
   }
   for (const engine::RestoreEntry& entry : entries) {
-    if (std::ranges::find(kinds, entry.kind) != kinds.end() && !MakeKindWorker(device, entry.kind))
-      return context.Fail(NoWorkerReason(entry.kind) + " (choose others with --kinds)");
+    const std::string reason = NoWorkerReason(entry.kind);
+    if (std::ranges::find(chosen_kinds, entry.kind) != chosen_kinds.end() && !reason.empty())
+      return context.Fail(reason + " (choose others with --kinds)");
   }
 
   const std::unique_ptr<engine::DeviceJob> device_job =
       context.BeginJob(device, u"restore of " + file, true);
   if (!device_job) return kExitFailure;
   engine::BackupJob job;
-  const auto factory = [&device](engine::ItemKind kind) { return MakeKindWorker(device, kind); };
-  if (const auto refusal = engine::PrepareRestore(device, job, kinds, entries, factory); refusal)
+  if (const auto refusal =
+          engine::PrepareRestore(device, job, chosen_kinds, entries, kinds::WorkerFactory(device));
+      refusal)
     return FailWithRefusal(context, *refusal);
   return RunCheckedRestore(context, device, *device_job, job, "restore");
 }

@@ -7,6 +7,7 @@
 
 #include "cli/console_sink.h"
 #include "engine/restore_pass.h"
+#include "kinds/jobs.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {
@@ -77,9 +78,7 @@ JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job) 
 
 JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job) {
   return RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-    job.sink = sink;
-    job.cancel = cancel;
-    engine::RunRestore(device, job);
+    kinds::RunRestoreJob(device, job, sink, cancel);
   });
 }
 

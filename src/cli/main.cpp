@@ -6,6 +6,7 @@
 #include "cli/cli.h"
 #include "platform/format.h"
 #include "platform/text.h"
+#include "profile/profile.h"
 
 namespace kestrav::cli {
 
@@ -22,14 +23,7 @@ platform::host::HostDevice* CommandContext::Profile() {
 }
 
 std::filesystem::path CommandContext::ProfileFolder() const {
-  if (!device_option.empty()) return device_option;
-  if (const char* chosen = std::getenv("KESTRAV_DEVICE"); chosen != nullptr && *chosen != 0)
-    return chosen;
-  if (const char* data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data != 0)
-    return std::filesystem::path(data) / "kestrav" / "device";
-  const char* home = std::getenv("HOME");
-  return std::filesystem::path(home != nullptr ? home : ".") / ".local" / "share" / "kestrav" /
-         "device";
+  return profile::ProfileFolder(device_option);
 }
 
 platform::host::HostDevice* CommandContext::Device() {

@@ -32,20 +32,6 @@ const ItemKindInfo& KindInfo(ItemKind kind) {
   return *std::ranges::find(kKinds, kind, &ItemKindInfo::kind);
 }
 
-bool KindOffersMode(ItemKind kind, RestoreMode mode) {
-  switch (mode) {
-    case RestoreMode::kDeleteAllFirst:
-    case RestoreMode::kAddOnlyNew:
-      return true;
-    case RestoreMode::kAddNewAndUpdate:
-      return kind == ItemKind::kContacts || kind == ItemKind::kAppointments ||
-             kind == ItemKind::kTasks;
-    case RestoreMode::kAllowDuplicates:
-      return kind == ItemKind::kContacts;
-  }
-  return false;
-}
-
 std::optional<ItemKind> KindOfExtension(std::u16string_view extension) {
   for (const ItemKindInfo& info : kKinds) {
     if (platform::EqualsIgnoringAsciiCase(info.extension, extension)) return info.kind;

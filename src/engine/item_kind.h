@@ -46,7 +46,5 @@ std::span<const ItemKindInfo> AllItemKinds();
 const ItemKindInfo& KindInfo(ItemKind kind);
 // The kind whose record file has this extension (compared without regard to case).
 std::optional<ItemKind> KindOfExtension(std::u16string_view extension);
-// Whether the kind's restore options offer the mode.
-bool KindOffersMode(ItemKind kind, RestoreMode mode);
 
 }  // namespace kestrav::engine

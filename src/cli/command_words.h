@@ -1,4 +1,4 @@
-// The kinds and restore modes as the command line names them, and the workers this build has.
+// The kinds and restore modes as the command line names them.
 #pragma once
 
 #include <memory>
@@ -7,8 +7,6 @@
 #include <vector>
 
 #include "engine/item_kind.h"
-#include "engine/kind_worker.h"
-#include "platform/device.h"
 
 namespace kestrav::cli {
 
@@ -21,12 +19,9 @@ bool ParseRestoreMode(std::string_view name, engine::RestoreMode* mode);
 // The names of the modes the kind offers, comma-separated: "delete-all, add-new".
 std::string OfferedModeNames(engine::ItemKind kind);
 
-// The worker of a kind on the device; null for a kind this build cannot back up or restore yet.
-std::unique_ptr<engine::KindWorker> MakeKindWorker(const platform::Device& device,
-                                                   engine::ItemKind kind);
-// The kinds that have a worker, in the order the window lists them.
-std::vector<engine::ItemKind> KindsWithWorkers(const platform::Device& device);
-// The reason a kind without a worker is refused.
+// The kinds this build backs up and restores, in the order the window lists them.
+std::vector<engine::ItemKind> KindsWithWorkers();
+// Empty when this build backs up and restores the kind; otherwise the reason it is refused.
 std::string NoWorkerReason(engine::ItemKind kind);
 
 }  // namespace kestrav::cli

@@ -7,7 +7,7 @@
 
 #include "platform/device.h"
 
-namespace kestrav::cli {
+namespace kestrav::profile {
 
 // The calls and the contacts of the sample, a scale unit.
 inline constexpr std::uint32_t kSampleCallsPerScale = 40;
@@ -16,4 +16,4 @@ inline constexpr std::uint32_t kSampleContactsPerScale = 25;
 // Fills the profile's databases with `scale` times the sample. False with the reason.
 bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error);
 
-}  // namespace kestrav::cli
+}  // namespace kestrav::profile

@@ -1,7 +1,5 @@
 // Dumping and loading object-store databases as JSON, on fresh device profiles (whose volume
 // numbers its records from 1).
-#include "cli/device_json.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -13,8 +11,10 @@
 #include "outlook/contact_record.h"
 #include "platform/host/outlook_properties.h"
 #include "platform/test_support/temporary_device.h"
+#include "profile/item_json.h"
+#include "profile/record_json.h"
 
-namespace kestrav::cli {
+namespace kestrav::profile {
 namespace {
 
 using platform::PropertyType;
@@ -310,4 +310,4 @@ TEST(DeviceJsonTest, MissingDatabaseOrVolume) {
 }
 
 }  // namespace
-}  // namespace kestrav::cli
+}  // namespace kestrav::profile

@@ -1,5 +1,5 @@
 // The sample data of "device init --sample", on fresh device profiles of both generations.
-#include "cli/sample_data.h"
+#include "profile/sample_data.h"
 
 #include <gtest/gtest.h>
 
@@ -7,12 +7,13 @@
 #include <set>
 #include <string>
 
-#include "cli/device_json.h"
 #include "outlook/contact_record.h"
 #include "platform/test_support/temporary_device.h"
 #include "platform/text.h"
+#include "profile/item_json.h"
+#include "profile/record_json.h"
 
-namespace kestrav::cli {
+namespace kestrav::profile {
 namespace {
 
 nlohmann::ordered_json SampleContacts(int os_major_version, std::uint32_t scale) {
@@ -47,4 +48,4 @@ TEST(SampleDataTest, ContactsAreTheSameOnBothGenerationsAndCopiesHaveTheirOwnNam
 }
 
 }  // namespace
-}  // namespace kestrav::cli
+}  // namespace kestrav::profile

@@ -1,10 +1,9 @@
-#include "cli/kinds.h"
+#include "cli/command_words.h"
 
 #include <algorithm>
 #include <array>
 
-#include "devicedb/call_logs.h"
-#include "outlook/contacts.h"
+#include "kinds/kinds.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {
@@ -62,33 +61,20 @@ bool ParseRestoreMode(std::string_view name, engine::RestoreMode* mode) {
 std::string OfferedModeNames(engine::ItemKind kind) {
   std::string names;
   for (const ModeName& mode : kModeNames) {
-    if (engine::KindOffersMode(kind, mode.mode))
+    if (kinds::OffersMode(kind, mode.mode))
       names += (names.empty() ? "" : ", ") + std::string(mode.name);
   }
   return names;
 }
 
-std::unique_ptr<engine::KindWorker> MakeKindWorker(const platform::Device& device,
-                                                   engine::ItemKind kind) {
-  if (!device.is_whole()) return nullptr;
-  switch (kind) {
-    case engine::ItemKind::kCallLogs:
-      return std::make_unique<devicedb::CallLogWorker>(device);
-    case engine::ItemKind::kContacts:
-      return std::make_unique<outlook::ContactsWorker>(device);
-    default:
-      return nullptr;
-  }
-}
-
-std::vector<engine::ItemKind> KindsWithWorkers(const platform::Device& device) {
-  std::vector<engine::ItemKind> kinds;
-  for (const engine::ItemKindInfo& info : engine::AllItemKinds())
-    if (MakeKindWorker(device, info.kind)) kinds.push_back(info.kind);
-  return kinds;
+std::vector<engine::ItemKind> KindsWithWorkers() {
+  std::vector<engine::ItemKind> listed;
+  for (const kinds::KindRow& row : kinds::AllKinds()) listed.push_back(row.kind);
+  return listed;
 }
 
 std::string NoWorkerReason(engine::ItemKind kind) {
+  if (kinds::FindKind(kind) != nullptr) return {};
   return KindCommandWord(kind) + ": this version of kestrav-cli cannot back up or restore " +
          platform::ToUtf8(engine::KindInfo(kind).word) + " yet";
 }

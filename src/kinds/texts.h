@@ -1,0 +1,69 @@
+// The texts the window shows for each kind: its "Delete All..." entry, confirmation and dialog,
+// and its restore options page.
+#pragma once
+
+namespace kestrav::kinds::texts {
+
+// The confirmations keep the blank after the question mark.
+inline constexpr char16_t kContactsMenu[] = u"Contacts";
+inline constexpr char16_t kContactsDeleteConfirm[] =
+    u"Are you sure you want to delete all contacts from Outlook database? ";
+inline constexpr char16_t kContactsDeleteConfirmCaption[] = u"Contacts delete confirm";
+inline constexpr char16_t kContactsDeletionCaption[] = u"Contacts deletion";
+inline constexpr char16_t kContactsDeletionLabel[] = u"Contacts deletion in progress...";
+inline constexpr char16_t kContactsOptionsTitle[] = u"Restore contacts options";
+inline constexpr char16_t kContactsDeleteAllFirst[] =
+    u"Delete all existing contacts from the database before restoration.";
+inline constexpr char16_t kContactsAddOnlyNew[] = u"Add only new contacts to the database.";
+inline constexpr char16_t kContactsAddNewAndUpdate[] =
+    u"Add new contacts and update existing contacts in the Database.";
+inline constexpr char16_t kContactsAllowDuplicates[] = u"Allow duplicates to be created.";
+
+inline constexpr char16_t kAppointmentsMenu[] = u"Appointments";
+inline constexpr char16_t kAppointmentsDeleteConfirm[] =
+    u"Are you sure you want to delete all Appointments? ";
+inline constexpr char16_t kAppointmentsDeleteConfirmCaption[] = u"Appointments delete confirm";
+inline constexpr char16_t kAppointmentsDeletionCaption[] = u"Appointments deletion";
+inline constexpr char16_t kAppointmentsDeletionLabel[] = u"Appointments deletion in progress...";
+inline constexpr char16_t kAppointmentsOptionsTitle[] = u"Restore appointments options";
+inline constexpr char16_t kAppointmentsDeleteAllFirst[] =
+    u"Delete all existing appointments from the database before restoration.";
+inline constexpr char16_t kAppointmentsAddOnlyNew[] = u"Add only new appointments to the database.";
+inline constexpr char16_t kAppointmentsAddNewAndUpdate[] =
+    u"Add new appointments and update existing appointments in the database.";
+
+inline constexpr char16_t kTasksMenu[] = u"Tasks";
+inline constexpr char16_t kTasksDeleteConfirm[] = u"Are you sure you want to delete all Tasks? ";
+inline constexpr char16_t kTasksDeleteConfirmCaption[] = u"Tasks delete confirm";
+inline constexpr char16_t kTasksDeletionCaption[] = u"Tasks deletion";
+inline constexpr char16_t kTasksDeletionLabel[] = u"Tasks deletion in progress...";
+inline constexpr char16_t kTasksOptionsTitle[] = u"Restore tasks options";
+inline constexpr char16_t kTasksDeleteAllFirst[] =
+    u"Delete all existing tasks from the database before restoration.";
+inline constexpr char16_t kTasksAddOnlyNew[] = u"Add only new tasks to the database.";
+inline constexpr char16_t kTasksAddNewAndUpdate[] =
+    u"Add new tasks and update existing tasks in the database.";
+
+inline constexpr char16_t kCallLogsMenu[] = u"Call Logs";
+inline constexpr char16_t kCallLogsDeleteConfirm[] =
+    u"Are you sure you want to delete all Call Logs? ";
+inline constexpr char16_t kCallLogsDeleteConfirmCaption[] = u"Call Logs delete confirm";
+inline constexpr char16_t kCallLogsDeletionCaption[] = u"Call Logs deletion";
+inline constexpr char16_t kCallLogsDeletionLabel[] = u"Call Logs deletion in progress...";
+inline constexpr char16_t kCallLogsOptionsTitle[] = u"Restore call logs options";
+inline constexpr char16_t kCallLogsDeleteAllFirst[] =
+    u"Delete all existing logged calls from the database before restoration.";
+inline constexpr char16_t kCallLogsAddOnlyNew[] = u"Add only unlogged calls to the Database.";
+
+inline constexpr char16_t kSpeedDialsMenu[] = u"Speed Dials";
+inline constexpr char16_t kSpeedDialsDeleteConfirm[] =
+    u"Are you sure you want to delete all Speed Dials? ";
+inline constexpr char16_t kSpeedDialsDeleteConfirmCaption[] = u"Speed Dials delete confirm";
+inline constexpr char16_t kSpeedDialsDeletionCaption[] = u"Speed Dials deletion";
+inline constexpr char16_t kSpeedDialsDeletionLabel[] = u"Speed Dials deletion in progress...";
+inline constexpr char16_t kSpeedDialsOptionsTitle[] = u"Restore speed dials options";
+inline constexpr char16_t kSpeedDialsDeleteAllFirst[] =
+    u"Delete all existing speed dials from the database before restoration.";
+inline constexpr char16_t kSpeedDialsAddOnlyNew[] = u"Add only new speed dials to the database.";
+
+}  // namespace kestrav::kinds::texts
