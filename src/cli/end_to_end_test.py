@@ -100,7 +100,7 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
         self.assertIn("--overwrite", device.run("backup", "--output", archive, expect=1).stderr)
         with open(archive, "rb") as kept:
             self.assertEqual(kept.read(), archived)
-        device.run("backup", "--kinds", "speeddials", "--output", self.path("s.qbk"), expect=1)
+        device.run("backup", "--kinds", "messages", "--output", self.path("s.qbk"), expect=1)
         self.assertFalse(os.path.exists(self.path("s.qbk")))
 
         self.assertIn("--yes", device.run("delete-all", "calllogs", expect=1).stderr)

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/testing/kind_harness.h"
+#include "devicedb/testing/pim_handset.h"
 #include "platform/format.h"
 #include "platform/test_support/temporary_device.h"
 #include "records/record_file.h"
@@ -90,45 +90,27 @@ Lines RestoreLog(std::u16string found, const Lines& pass) {
 }
 
 // A fresh device with its call-log database, and the passes run on it as the engine runs them.
-class Handset {
+class Handset : public testing::PimHandset<CallLogWorker> {
  public:
   explicit Handset(int os_major_version = platform::kWindowsMobile2005)
-      : device(os_major_version) {}
+      : PimHandset(os_major_version, engine::ItemKind::kCallLogs, kFile) {}
 
-  kestrav::testing::TemporaryDevice device;
-  engine::testing::KindHarness harness{device, engine::ItemKind::kCallLogs, kFile};
   engine::testing::CancelingSink& page = harness.page;
 
   void AddCalls(const std::vector<Call>& calls) {
-    OnDatabase([&](platform::ObjectStore& store, platform::DatabaseHandle database) {
-      for (const Call& call : calls) EXPECT_NE(store.Write(database, 0, call), 0u);
-    });
+    for (const platform::ObjectId id : Add(kCallLogDatabase, calls)) EXPECT_NE(id, 0u);
   }
 
-  std::vector<Call> Calls() {
-    std::vector<Call> calls;
-    OnDatabase([&](platform::ObjectStore& store, platform::DatabaseHandle database) {
-      Call call;
-      while (store.ReadNext(database, nullptr, &call) != 0) calls.push_back(call);
-    });
-    return calls;
-  }
-
-  // Backs up into a new file and returns its bytes.
-  std::string Backup() {
-    CallLogWorker worker(device.device());
-    return harness.Backup(worker);
-  }
+  std::vector<Call> Calls() { return Records(kCallLogDatabase); }
 
   Lines Restore(std::u16string_view text, RestoreMode mode) {
-    device.WriteFile(kFile, Utf16FileBytes(text));
+    harness.WriteRecordFile(text);
     return RestoreFile(mode);
   }
 
   // Restores the record file as it stands.
   Lines RestoreFile(RestoreMode mode) {
-    CallLogWorker worker(device.device());
-    harness.Restore(worker, mode);
+    PimHandset::RestoreFile(mode);
     tally = harness.tally;
     return Rows();
   }
@@ -151,16 +133,6 @@ class Handset {
   const Lines& Bars() const { return bars_; }
 
  private:
-  template <typename Work>
-  void OnDatabase(Work work) {
-    platform::ObjectStore& store = device.device().object_store();
-    platform::VolumeId volume = 0;
-    ASSERT_EQ(store.MountVolume(kPimVolume, platform::Disposition::kOpenExisting, &volume),
-              platform::kErrorSuccess);
-    work(store, store.OpenDatabase(volume, kCallLogDatabase));
-    store.UnmountVolume(volume);
-  }
-
   Lines bars_;
 };
 

@@ -91,9 +91,10 @@ bool CeDbSession::Connect(PimDatabase kind) {
 
 void CeDbSession::Disconnect(PimDatabase kind) {
   SendLine(sink_, InfoOf(kind).disconnecting);
-  if (database != kInvalidDatabaseHandle) {
-    store_.CloseDatabase(database);
-    database = kInvalidDatabaseHandle;
+  for (DatabaseHandle* handle : {&database, &contacts}) {
+    if (*handle == kInvalidDatabaseHandle) continue;
+    store_.CloseDatabase(*handle);
+    *handle = kInvalidDatabaseHandle;
   }
   SendLine(sink_, texts::kDisconnected);
 }

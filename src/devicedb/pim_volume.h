@@ -41,8 +41,9 @@ class CeDbSession {
   // database; for speed dials also "Contacts Database" into the contacts handle. False when the
   // volume cannot be mounted. A database that cannot be opened leaves its handle invalid.
   bool Connect(PimDatabase kind);
-  // Posts the kind's disconnecting line, closes the database handle when one is held, and posts
-  // "Disconnected.".
+  // Posts the kind's disconnecting line, closes the database handle and the contacts handle when
+  // they are held, and posts "Disconnected.". The contacts handle is opened once per pass, by
+  // Connect, and every contact lookup of the pass uses it.
   void Disconnect(PimDatabase kind);
   // Unmounts the volume when it was mounted; the store drops every handle still open on it.
   void Unmount();

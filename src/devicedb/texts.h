@@ -25,7 +25,6 @@ inline constexpr char16_t kCallLogsDeleted[] = u" call logs deleted from the dat
 inline constexpr char16_t kSpeedDialDeleted[] = u" speed dial deleted from the database.";
 inline constexpr char16_t kSpeedDialsDeleted[] = u" speed dials deleted from the database.";
 
-
 // Call logs.
 inline constexpr char16_t kCallLogsBackupCanceled[] = u"Call logs backup has been canceled.";
 inline constexpr char16_t kRetrievingCallLogs[] = u"Retrieving call logs infos...";
@@ -41,12 +40,25 @@ inline constexpr char16_t kCallInserted[] = u"%d. call '#%d' inserted.";
 inline constexpr char16_t kCallLogsRestoreCanceled[] = u"Call logs restore has been canceled.";
 inline constexpr char16_t kCallLogStored[] = u" call log successfully stored in database.";
 inline constexpr char16_t kCallLogsStored[] = u" call logs successfully stored in database.";
-inline constexpr char16_t kCallLogsDeleteAllFirst[] =
-    u"Delete all existing logged calls from the database before restoration.";
-inline constexpr char16_t kCallLogsAddOnlyNew[] = u"Add only unlogged calls to the Database.";
-inline constexpr char16_t kCallLogsDeleteConfirm[] =
-    u"Are you sure you want to delete all Call Logs?";
-inline constexpr char16_t kCallLogsDeleteConfirmTitle[] = u"Call Logs delete confirm";
+
+// Speed dials. The stored totals say "in the database" where the call logs' say "in database".
+inline constexpr char16_t kSpeedDialsBackupCanceled[] = u"Speed dials backup has been canceled.";
+inline constexpr char16_t kRetrievingSpeedDials[] = u"Retrieving speed dials infos...";
+inline constexpr char16_t kSpeedDialToBeRetrieved[] = u" speed dial to be retrieved.";
+inline constexpr char16_t kSpeedDialsToBeRetrieved[] = u" speed dials to be retrieved.";
+inline constexpr char16_t kNumberSaved[] = u"%d. number '#%d' saved.";
+inline constexpr char16_t kSpeedDialSaved[] = u" speed dial successfully saved.";
+inline constexpr char16_t kSpeedDialsSaved[] = u" speed dials successfully saved.";
+inline constexpr char16_t kValidSpeedDialsCsv5Header[] = u"Valid speed dials CSV5 header format.";
+inline constexpr char16_t kValidSpeedDialsCsv4Header[] = u"Valid speed dials CSV4 header format.";
+inline constexpr char16_t kInsertingSpeedDials[] = u"Inserting speed dials records...";
+inline constexpr char16_t kNumberAlreadyExists[] =
+    u"%d. number '#%d' already exists. Nothing done.";
+inline constexpr char16_t kNumberInserted[] = u"%d. number '#%d' inserted.";
+inline constexpr char16_t kSpeedDialsRestoreCanceled[] = u"Speed dials restore has been canceled.";
+inline constexpr char16_t kSpeedDialStored[] = u" speed dial successfully stored in the database.";
+inline constexpr char16_t kSpeedDialsStored[] =
+    u" speed dials successfully stored in the database.";
 
 // The record file passes of the volume's databases.
 inline constexpr char16_t kRetrievingFileRecords[] = u"Retrieving file records...";

@@ -8,7 +8,7 @@ namespace kestrav::kinds {
 namespace {
 
 // The window's order.
-const std::array<const KindRow*, 2> kRows = {&kContactsRow, &kCallLogsRow};
+const std::array<const KindRow*, 3> kRows = {&kContactsRow, &kCallLogsRow, &kSpeedDialsRow};
 
 // The dialog as the front end shows it, counting the deletions it is told of.
 class CountingProgress : public devicedb::DeletionProgress {
