@@ -273,7 +273,7 @@ records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStor
   return values;
 }
 
-bool ApplyContactRecord(const records::Record& fields, platform::OutlookItem& item,
+bool ApplyContactRecord(records::RecordView fields, platform::OutlookItem& item,
                         ContactStore& store, const platform::Device& device) {
   const int os = device.os_major_version();
   auto field = [&](std::size_t column) { return fields.Value(column); };

@@ -111,7 +111,7 @@ records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStor
 // Windows Mobile 2005 the contact is saved here, before its store properties go into its
 // record; from 2005 on the caller saves it. False when that save failed. The caller has checked
 // the cancel flag.
-bool ApplyContactRecord(const records::Record& fields, platform::OutlookItem& item,
+bool ApplyContactRecord(records::RecordView fields, platform::OutlookItem& item,
                         ContactStore& store, const platform::Device& device);
 
 }  // namespace kestrav::outlook

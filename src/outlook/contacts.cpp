@@ -1,206 +1,127 @@
 #include "outlook/contacts.h"
 
-#include "engine/status_text.h"
 #include "outlook/contact_record.h"
-#include "outlook/outlook_session.h"
+#include "outlook/item_pass.h"
 #include "outlook/texts.h"
-#include "platform/format.h"
 
 namespace kestrav::outlook {
 namespace {
 
-using engine::LogIcon;
-using engine::RestoreMode;
-using platform::Failed;
 using platform::OutlookItem;
-using platform::OutlookItemCollection;
 
-void SendLine(engine::ProgressSink* sink, std::u16string_view text,
-              LogIcon icon = LogIcon::kInformation) {
-  engine::SendLog(sink, text, icon);
-}
+constexpr ItemKindTexts kContactTexts = {
+    .folder = platform::OutlookFolderId::kContacts,
+    .item_type = platform::OutlookItemType::kContact,
+    .folder_error = texts::kContactsFolderError,
+    .collection_error = texts::kContactsCollectionError,
+    .retrieving = texts::kRetrievingContacts,
+    .to_be_retrieved = texts::kContactToBeRetrieved,
+    .to_be_retrieved_plural = texts::kContactsToBeRetrieved,
+    .saved = texts::kContactSaved,
+    .backup_canceled = texts::kContactsBackupCanceled,
+    .successfully_saved = texts::kContactSuccessfullySaved,
+    .successfully_saved_plural = texts::kContactsSuccessfullySaved,
+    .header_accepted = nullptr,
+    .before_restore = texts::kRetrievingMappedFields,
+    .no_records = texts::kNoContactsFound,
+    .empty_file_before_cancel = true,
+    .database_contains = texts::kContactsDatabaseContains,
+    .deleting = texts::kDeletingContacts,
+    .deleted = texts::kContactDeleted,
+    .deleted_plural = texts::kContactsDeleted,
+    .inserting = texts::kInsertingContacts,
+    .already_exists = texts::kContactAlreadyExists,
+    .inserted = texts::kContactInserted,
+    .updated = texts::kContactUpdated,
+    // A contact that cannot be saved is passed over without a line.
+    .not_inserted = nullptr,
+    .not_updated = nullptr,
+    .restore_canceled = texts::kContactsRestoreCanceled,
+    .inserted_in_database = texts::kContactInsertedInDatabase,
+    .inserted_in_database_plural = texts::kContactsInsertedInDatabase,
+    .updated_in_database = texts::kContactUpdatedInDatabase,
+    .updated_in_database_plural = texts::kContactsUpdatedInDatabase,
+    .successfully_deleted = texts::kContactsSuccessfullyDeleted,
+    .none_deleted = texts::kNoContactDeleted,
+};
 
-std::unique_ptr<OutlookItemCollection> ContactItems(OutlookSession& session) {
-  return session.DefaultItems(platform::OutlookFolderId::kContacts, texts::kContactsFolderError,
-                              texts::kContactsCollectionError);
-}
+// A contact is one line of sixty columns; its file-as name alone makes it the same as a record.
+class ContactAdapter : public ItemAdapter {
+ public:
+  ContactAdapter(const platform::Device& device, char16_t separator,
+                 const std::optional<ContactFieldMap>& field_map)
+      : device_(device), separator_(separator), field_map_(field_map) {}
 
-int ItemCount(OutlookItemCollection& items) {
-  int count = 0;
-  return Failed(items.Count(&count)) ? 0 : count;
-}
+  // The store properties' database is opened once per pass, when the items begin.
+  void BeginItems() override { store_.emplace(device_); }
+
+  void WriteHeader(records::CsvRecordFile& file) override {
+    const std::u16string header = ContactHeaderLine(separator_);
+    file.WriteRaw(header.data(), header.size() * sizeof(char16_t));
+  }
+
+  std::u16string WriteItem(OutlookItem& item, records::CsvRecordFile& file) override {
+    const records::RecordValues values = ReadContactRecord(item, *store_);
+    file.WriteRecord(values);
+    return *values[kNameColumn];
+  }
+
+  bool keep_raw_rows() const override { return false; }
+
+  // Without a map the file must be a contacts backup, whose columns each feed themselves.
+  bool AcceptFile(const records::CsvRecordFile& file) override {
+    if (!field_map_ && !IsContactHeader(file.Header())) return false;
+    map_ = field_map_ ? *field_map_ : DefaultFieldMap(file.Header());
+    file_column_count_ = file.ColumnCount();
+    return true;
+  }
+
+  // Each row is mapped to the sixty contact columns as its turn comes, into one reused record.
+  records::RecordView RecordAt(const records::RecordTable& rows, std::size_t position) override {
+    MapContactRecord(rows[position], file_column_count_, map_, &contact_);
+    return contact_;
+  }
+
+  std::u16string_view KeyText(records::RecordView record) const override {
+    return record.Value(kNameColumn);
+  }
+
+  bool Matches(OutlookItem&, records::RecordView) override { return true; }
+
+  bool Apply(records::RecordView record, OutlookItem& item) override {
+    return ApplyContactRecord(record, item, *store_, device_) &&
+           (!store_->through_item() || !platform::Failed(item.Save()));
+  }
+
+ private:
+  const platform::Device& device_;
+  char16_t separator_;
+  const std::optional<ContactFieldMap>& field_map_;
+  std::optional<ContactStore> store_;
+  ContactFieldMap map_{};
+  std::size_t file_column_count_ = 0;
+  records::Record contact_;
+};
 
 }  // namespace
 
 void ContactsWorker::Backup(const engine::PassContext& pass, records::CsvRecordFile& file) {
-  engine::ProgressSink* sink = pass.sink;
-  OutlookSession session(device_.outlook(), sink);
-  if (!session.Connect()) return;
-  SendLine(sink, texts::kRetrievingContacts);
-  if (std::unique_ptr<OutlookItemCollection> items = ContactItems(session)) {
-    const int count = ItemCount(*items);
-    // The range is 0..count-1, and 0..-1 for no contacts, as the bar was always given.
-    engine::PostProgress(sink, 0, static_cast<std::uint32_t>(count - 1), false);
-    SendLine(sink,
-             engine::CountText(count, texts::kContactToBeRetrieved, texts::kContactsToBeRetrieved));
-    const std::u16string header = ContactHeaderLine(pass.separator);
-    file.WriteRaw(header.data(), header.size() * sizeof(char16_t));
-    ContactStore store(device_);
-    long saved = 0;
-    for (int index = 1; index <= count && !pass.Canceled(); ++index) {
-      std::unique_ptr<OutlookItem> item;
-      // An item that cannot be had is passed over and not counted.
-      if (!Failed(items->Item(index, &item))) {
-        const records::RecordValues values = ReadContactRecord(*item, store);
-        file.WriteRecord(values);
-        SendLine(sink, platform::Format(texts::kContactSaved, index, *values[kNameColumn]));
-        ++saved;
-      }
-      engine::PostProgress(sink, static_cast<std::uint32_t>(index), 0, false);
-    }
-    if (pass.Canceled()) {
-      SendLine(sink, texts::kContactsBackupCanceled, LogIcon::kError);
-    } else if (saved > 0) {
-      SendLine(sink, engine::CountText(saved, texts::kContactSuccessfullySaved,
-                                       texts::kContactsSuccessfullySaved));
-    }
-  }
-  session.End();
+  ContactAdapter adapter(device_, pass.separator, field_map);
+  BackupItems(device_, pass, file, kContactTexts, adapter);
 }
 
 void ContactsWorker::Restore(const engine::PassContext& pass) {
-  engine::ProgressSink* sink = pass.sink;
-  tally_ = {};
-  SendLine(sink, texts::kRetrievingFileRecords);
-  records::CsvRecordFile file(device_, pass.separator);
-  if (!file.Load(pass.record_file, false, false)) {
-    SendLine(sink, file.LoadFailedText(), LogIcon::kError);
-    return;
-  }
-  if (!field_map && !IsContactHeader(file.Header())) {
-    SendLine(sink, texts::kInvalidFileFormat, LogIcon::kError);
-    return;
-  }
-  const records::RecordTable& rows = file.Records();
-  tally_.file_accepted = true;
-  tally_.records = rows.size();
-  SendLine(sink, engine::CountText(static_cast<long>(rows.size()), texts::kRecordFoundInFile,
-                                   texts::kRecordsFoundInFile));
-  if (rows.empty()) {
-    SendLine(sink, texts::kNoContactsFound);
-    return;
-  }
-  SendLine(sink, texts::kRetrievingMappedFields);
-  if (pass.Canceled()) {
-    SendLine(sink, texts::kContactsRestoreCanceled, LogIcon::kError);
-    return;
-  }
-  RestoreRecords(pass, rows, file.ColumnCount(),
-                 field_map ? *field_map : DefaultFieldMap(file.Header()));
-}
-
-void ContactsWorker::RestoreRecords(const engine::PassContext& pass,
-                                    const records::RecordTable& rows, std::size_t file_column_count,
-                                    const ContactFieldMap& map) {
-  engine::ProgressSink* sink = pass.sink;
-  OutlookSession session(device_.outlook(), sink);
-  if (!session.Connect()) return;
-  std::unique_ptr<OutlookItemCollection> items = ContactItems(session);
-  if (!items) {
-    session.End();
-    return;
-  }
-  if (pass.mode == RestoreMode::kDeleteAllFirst) {
-    const int count = ItemCount(*items);
-    SendLine(sink, texts::kContactsDatabaseContains +
-                       engine::CountText(count, texts::kRecord, texts::kRecords));
-    SendLine(sink, texts::kDeletingContacts);
-    engine::PostProgress(sink, 0, static_cast<std::uint32_t>(count), false);
-    for (int removed = 1; removed <= count && !pass.Canceled(); ++removed) {
-      items->Remove(1);
-      engine::PostProgress(sink, static_cast<std::uint32_t>(removed), 0, false);
-    }
-    SendLine(sink, engine::CountText(count - ItemCount(*items), texts::kContactDeleted,
-                                     texts::kContactsDeleted));
-  }
-
-  SendLine(sink, texts::kInsertingContacts);
-  engine::PostProgress(sink, 0, static_cast<std::uint32_t>(rows.size()), false);
-  const bool look_for_existing =
-      pass.mode == RestoreMode::kAddOnlyNew || pass.mode == RestoreMode::kAddNewAndUpdate;
-  long inserted = 0;
-  long updated = 0;
-  {
-    ContactStore store(device_);
-    records::Record contact;  // reused: each row is mapped as its turn comes
-    for (std::size_t position = 0; position < rows.size() && !pass.Canceled(); ++position) {
-      MapContactRecord(rows[position], file_column_count, map, &contact);
-      const std::u16string_view name = contact.Value(kNameColumn);
-      const auto number = static_cast<long>(position);
-      std::unique_ptr<OutlookItem> item;
-      // The first contact with exactly this file-as name, in collection order; one that cannot
-      // be had is passed over as the walk over the collection would.
-      for (int after = 0; look_for_existing && !item && !pass.Canceled();) {
-        int index = 0;
-        if (Failed(items->FindKeyText(name, after, &index)) || index == 0) break;
-        if (Failed(items->Item(index, &item))) item.reset();
-        after = index;
-      }
-      if (item && pass.mode == RestoreMode::kAddOnlyNew) {
-        // The one line numbered from 0.
-        SendLine(sink, platform::Format(texts::kContactAlreadyExists, number, name));
-        ++tally_.restored;
-      } else {
-        const bool found = item != nullptr;
-        // A contact that cannot be created is passed over and counted nowhere.
-        if (found || !Failed(session.application()->CreateItem(platform::OutlookItemType::kContact,
-                                                               &item))) {
-          if (!pass.Canceled() && ApplyContactRecord(contact, *item, store, device_) &&
-              (!store.through_item() || !Failed(item->Save()))) {
-            SendLine(sink,
-                     platform::Format(found ? texts::kContactUpdated : texts::kContactInserted,
-                                      number + 1, name));
-            ++(found ? updated : inserted);
-            ++tally_.restored;
-          }
-        }
-      }
-      item.reset();
-      engine::PostProgress(sink, static_cast<std::uint32_t>(position + 1), 0, false);
-    }
-  }
-  if (pass.Canceled()) SendLine(sink, texts::kContactsRestoreCanceled, LogIcon::kError);
-  SendLine(sink, engine::CountText(inserted, texts::kContactInsertedInDatabase,
-                                   texts::kContactsInsertedInDatabase));
-  SendLine(sink, engine::CountText(updated, texts::kContactUpdatedInDatabase,
-                                   texts::kContactsUpdatedInDatabase));
-  items.reset();
-  session.End();
+  ContactAdapter adapter(device_, pass.separator, field_map);
+  RestoreItems(device_, pass, kContactTexts, adapter, tally_);
 }
 
 std::optional<std::uint32_t> DeleteAllContacts(const platform::Device& device,
                                                devicedb::DeletionProgress& progress) {
-  OutlookSession session(device.outlook(), nullptr);
-  if (!session.Connect()) return std::nullopt;
-  std::unique_ptr<OutlookItemCollection> items = ContactItems(session);
-  if (!items) {
-    session.Disconnect();
-    return std::nullopt;
-  }
-  const int count = ItemCount(*items);
-  if (count > 0) progress.Start(static_cast<std::uint32_t>(count));
-  std::uint32_t deleted = 0;
-  // A contact that will not go ends the deletion rather than trying it forever.
-  while (ItemCount(*items) > 0 && !Failed(items->Remove(1))) progress.SetPosition(++deleted);
-  progress.Finish();
-  items.reset();
-  session.Disconnect();
-  return deleted;
+  return DeleteAllItems(device, kContactTexts, progress);
 }
 
 std::u16string ContactsDeletedText(std::uint32_t deleted) {
-  if (deleted == 0) return texts::kNoContactDeleted;
-  return platform::Format(texts::kContactsSuccessfullyDeleted, deleted, deleted > 1 ? u"s" : u"");
+  return ItemsDeletedText(kContactTexts, deleted);
 }
 
 }  // namespace kestrav::outlook

@@ -35,10 +35,6 @@ class ContactsWorker : public engine::KindWorker {
   std::optional<ContactFieldMap> field_map;
 
  private:
-  // Connects and restores each file row, mapped to the sixty contact columns as its turn comes.
-  void RestoreRecords(const engine::PassContext& pass, const records::RecordTable& rows,
-                      std::size_t file_column_count, const ContactFieldMap& map);
-
   const platform::Device& device_;
 };
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/testing/kind_harness.h"
+#include "outlook/testing/failing_outlook.h"
 #include "outlook/texts.h"
 #include "platform/test_support/temporary_device.h"
 #include "records/record_file.h"
@@ -408,112 +409,13 @@ TEST(ContactImport, ThroughTheMapFromANarrowFile) {
                                              {58, u"\"" + NotesField(u"Hi") + u"\""}}));
 }
 
-// A runtime that fails where a test asks it to and otherwise hands the profile's own objects on.
-struct Failures {
-  bool initialize = false;
-  bool create_application = false;
-  bool logon = false;
-  bool folder = false;
-  bool items = false;
-  bool create_item = false;
-  int item_index = 0;  // the position whose item cannot be had
-};
-
-class FailingCollection : public platform::OutlookItemCollection {
- public:
-  FailingCollection(std::unique_ptr<OutlookItemCollection> real, const Failures& failures)
-      : real_(std::move(real)), failures_(failures) {}
-  platform::HResult Count(int* count) override { return real_->Count(count); }
-  platform::HResult Item(int index, std::unique_ptr<OutlookItem>* item) override {
-    return index == failures_.item_index ? platform::kEFail : real_->Item(index, item);
-  }
-  platform::HResult Remove(int index) override { return real_->Remove(index); }
-  platform::HResult FindKeyText(std::u16string_view text, int after, int* index) override {
-    return real_->FindKeyText(text, after, index);
-  }
-
- private:
-  std::unique_ptr<OutlookItemCollection> real_;
-  const Failures& failures_;
-};
-
-class FailingFolder : public platform::OutlookFolder {
- public:
-  FailingFolder(std::unique_ptr<OutlookFolder> real, const Failures& failures)
-      : real_(std::move(real)), failures_(failures) {}
-  platform::HResult Items(std::unique_ptr<platform::OutlookItemCollection>* items) override {
-    std::unique_ptr<platform::OutlookItemCollection> real_items;
-    if (failures_.items || Failed(real_->Items(&real_items))) return platform::kEFail;
-    *items = std::make_unique<FailingCollection>(std::move(real_items), failures_);
-    return platform::kSOk;
-  }
-
- private:
-  std::unique_ptr<OutlookFolder> real_;
-  const Failures& failures_;
-};
-
-class FailingApplication : public platform::OutlookApplication {
- public:
-  FailingApplication(std::unique_ptr<OutlookApplication> real, const Failures& failures)
-      : real_(std::move(real)), failures_(failures) {}
-  platform::HResult Logon() override { return failures_.logon ? platform::kEFail : real_->Logon(); }
-  platform::HResult Logoff() override { return real_->Logoff(); }
-  platform::HResult GetDefaultFolder(platform::OutlookFolderId id,
-                                     std::unique_ptr<platform::OutlookFolder>* folder) override {
-    std::unique_ptr<platform::OutlookFolder> real_folder;
-    if (failures_.folder || Failed(real_->GetDefaultFolder(id, &real_folder)))
-      return platform::kEFail;
-    *folder = std::make_unique<FailingFolder>(std::move(real_folder), failures_);
-    return platform::kSOk;
-  }
-  platform::HResult CreateItem(platform::OutlookItemType type,
-                               std::unique_ptr<OutlookItem>* item) override {
-    return failures_.create_item ? platform::kEFail : real_->CreateItem(type, item);
-  }
-
- private:
-  std::unique_ptr<OutlookApplication> real_;
-  const Failures& failures_;
-};
-
-class FailingRuntime : public platform::OutlookRuntime {
- public:
-  FailingRuntime(platform::OutlookRuntime& real, const Failures& failures)
-      : real_(real), failures_(failures) {}
-  platform::HResult Initialize() override {
-    ++initialized;
-    return failures_.initialize ? platform::kEFail : real_.Initialize();
-  }
-  platform::HResult CreateApplication(
-      std::unique_ptr<platform::OutlookApplication>* application) override {
-    std::unique_ptr<platform::OutlookApplication> real_application;
-    if (failures_.create_application || Failed(real_.CreateApplication(&real_application)))
-      return platform::kEFail;
-    *application = std::make_unique<FailingApplication>(std::move(real_application), failures_);
-    return platform::kSOk;
-  }
-  void Uninitialize() override {
-    ++uninitialized;
-    real_.Uninitialize();
-  }
-
-  int initialized = 0;
-  int uninitialized = 0;
-
- private:
-  platform::OutlookRuntime& real_;
-  const Failures& failures_;
-};
-
 TEST(ContactSession, EveryFailureEndsThePassWithItsLines) {
   Handset phone;
   phone.Add({{u"Ann", u""}, {u"Bob", u""}});
-  const platform::Device& real = phone.device.device();
-  Failures failures;
-  FailingRuntime runtime(real.outlook(), failures);
-  const platform::Device device(real.files(), real.clock(), real.code_page(), real.registry(),
-                                real.object_store(), runtime, real.os_major_version());
+  testing::FailingOutlookDevice failing(phone.device.device());
+  const platform::Device& device = failing.device;
+  testing::Failures& failures = failing.failures;
+  testing::FailingRuntime& runtime = failing.runtime;
   auto backup = [&] {
     ContactsWorker worker(device);
     phone.harness.Backup(worker);

@@ -45,21 +45,85 @@ inline constexpr char16_t kContactsInsertedInDatabase[] = u" contacts inserted i
 inline constexpr char16_t kContactUpdatedInDatabase[] = u" contact updated in the database.";
 inline constexpr char16_t kContactsUpdatedInDatabase[] = u" contacts updated in the database.";
 
-// The restore options of contacts.
-inline constexpr char16_t kContactsDeleteAllFirst[] =
-    u"Delete all existing contacts from the database before restoration.";
-inline constexpr char16_t kContactsAddOnlyNew[] = u"Add only new contacts to the database.";
-inline constexpr char16_t kContactsAddNewAndUpdate[] =
-    u"Add new contacts and update existing contacts in the Database.";
-inline constexpr char16_t kContactsAllowDuplicates[] = u"Allow duplicates to be created.";
-
 // "Delete All..." contacts.
-inline constexpr char16_t kContactsDeleteConfirm[] =
-    u"Are you sure you want to delete all contacts from Outlook database?";
-inline constexpr char16_t kContactsDeleteConfirmTitle[] = u"Contacts delete confirm";
-inline constexpr char16_t kContactsDeletionTitle[] = u"Contacts deletion";
 inline constexpr char16_t kContactsSuccessfullyDeleted[] = u"%d contact%s successfully deleted.";
 inline constexpr char16_t kNoContactDeleted[] = u"No contact found, nothing deleted.";
+
+// Appointments backup.
+inline constexpr char16_t kAppointmentsFolderError[] = u"Couldn't access appointments folder.";
+inline constexpr char16_t kAppointmentsCollectionError[] =
+    u"Couldn't access appointments collection.";
+inline constexpr char16_t kRetrievingAppointments[] = u"Retrieving appointments infos...";
+inline constexpr char16_t kAppointmentToBeRetrieved[] = u" appointment to be retrieved.";
+inline constexpr char16_t kAppointmentsToBeRetrieved[] = u" appointments to be retrieved.";
+inline constexpr char16_t kAppointmentSaved[] = u"%d. appointment '%s' saved.";
+inline constexpr char16_t kAppointmentsBackupCanceled[] = u"Appointments backup has been canceled.";
+inline constexpr char16_t kAppointmentSuccessfullySaved[] = u" appointment successfully saved.";
+inline constexpr char16_t kAppointmentsSuccessfullySaved[] = u" appointments successfully saved.";
+
+// Appointments restore.
+inline constexpr char16_t kValidAppointmentsHeader[] = u"Valid appointments CSV header format.";
+inline constexpr char16_t kNoAppointmentsFound[] = u"No appointments found. Nothing done";
+inline constexpr char16_t kAppointmentsDatabaseContains[] = u"The appointments database contains ";
+inline constexpr char16_t kDeletingAppointments[] = u"Deleting appointments from the database...";
+inline constexpr char16_t kAppointmentDeleted[] = u" appointment deleted from the database.";
+inline constexpr char16_t kAppointmentsDeleted[] = u" appointments deleted from the database.";
+inline constexpr char16_t kInsertingAppointments[] = u"Inserting appointments in the database...";
+inline constexpr char16_t kAppointmentAlreadyExists[] =
+    u"%d. appointment '%s' already exists. Nothing done.";
+inline constexpr char16_t kAppointmentInserted[] = u"%d. '%s' inserted.";
+inline constexpr char16_t kAppointmentUpdated[] = u"%d. '%s' updated.";
+inline constexpr char16_t kAppointmentNotInserted[] = u"%d. appointment '%s' couldn't be inserted.";
+inline constexpr char16_t kAppointmentNotUpdated[] = u"%d. appointment '%s' couldn't be updated.";
+inline constexpr char16_t kAppointmentsRestoreCanceled[] =
+    u"Appointments restore has been canceled.";
+inline constexpr char16_t kAppointmentInsertedInDatabase[] =
+    u" appointment inserted in the database.";
+inline constexpr char16_t kAppointmentsInsertedInDatabase[] =
+    u" appointments inserted in the database.";
+inline constexpr char16_t kAppointmentUpdatedInDatabase[] =
+    u" appointment updated in the database.";
+inline constexpr char16_t kAppointmentsUpdatedInDatabase[] =
+    u" appointments updated in the database.";
+
+// "Delete All..." appointments.
+inline constexpr char16_t kAppointmentsSuccessfullyDeleted[] =
+    u"%d appointment%s successfully deleted.";
+inline constexpr char16_t kNoAppointmentDeleted[] = u"No appointment found, nothing deleted.";
+
+// Tasks backup.
+inline constexpr char16_t kTasksFolderError[] = u"Couldn't access tasks folder.";
+inline constexpr char16_t kTasksCollectionError[] = u"Couldn't access tasks collection.";
+inline constexpr char16_t kRetrievingTasks[] = u"Retrieving tasks infos...";
+inline constexpr char16_t kTaskToBeRetrieved[] = u" task to be retrieved.";
+inline constexpr char16_t kTasksToBeRetrieved[] = u" tasks to be retrieved.";
+inline constexpr char16_t kTaskSaved[] = u"%d. task '%s' saved.";
+inline constexpr char16_t kTasksBackupCanceled[] = u"Tasks backup has been canceled.";
+inline constexpr char16_t kTaskSuccessfullySaved[] = u" task successfully saved.";
+inline constexpr char16_t kTasksSuccessfullySaved[] = u" tasks successfully saved.";
+
+// Tasks restore.
+inline constexpr char16_t kValidTasksHeader[] = u"Valid tasks CSV header format.";
+inline constexpr char16_t kNoTasksFound[] = u"No tasks found. Nothing done";
+inline constexpr char16_t kTasksDatabaseContains[] = u"The tasks database contains ";
+inline constexpr char16_t kDeletingTasks[] = u"Deleting tasks from the database...";
+inline constexpr char16_t kTaskDeleted[] = u" task deleted from the database.";
+inline constexpr char16_t kTasksDeleted[] = u" tasks deleted from the database.";
+inline constexpr char16_t kInsertingTasks[] = u"Inserting tasks in the database...";
+inline constexpr char16_t kTaskAlreadyExists[] = u"%d. task '%s' already exists. Nothing done.";
+inline constexpr char16_t kTaskInserted[] = u"%d. '%s' inserted.";
+inline constexpr char16_t kTaskUpdated[] = u"%d. '%s' updated.";
+inline constexpr char16_t kTaskNotInserted[] = u"%d. task '%s' couldn't be inserted.";
+inline constexpr char16_t kTaskNotUpdated[] = u"%d. task '%s' couldn't be updated.";
+inline constexpr char16_t kTasksRestoreCanceled[] = u"Tasks restore has been canceled.";
+inline constexpr char16_t kTaskInsertedInDatabase[] = u" task inserted in the database.";
+inline constexpr char16_t kTasksInsertedInDatabase[] = u" tasks inserted in the database.";
+inline constexpr char16_t kTaskUpdatedInDatabase[] = u" task updated in the database.";
+inline constexpr char16_t kTasksUpdatedInDatabase[] = u" tasks updated in the database.";
+
+// "Delete All..." tasks.
+inline constexpr char16_t kTasksSuccessfullyDeleted[] = u"%d task%s successfully deleted.";
+inline constexpr char16_t kNoTaskDeleted[] = u"No task found, nothing deleted.";
 
 // The contact field map.
 inline constexpr char16_t kMapError[] = u"Map Error";

@@ -1,6 +1,7 @@
 // The device's Pocket Outlook object model, as the contacts, appointments and tasks passes use
 // it: the runtime that creates the application object, the application with its default folders
-// and new items, a folder's item collection, and the items with their properties.
+// and new items, a folder's item collection, and the items with their properties, an
+// appointment's recipients and an appointment's or task's recurrence.
 //
 // As on the device every operation answers with an HResult, negative on failure; objects are
 // owned by whoever asked for them and released when dropped. A collection counts its items from
@@ -9,6 +10,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -89,21 +92,113 @@ enum class ItemProperty : std::uint16_t {
   // IContact dates.
   kBirthday,
   kAnniversary,
-  // IAppointment and ITask: the subject, their key text.
+  // IAppointment and ITask: the subject, their key text. Body and Categories above serve them
+  // too.
   kSubject,
+  // IAppointment and ITask texts.
+  kLocation,
+  kReminderSoundFile,
+  // IAppointment and ITask dates.
+  kStart,
+  kEnd,
+  kStartDate,
+  kDueDate,
+  kDateCompleted,
+  kReminderTime,
+  // IAppointment and ITask 16-bit booleans. IsRecurring follows the recurrence and cannot be
+  // set.
+  kAllDayEvent,
+  kIsRecurring,
+  kReminderSet,
+  kComplete,
+  kTeamTask,
+  // IAppointment and ITask 32-bit integers. MeetingStatus follows the recipients (1, a meeting,
+  // when there are any; 0 otherwise) and cannot be set.
+  kBusyStatus,
+  kDuration,
+  kMeetingStatus,
+  kReminderMinutesBeforeStart,
+  kReminderOptions,
+  kSensitivity,
+  kImportance,
+  // IAppointment and ITask ink notes, as bytes.
+  kBodyInk,
+};
+
+// One recipient of an appointment (a meeting request's attendee).
+struct Recipient {
+  std::u16string name;
+  std::u16string address;
+
+  bool operator==(const Recipient&) const = default;
+};
+
+// An occurrence of a recurring item that was moved or deleted: its original start, and for a
+// moved one its own start and end (OLE dates).
+struct RecurrenceException {
+  double original_date = 0;
+  bool deleted = false;
+  double start = 0;
+  double end = 0;
+
+  bool operator==(const RecurrenceException&) const = default;
+};
+
+// How an appointment or a task recurs, as the object model's RecurrencePattern holds it.
+struct RecurrencePattern {
+  std::int32_t recurrence_type =
+      0;  // 0 daily, 1 weekly, 2 monthly, 3 month nth, 5 yearly, 6 year nth
+  std::int32_t interval = 0;
+  std::int32_t instance = 0;
+  std::int32_t day_of_week_mask = 0;
+  std::int32_t day_of_month = 0;
+  std::int32_t month_of_year = 0;
+  double pattern_start_date = 0;
+  double pattern_end_date = 0;
+  std::int32_t occurrences = 0;
+  bool no_end_date = false;
+  double start_time = 0;
+  double end_time = 0;
+  std::int32_t duration = 0;  // minutes
+  std::vector<RecurrenceException> exceptions;
+
+  bool operator==(const RecurrencePattern&) const = default;
 };
 
 class OutlookItem {
  public:
   virtual ~OutlookItem() = default;
 
-  // A text property; a property the item does not hold reads as the empty text. Asking for a
-  // date as a text, or a text as a date, answers kEInvalidArgument.
+  // Each property has one type; asking for it as another type, or setting a property that
+  // cannot be set, answers kEInvalidArgument.
+  // A text property; a property the item does not hold reads as the empty text.
   virtual HResult GetText(ItemProperty property, std::u16string* text) = 0;
   virtual HResult SetText(ItemProperty property, std::u16string_view text) = 0;
   // A date property as an OLE date; one the item does not hold reads as kOleDateNone.
   virtual HResult GetDate(ItemProperty property, double* ole_date) = 0;
   virtual HResult SetDate(ItemProperty property, double ole_date) = 0;
+  // A 16-bit boolean property; one the item does not hold reads as false.
+  virtual HResult GetBoolean(ItemProperty property, bool* value) = 0;
+  virtual HResult SetBoolean(ItemProperty property, bool value) = 0;
+  // A 32-bit integer property; one the item does not hold reads as 0.
+  virtual HResult GetInteger(ItemProperty property, std::int32_t* value) = 0;
+  virtual HResult SetInteger(ItemProperty property, std::int32_t value) = 0;
+  // A binary property; one the item does not hold reads as no bytes.
+  virtual HResult GetBytes(ItemProperty property, std::vector<std::uint8_t>* bytes) = 0;
+  virtual HResult SetBytes(ItemProperty property, std::span<const std::uint8_t> bytes) = 0;
+
+  // An appointment's recipients, counted from 1 in the order they were added. Other items
+  // answer kEInvalidArgument.
+  virtual HResult RecipientCount(int* count) = 0;
+  virtual HResult GetRecipient(int index, Recipient* recipient) = 0;
+  virtual HResult AddRecipient(const Recipient& recipient) = 0;
+  virtual HResult RemoveAllRecipients() = 0;
+
+  // An appointment's or task's recurrence: nothing when the item does not recur. Setting one
+  // makes the item recurring, clearing it makes it single. Contacts answer kEInvalidArgument.
+  virtual HResult GetRecurrence(std::optional<RecurrencePattern>* pattern) = 0;
+  virtual HResult SetRecurrence(const RecurrencePattern& pattern) = 0;
+  virtual HResult ClearRecurrence() = 0;
 
   // The item's store properties by identifier, as a record read returns them (a property the
   // item lacks comes back flagged kPropertyNotFound). Only Windows Mobile 2005 items have this

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <map>
 #include <set>
 #include <string>
@@ -39,8 +40,9 @@ bool KnownProperty(ItemProperty property) {
   return static_cast<std::size_t>(property) < AllItemProperties().size();
 }
 
+// A value set to be deleted reads as absent until the save removes it.
 bool Holds(const PropertyValue* value) {
-  return value != nullptr && (value->flags & kPropertyNotFound) == 0;
+  return value != nullptr && (value->flags & (kPropertyNotFound | kPropertyDelete)) == 0;
 }
 
 const PropertyValue* FindValue(const std::vector<PropertyValue>& values, std::uint32_t id) {
@@ -55,6 +57,138 @@ void Put(std::vector<PropertyValue>& values, PropertyValue value) {
   } else {
     values.push_back(std::move(value));
   }
+}
+
+// The object model's MeetingStatus values that follow an appointment's recipients.
+constexpr std::int64_t kNotAMeeting = 0;
+constexpr std::int64_t kMeeting = 1;
+
+// Little-endian values one after the other, the form of the recipients' and the recurrence's
+// blocks in a record.
+class BlockWriter {
+ public:
+  void Unsigned(std::uint64_t value, std::size_t size) {
+    for (std::size_t at = 0; at < size; ++at)
+      bytes.push_back(static_cast<std::uint8_t>(value >> (8 * at)));
+  }
+  void Integer(std::int32_t value) { Unsigned(static_cast<std::uint32_t>(value), 4); }
+  void Real(double value) { Unsigned(std::bit_cast<std::uint64_t>(value), 8); }
+  void Text(std::u16string_view text) {
+    // A length of 16 bits bounds a text at 65535 units; no recipient comes near it.
+    text = text.substr(0, 0xFFFF);
+    Unsigned(text.size(), 2);
+    for (const char16_t unit : text) Unsigned(unit, 2);
+  }
+
+  std::vector<std::uint8_t> bytes;
+};
+
+// Reads a block back; every read past its end fails and leaves the reader failed.
+class BlockReader {
+ public:
+  explicit BlockReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+  bool ok() const { return ok_; }
+  std::size_t left() const { return bytes_.size() - at_; }
+
+  std::uint64_t Unsigned(std::size_t size) {
+    if (!ok_ || left() < size) {
+      ok_ = false;
+      return 0;
+    }
+    std::uint64_t value = 0;
+    for (std::size_t k = 0; k < size; ++k) value |= std::uint64_t{bytes_[at_ + k]} << (8 * k);
+    at_ += size;
+    return value;
+  }
+  std::int32_t Integer() { return static_cast<std::int32_t>(Unsigned(4)); }
+  double Real() { return std::bit_cast<double>(Unsigned(8)); }
+  std::u16string Text() {
+    const auto length = static_cast<std::size_t>(Unsigned(2));
+    std::u16string text;
+    if (left() < length * 2) {
+      ok_ = false;
+      return text;
+    }
+    for (std::size_t k = 0; k < length; ++k) text.push_back(static_cast<char16_t>(Unsigned(2)));
+    return text;
+  }
+
+ private:
+  std::span<const std::uint8_t> bytes_;
+  std::size_t at_ = 0;
+  bool ok_ = true;
+};
+
+// Recipients: each one's name, then its address, each a 16-bit length and the UTF-16LE units.
+std::vector<std::uint8_t> EncodeRecipients(const std::vector<Recipient>& recipients) {
+  BlockWriter block;
+  for (const Recipient& recipient : recipients) {
+    block.Text(recipient.name);
+    block.Text(recipient.address);
+  }
+  return std::move(block.bytes);
+}
+
+std::vector<Recipient> DecodeRecipients(std::span<const std::uint8_t> bytes) {
+  std::vector<Recipient> recipients;
+  BlockReader block(bytes);
+  while (block.left() > 0) {
+    Recipient recipient;
+    recipient.name = block.Text();
+    recipient.address = block.Text();
+    if (!block.ok()) break;  // a cut entry ends the list
+    recipients.push_back(std::move(recipient));
+  }
+  return recipients;
+}
+
+// Recurrence: the eight integers, the no-end flag as one byte, the four dates, then each
+// exception as its original date, a deleted byte, its start and its end (25 bytes).
+constexpr std::size_t kExceptionBlockSize = 25;
+
+std::vector<std::uint8_t> EncodeRecurrence(const RecurrencePattern& pattern) {
+  BlockWriter block;
+  for (const std::int32_t value :
+       {pattern.recurrence_type, pattern.interval, pattern.instance, pattern.day_of_week_mask,
+        pattern.day_of_month, pattern.month_of_year, pattern.occurrences, pattern.duration}) {
+    block.Integer(value);
+  }
+  block.Unsigned(pattern.no_end_date ? 1 : 0, 1);
+  for (const double date : {pattern.pattern_start_date, pattern.pattern_end_date,
+                            pattern.start_time, pattern.end_time}) {
+    block.Real(date);
+  }
+  for (const RecurrenceException& exception : pattern.exceptions) {
+    block.Real(exception.original_date);
+    block.Unsigned(exception.deleted ? 1 : 0, 1);
+    block.Real(exception.start);
+    block.Real(exception.end);
+  }
+  return std::move(block.bytes);
+}
+
+RecurrencePattern DecodeRecurrence(std::span<const std::uint8_t> bytes) {
+  RecurrencePattern pattern;
+  BlockReader block(bytes);
+  for (std::int32_t* value :
+       {&pattern.recurrence_type, &pattern.interval, &pattern.instance, &pattern.day_of_week_mask,
+        &pattern.day_of_month, &pattern.month_of_year, &pattern.occurrences, &pattern.duration}) {
+    *value = block.Integer();
+  }
+  pattern.no_end_date = block.Unsigned(1) != 0;
+  for (double* date : {&pattern.pattern_start_date, &pattern.pattern_end_date, &pattern.start_time,
+                       &pattern.end_time}) {
+    *date = block.Real();
+  }
+  while (block.ok() && block.left() >= kExceptionBlockSize) {
+    RecurrenceException& exception = pattern.exceptions.emplace_back();
+    exception.original_date = block.Real();
+    exception.deleted = block.Unsigned(1) != 0;
+    exception.start = block.Real();
+    exception.end = block.Real();
+  }
+  return pattern;
 }
 
 std::u16string KeyText(const PropertyValue* value) {
@@ -196,40 +330,122 @@ class PimItem : public OutlookItem {
         oid_(oid) {}
 
   HResult GetText(ItemProperty property, std::u16string* text) override {
-    if (text == nullptr || !KnownProperty(property) || IsDateProperty(property))
-      return kEInvalidArgument;
-    if (!Live() || !Load()) return kEFail;
-    const PropertyValue* value = Find(Id(property));
-    *text = Holds(value) ? value->text : std::u16string();
-    return kSOk;
+    const PropertyValue* value = nullptr;
+    const HResult result = Get(property, ItemValueType::kText, text, &value);
+    if (result == kSOk) *text = Holds(value) ? value->text : std::u16string();
+    return result;
   }
 
   HResult SetText(ItemProperty property, std::u16string_view text) override {
-    if (!KnownProperty(property) || IsDateProperty(property)) return kEInvalidArgument;
-    if (!Live()) return kEFail;
     PropertyValue value;
-    value.id = Id(property);
     value.text = text;
-    Put(pending_, std::move(value));
-    return kSOk;
+    return Set(property, ItemValueType::kText, std::move(value));
   }
 
   HResult GetDate(ItemProperty property, double* ole_date) override {
-    if (ole_date == nullptr || !KnownProperty(property) || !IsDateProperty(property))
-      return kEInvalidArgument;
-    if (!Live() || !Load()) return kEFail;
-    const PropertyValue* value = Find(Id(property));
-    *ole_date = Holds(value) ? value->real : kOleDateNone;
-    return kSOk;
+    const PropertyValue* value = nullptr;
+    const HResult result = Get(property, ItemValueType::kDate, ole_date, &value);
+    if (result == kSOk) *ole_date = Holds(value) ? value->real : kOleDateNone;
+    return result;
   }
 
   HResult SetDate(ItemProperty property, double ole_date) override {
-    if (!KnownProperty(property) || !IsDateProperty(property)) return kEInvalidArgument;
-    if (!Live()) return kEFail;
     PropertyValue value;
-    value.id = Id(property);
     value.real = ole_date;
-    Put(pending_, std::move(value));
+    return Set(property, ItemValueType::kDate, std::move(value));
+  }
+
+  HResult GetBoolean(ItemProperty property, bool* boolean) override {
+    const PropertyValue* value = nullptr;
+    const HResult result = Get(property, ItemValueType::kBoolean, boolean, &value);
+    if (result == kSOk) *boolean = Holds(value) && value->integer != 0;
+    return result;
+  }
+
+  HResult SetBoolean(ItemProperty property, bool boolean) override {
+    PropertyValue value;
+    value.integer = boolean ? 1 : 0;
+    return Set(property, ItemValueType::kBoolean, std::move(value));
+  }
+
+  HResult GetInteger(ItemProperty property, std::int32_t* integer) override {
+    const PropertyValue* value = nullptr;
+    const HResult result = Get(property, ItemValueType::kInteger, integer, &value);
+    if (result == kSOk) *integer = Holds(value) ? static_cast<std::int32_t>(value->integer) : 0;
+    return result;
+  }
+
+  HResult SetInteger(ItemProperty property, std::int32_t integer) override {
+    PropertyValue value;
+    value.integer = integer;
+    return Set(property, ItemValueType::kInteger, std::move(value));
+  }
+
+  HResult GetBytes(ItemProperty property, std::vector<std::uint8_t>* bytes) override {
+    const PropertyValue* value = nullptr;
+    const HResult result = Get(property, ItemValueType::kBytes, bytes, &value);
+    if (result == kSOk) *bytes = Holds(value) ? value->bytes : std::vector<std::uint8_t>();
+    return result;
+  }
+
+  HResult SetBytes(ItemProperty property, std::span<const std::uint8_t> bytes) override {
+    PropertyValue value;
+    value.bytes.assign(bytes.begin(), bytes.end());
+    return Set(property, ItemValueType::kBytes, std::move(value));
+  }
+
+  HResult RecipientCount(int* count) override {
+    std::vector<Recipient> recipients;
+    const HResult result = ReadRecipients(count, &recipients);
+    if (result == kSOk) *count = static_cast<int>(recipients.size());
+    return result;
+  }
+
+  HResult GetRecipient(int index, Recipient* recipient) override {
+    std::vector<Recipient> recipients;
+    const HResult result = ReadRecipients(recipient, &recipients);
+    if (result != kSOk) return result;
+    if (index < 1 || static_cast<std::size_t>(index) > recipients.size()) return kEInvalidArgument;
+    *recipient = std::move(recipients[static_cast<std::size_t>(index) - 1]);
+    return kSOk;
+  }
+
+  HResult AddRecipient(const Recipient& recipient) override {
+    std::vector<Recipient> recipients;
+    const HResult result = ReadRecipients(&recipient, &recipients);
+    if (result != kSOk) return result;
+    recipients.push_back(recipient);
+    PutRecipients(recipients);
+    return kSOk;
+  }
+
+  HResult RemoveAllRecipients() override {
+    if (kind_ != FolderKind::kCalendar) return kEInvalidArgument;
+    if (!Live()) return kEFail;
+    PutRecipients({});
+    return kSOk;
+  }
+
+  HResult GetRecurrence(std::optional<RecurrencePattern>* pattern) override {
+    if (pattern == nullptr || kind_ == FolderKind::kContacts) return kEInvalidArgument;
+    if (!Live() || !Load()) return kEFail;
+    const PropertyValue* value = Find(RecurrencePropertyId(session_->os_major_version));
+    pattern->reset();
+    if (Holds(value)) *pattern = DecodeRecurrence(value->bytes);
+    return kSOk;
+  }
+
+  HResult SetRecurrence(const RecurrencePattern& pattern) override {
+    if (kind_ == FolderKind::kContacts) return kEInvalidArgument;
+    if (!Live()) return kEFail;
+    PutRecurrence(EncodeRecurrence(pattern));
+    return kSOk;
+  }
+
+  HResult ClearRecurrence() override {
+    if (kind_ == FolderKind::kContacts) return kEInvalidArgument;
+    if (!Live()) return kEFail;
+    PutRecurrence(std::nullopt);
     return kSOk;
   }
 
@@ -306,6 +522,67 @@ class PimItem : public OutlookItem {
 
   std::uint32_t Id(ItemProperty property) const {
     return ItemPropertyId(property, session_->os_major_version);
+  }
+
+  // Checks a read of a property of this type; on success the value the item holds, if any.
+  HResult Get(ItemProperty property, ItemValueType type, const void* out,
+              const PropertyValue** value) {
+    if (out == nullptr || !KnownProperty(property) || ItemPropertyType(property) != type)
+      return kEInvalidArgument;
+    if (!Live() || !Load()) return kEFail;
+    *value = Find(Id(property));
+    return kSOk;
+  }
+
+  HResult Set(ItemProperty property, ItemValueType type, PropertyValue value) {
+    if (!KnownProperty(property) || ItemPropertyType(property) != type ||
+        AllItemProperties()[static_cast<std::size_t>(property)].read_only) {
+      return kEInvalidArgument;
+    }
+    if (!Live()) return kEFail;
+    value.id = Id(property);
+    Put(pending_, std::move(value));
+    return kSOk;
+  }
+
+  HResult ReadRecipients(const void* out, std::vector<Recipient>* recipients) {
+    if (out == nullptr || kind_ != FolderKind::kCalendar) return kEInvalidArgument;
+    if (!Live() || !Load()) return kEFail;
+    const PropertyValue* value = Find(RecipientsPropertyId(session_->os_major_version));
+    *recipients = Holds(value) ? DecodeRecipients(value->bytes) : std::vector<Recipient>();
+    return kSOk;
+  }
+
+  // The recipients' block, and the meeting status that follows them.
+  void PutRecipients(const std::vector<Recipient>& recipients) {
+    PropertyValue block;
+    block.id = RecipientsPropertyId(session_->os_major_version);
+    if (recipients.empty()) {
+      block.flags = kPropertyDelete;
+    } else {
+      block.bytes = EncodeRecipients(recipients);
+    }
+    Put(pending_, std::move(block));
+    PropertyValue status;
+    status.id = Id(ItemProperty::kMeetingStatus);
+    status.integer = recipients.empty() ? kNotAMeeting : kMeeting;
+    Put(pending_, std::move(status));
+  }
+
+  // The recurrence's block, or none, and IsRecurring that follows it.
+  void PutRecurrence(std::optional<std::vector<std::uint8_t>> bytes) {
+    PropertyValue block;
+    block.id = RecurrencePropertyId(session_->os_major_version);
+    if (bytes) {
+      block.bytes = std::move(*bytes);
+    } else {
+      block.flags = kPropertyDelete;
+    }
+    PropertyValue recurring;
+    recurring.id = Id(ItemProperty::kIsRecurring);
+    recurring.integer = bytes ? 1 : 0;
+    Put(pending_, std::move(block));
+    Put(pending_, std::move(recurring));
   }
 
   bool Load() {

@@ -76,11 +76,18 @@ TEST(OutlookProperties, EveryPropertyHasOneNameAndOneIdentifierPerGeneration) {
       EXPECT_EQ(ItemPropertyByName(info.name), info.property) << info.name;
       const std::uint32_t id = ItemPropertyId(info.property, os);
       EXPECT_EQ(ItemPropertyById(id, os), info.property) << info.name;
-      EXPECT_EQ(id & 0xFFFF, IsDateProperty(info.property) ? 0x0005u : 0x001Fu) << info.name;
+      const std::uint32_t types[] = {0x001F, 0x0005, 0x000B, 0x0003, 0x0041};
+      EXPECT_EQ(id & 0xFFFF, types[static_cast<int>(ItemPropertyType(info.property))]) << info.name;
+      EXPECT_EQ(IsDateProperty(info.property),
+                ItemPropertyType(info.property) == ItemValueType::kDate);
       ids.insert(id);
     }
     EXPECT_EQ(ids.size(), AllItemProperties().size());
+    EXPECT_FALSE(ids.contains(RecipientsPropertyId(os)));
+    EXPECT_FALSE(ids.contains(RecurrencePropertyId(os)));
   }
+  EXPECT_EQ(ItemPropertyId(ItemProperty::kStart, 4), 0x820D0005u);
+  EXPECT_EQ(ItemPropertyId(ItemProperty::kStart, 5), 0x01030005u);
   EXPECT_EQ(ItemPropertyId(ItemProperty::kMobileTelephoneNumber, 4), 0x3A1C001Fu);
   EXPECT_EQ(ItemPropertyId(ItemProperty::kMobileTelephoneNumber, 5), 0x0096001Fu);
   EXPECT_EQ(ItemPropertyId(ItemProperty::kAnniversary, 5), 0x00630005u);
@@ -255,6 +262,74 @@ TEST_P(PimOutlookTest, AppointmentsAndTasksAreKeyedByTheirSubject) {
   EXPECT_EQ(position, 1);
   ASSERT_EQ(calendar->FindKeyText(u"Dentist", 2, &position), kSOk);
   EXPECT_EQ(position, 0);
+}
+
+// Typed properties, recipients and recurrence live in the record; IsRecurring and MeetingStatus
+// follow them and cannot be set; a contact has neither recipients nor recurrence.
+TEST_P(PimOutlookTest, TypedValuesRecipientsAndRecurrence) {
+  std::unique_ptr<OutlookApplication> application = LoggedOn(device_.device());
+  std::unique_ptr<OutlookItem> meeting;
+  ASSERT_EQ(application->CreateItem(OutlookItemType::kAppointment, &meeting), kSOk);
+  const std::uint8_t ink[] = {7, 8};
+  EXPECT_EQ(meeting->SetBoolean(ItemProperty::kAllDayEvent, true), kSOk);
+  EXPECT_EQ(meeting->SetInteger(ItemProperty::kBusyStatus, -3), kSOk);
+  EXPECT_EQ(meeting->SetBytes(ItemProperty::kBodyInk, ink), kSOk);
+  EXPECT_EQ(meeting->SetInteger(ItemProperty::kMeetingStatus, 1), kEInvalidArgument);
+  EXPECT_EQ(meeting->SetBoolean(ItemProperty::kIsRecurring, true), kEInvalidArgument);
+  EXPECT_EQ(meeting->SetInteger(ItemProperty::kAllDayEvent, 1), kEInvalidArgument);
+  EXPECT_EQ(meeting->AddRecipient({u"Ann", u"ann@example.org"}), kSOk);
+  EXPECT_EQ(meeting->AddRecipient({u"", u"b@example.org"}), kSOk);
+  RecurrencePattern pattern;
+  pattern.recurrence_type = 5;
+  pattern.pattern_end_date = 39500.25;
+  pattern.exceptions = {{.original_date = 1.5, .deleted = true}, {.start = 2.0, .end = 3.0}};
+  EXPECT_EQ(meeting->SetRecurrence(pattern), kSOk);
+  ASSERT_EQ(meeting->Save(), kSOk);
+
+  std::unique_ptr<OutlookItem> read;
+  ASSERT_EQ(Items(*application, OutlookFolderId::kCalendar)->Item(1, &read), kSOk);
+  bool flag = false;
+  std::int32_t number = 0;
+  std::vector<std::uint8_t> bytes;
+  EXPECT_EQ(read->GetBoolean(ItemProperty::kAllDayEvent, &flag), kSOk);
+  EXPECT_TRUE(flag);
+  EXPECT_EQ(read->GetInteger(ItemProperty::kBusyStatus, &number), kSOk);
+  EXPECT_EQ(number, -3);
+  EXPECT_EQ(read->GetBytes(ItemProperty::kBodyInk, &bytes), kSOk);
+  EXPECT_EQ(bytes, (std::vector<std::uint8_t>{7, 8}));
+  EXPECT_EQ(read->GetInteger(ItemProperty::kMeetingStatus, &number), kSOk);
+  EXPECT_EQ(number, 1);
+  EXPECT_EQ(read->GetBoolean(ItemProperty::kIsRecurring, &flag), kSOk);
+  EXPECT_TRUE(flag);
+  int count = 0;
+  Recipient second;
+  EXPECT_EQ(read->RecipientCount(&count), kSOk);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(read->GetRecipient(2, &second), kSOk);
+  EXPECT_EQ(second, (Recipient{u"", u"b@example.org"}));
+  EXPECT_EQ(read->GetRecipient(3, &second), kEInvalidArgument);
+  std::optional<RecurrencePattern> back;
+  EXPECT_EQ(read->GetRecurrence(&back), kSOk);
+  EXPECT_EQ(back, pattern);
+
+  EXPECT_EQ(read->RemoveAllRecipients(), kSOk);
+  EXPECT_EQ(read->ClearRecurrence(), kSOk);
+  ASSERT_EQ(read->Save(), kSOk);
+  EXPECT_EQ(read->RecipientCount(&count), kSOk);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(read->GetRecurrence(&back), kSOk);
+  EXPECT_FALSE(back);
+  EXPECT_EQ(read->GetInteger(ItemProperty::kMeetingStatus, &number), kSOk);
+  EXPECT_EQ(number, 0);
+
+  std::unique_ptr<OutlookItem> contact;
+  ASSERT_EQ(application->CreateItem(OutlookItemType::kContact, &contact), kSOk);
+  EXPECT_EQ(contact->RecipientCount(&count), kEInvalidArgument);
+  EXPECT_EQ(contact->GetRecurrence(&back), kEInvalidArgument);
+  std::unique_ptr<OutlookItem> task;
+  ASSERT_EQ(application->CreateItem(OutlookItemType::kTask, &task), kSOk);
+  EXPECT_EQ(task->AddRecipient({u"Ann", u""}), kEInvalidArgument);
+  EXPECT_EQ(task->SetRecurrence(pattern), kSOk);
 }
 
 TEST_P(PimOutlookTest, WithoutTheVolumeOrAfterLogoffEverythingFails) {

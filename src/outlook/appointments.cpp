@@ -1,0 +1,210 @@
+#include "outlook/appointments.h"
+
+#include <algorithm>
+
+#include "outlook/item_fields.h"
+#include "outlook/item_pass.h"
+#include "outlook/texts.h"
+#include "records/file_signature.h"
+
+namespace kestrav::outlook {
+namespace {
+
+using platform::Failed;
+using platform::ItemProperty;
+using platform::OutlookItem;
+
+constexpr ItemKindTexts kAppointmentTexts = {
+    .folder = platform::OutlookFolderId::kCalendar,
+    .item_type = platform::OutlookItemType::kAppointment,
+    .folder_error = texts::kAppointmentsFolderError,
+    .collection_error = texts::kAppointmentsCollectionError,
+    .retrieving = texts::kRetrievingAppointments,
+    .to_be_retrieved = texts::kAppointmentToBeRetrieved,
+    .to_be_retrieved_plural = texts::kAppointmentsToBeRetrieved,
+    .saved = texts::kAppointmentSaved,
+    .backup_canceled = texts::kAppointmentsBackupCanceled,
+    .successfully_saved = texts::kAppointmentSuccessfullySaved,
+    .successfully_saved_plural = texts::kAppointmentsSuccessfullySaved,
+    .header_accepted = texts::kValidAppointmentsHeader,
+    .before_restore = nullptr,
+    .no_records = texts::kNoAppointmentsFound,
+    .empty_file_before_cancel = false,
+    .database_contains = texts::kAppointmentsDatabaseContains,
+    .deleting = texts::kDeletingAppointments,
+    .deleted = texts::kAppointmentDeleted,
+    .deleted_plural = texts::kAppointmentsDeleted,
+    .inserting = texts::kInsertingAppointments,
+    .already_exists = texts::kAppointmentAlreadyExists,
+    .inserted = texts::kAppointmentInserted,
+    .updated = texts::kAppointmentUpdated,
+    .not_inserted = texts::kAppointmentNotInserted,
+    .not_updated = texts::kAppointmentNotUpdated,
+    .restore_canceled = texts::kAppointmentsRestoreCanceled,
+    .inserted_in_database = texts::kAppointmentInsertedInDatabase,
+    .inserted_in_database_plural = texts::kAppointmentsInsertedInDatabase,
+    .updated_in_database = texts::kAppointmentUpdatedInDatabase,
+    .updated_in_database_plural = texts::kAppointmentsUpdatedInDatabase,
+    .successfully_deleted = texts::kAppointmentsSuccessfullyDeleted,
+    .none_deleted = texts::kNoAppointmentDeleted,
+};
+
+// The fields of a line by position, up to the recipient count; the recipients' pairs follow it,
+// then the recurrence block and the exceptions.
+enum : std::size_t {
+  kSubject,
+  kAllDayEvent,
+  kBody,
+  kBodyInk,
+  kBusyStatus,
+  kCategories,
+  kDuration,
+  kEnd,
+  kIsRecurring,
+  kLocation,
+  kMeetingStatus,
+  kReminderMinutesBeforeStart,
+  kReminderOptions,
+  kReminderSet,
+  kReminderSoundFile,
+  kSensitivity,
+  kStart,
+  kRecipientCount,
+  kFirstRecipient,
+};
+
+class AppointmentAdapter : public ItemAdapter {
+ public:
+  void WriteHeader(records::CsvRecordFile& file) override {
+    WriteSignatureLine(file, records::SignatureOf(records::SignedFile::kAppointments));
+  }
+
+  std::u16string WriteItem(OutlookItem& item, records::CsvRecordFile& file) override {
+    ItemLineWriter line(file);
+    const std::u16string subject = ItemText(item, ItemProperty::kSubject);
+    line.Value(subject);
+    line.Bytes(BooleanBytes(ItemBoolean(item, ItemProperty::kAllDayEvent)));
+    line.Bytes(TextBytes(ItemText(item, ItemProperty::kBody)));
+    line.Bytes(ItemBytes(item, ItemProperty::kBodyInk));
+    line.Bytes(IntegerBytes(ItemInteger(item, ItemProperty::kBusyStatus)));
+    line.Raw(ItemText(item, ItemProperty::kCategories));
+    line.Bytes(IntegerBytes(ItemInteger(item, ItemProperty::kDuration)));
+    line.Bytes(DateBytes(ItemDate(item, ItemProperty::kEnd)));
+    line.Bytes(BooleanBytes(ItemBoolean(item, ItemProperty::kIsRecurring)));
+    line.Raw(ItemText(item, ItemProperty::kLocation));
+    line.Bytes(IntegerBytes(ItemInteger(item, ItemProperty::kMeetingStatus)));
+    line.Bytes(IntegerBytes(ItemInteger(item, ItemProperty::kReminderMinutesBeforeStart)));
+    line.Bytes(IntegerBytes(ItemInteger(item, ItemProperty::kReminderOptions)));
+    line.Bytes(BooleanBytes(ItemBoolean(item, ItemProperty::kReminderSet)));
+    line.Raw(ItemText(item, ItemProperty::kReminderSoundFile));
+    line.Bytes(IntegerBytes(ItemInteger(item, ItemProperty::kSensitivity)));
+    line.Bytes(DateBytes(ItemDate(item, ItemProperty::kStart)));
+    const std::vector<platform::Recipient> recipients = Recipients(item);
+    line.Bytes(IntegerBytes(static_cast<std::int32_t>(recipients.size())));
+    for (const platform::Recipient& recipient : recipients) {
+      line.Raw(recipient.name);
+      line.Raw(recipient.address);
+    }
+    const std::optional<platform::RecurrencePattern> recurrence = ItemRecurrence(item);
+    line.Bytes(RecurrenceBlock(recurrence));
+    line.Bytes(ExceptionEntries(recurrence));
+    line.End();
+    return subject;
+  }
+
+  // A line is as long as its recipients make it.
+  bool keep_raw_rows() const override { return true; }
+
+  bool AcceptFile(const records::CsvRecordFile& file) override {
+    return IsSignatureHeader(file.Header(),
+                             records::SignatureOf(records::SignedFile::kAppointments));
+  }
+
+  std::u16string_view KeyText(records::RecordView record) const override {
+    return record.Value(kSubject);
+  }
+
+  // Beside the subject, the same start and end, exactly.
+  bool Matches(OutlookItem& item, records::RecordView record) override {
+    ItemLineReader fields(record);
+    return ItemDate(item, ItemProperty::kStart) == fields.At(kStart).Date() &&
+           ItemDate(item, ItemProperty::kEnd) == fields.At(kEnd).Date();
+  }
+
+  // Every property from its field, an empty field clearing it, but BodyInk, which only a field
+  // with bytes sets; Start last among the times. MeetingStatus and IsRecurring follow the
+  // recipients and the recurrence, which come after.
+  bool Apply(records::RecordView record, OutlookItem& item) override {
+    ItemLineReader fields(record);
+    item.SetText(ItemProperty::kBody, TextFromBytes(fields.At(kBody).Bytes()));
+    if (const Bytes ink = fields.At(kBodyInk).Bytes(); !ink.empty())
+      item.SetBytes(ItemProperty::kBodyInk, ink);
+    item.SetBoolean(ItemProperty::kAllDayEvent, fields.At(kAllDayEvent).Boolean());
+    item.SetInteger(ItemProperty::kBusyStatus, fields.At(kBusyStatus).Integer());
+    item.SetText(ItemProperty::kCategories, fields.At(kCategories).Text());
+    item.SetInteger(ItemProperty::kDuration, fields.At(kDuration).Integer());
+    item.SetDate(ItemProperty::kEnd, fields.At(kEnd).Date());
+    item.SetText(ItemProperty::kLocation, fields.At(kLocation).Text());
+    item.SetInteger(ItemProperty::kReminderMinutesBeforeStart,
+                    fields.At(kReminderMinutesBeforeStart).Integer());
+    item.SetInteger(ItemProperty::kReminderOptions, fields.At(kReminderOptions).Integer());
+    item.SetBoolean(ItemProperty::kReminderSet, fields.At(kReminderSet).Boolean());
+    item.SetText(ItemProperty::kReminderSoundFile, fields.At(kReminderSoundFile).Text());
+    item.SetInteger(ItemProperty::kSensitivity, fields.At(kSensitivity).Integer());
+    item.SetDate(ItemProperty::kStart, fields.At(kStart).Date());
+    item.SetText(ItemProperty::kSubject, fields.At(kSubject).Text());
+
+    // The recipients replace the item's own, so an update leaves exactly the file's.
+    item.RemoveAllRecipients();
+    const std::int32_t count = fields.At(kRecipientCount).Integer();
+    // The count is believed only as far as the line holds a pair for each recipient besides its
+    // recurrence block.
+    fields.At(kFirstRecipient);
+    const auto recipients = static_cast<std::size_t>(std::clamp<std::int64_t>(
+        count, 0, static_cast<std::int64_t>(fields.left() > 1 ? (fields.left() - 1) / 2 : 0)));
+    for (std::size_t k = 0; k < recipients; ++k) {
+      platform::Recipient recipient;
+      recipient.name = fields.Text();
+      recipient.address = fields.Text();
+      item.AddRecipient(recipient);
+    }
+    const Bytes block = fields.Bytes();
+    ApplyRecurrence(item, RecurrenceFromFields(block, fields.Bytes()));
+    return !Failed(item.Save());
+  }
+
+ private:
+  static std::vector<platform::Recipient> Recipients(OutlookItem& item) {
+    std::vector<platform::Recipient> recipients;
+    int count = 0;
+    if (Failed(item.RecipientCount(&count))) return recipients;
+    for (int index = 1; index <= count; ++index) {
+      platform::Recipient recipient;
+      if (!Failed(item.GetRecipient(index, &recipient))) recipients.push_back(std::move(recipient));
+    }
+    return recipients;
+  }
+};
+
+}  // namespace
+
+void AppointmentsWorker::Backup(const engine::PassContext& pass, records::CsvRecordFile& file) {
+  AppointmentAdapter adapter;
+  BackupItems(device_, pass, file, kAppointmentTexts, adapter);
+}
+
+void AppointmentsWorker::Restore(const engine::PassContext& pass) {
+  AppointmentAdapter adapter;
+  RestoreItems(device_, pass, kAppointmentTexts, adapter, tally_);
+}
+
+std::optional<std::uint32_t> DeleteAllAppointments(const platform::Device& device,
+                                                   devicedb::DeletionProgress& progress) {
+  return DeleteAllItems(device, kAppointmentTexts, progress);
+}
+
+std::u16string AppointmentsDeletedText(std::uint32_t deleted) {
+  return ItemsDeletedText(kAppointmentTexts, deleted);
+}
+
+}  // namespace kestrav::outlook

@@ -1,0 +1,90 @@
+// A handheld holding Outlook items of one kind, and the kind's passes run on it as the engine
+// runs them, for the appointments and tasks tests.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engine/testing/kind_harness.h"
+#include "platform/outlook.h"
+#include "platform/test_support/temporary_device.h"
+
+namespace kestrav::outlook::testing {
+
+using Lines = std::vector<std::u16string>;
+
+template <typename Worker>
+class ItemHandset {
+ public:
+  ItemHandset(int os_major_version, engine::ItemKind kind, platform::OutlookFolderId folder,
+              platform::OutlookItemType type, std::u16string file)
+      : device(os_major_version),
+        harness(device, kind, std::move(file)),
+        folder_(folder),
+        type_(type) {}
+
+  // Creates an item, lets `set` set it, and saves it.
+  void Add(const std::function<void(platform::OutlookItem&)>& set) {
+    WithItems([&](platform::OutlookApplication& application, platform::OutlookItemCollection&) {
+      std::unique_ptr<platform::OutlookItem> item;
+      ASSERT_FALSE(platform::Failed(application.CreateItem(type_, &item)));
+      set(*item);
+      ASSERT_FALSE(platform::Failed(item->Save()));
+    });
+  }
+
+  // What `read` makes of each item, in collection order.
+  template <typename Value>
+  std::vector<Value> Read(const std::function<Value(platform::OutlookItem&)>& read) {
+    std::vector<Value> values;
+    WithItems([&](platform::OutlookApplication&, platform::OutlookItemCollection& items) {
+      int count = 0;
+      items.Count(&count);
+      for (int index = 1; index <= count; ++index) {
+        std::unique_ptr<platform::OutlookItem> item;
+        ASSERT_FALSE(platform::Failed(items.Item(index, &item)));
+        values.push_back(read(*item));
+      }
+    });
+    return values;
+  }
+
+  // Backs up into a new file and returns its text after the byte order mark.
+  std::u16string Backup() {
+    Worker worker(device.device());
+    return kestrav::testing::TextOfUtf16File(harness.Backup(worker));
+  }
+
+  // Restores a file of this text; the rows reported.
+  Lines Restore(std::u16string_view text, engine::RestoreMode mode) {
+    harness.WriteRecordFile(text);
+    Worker worker(device.device());
+    return harness.Restore(worker, mode);
+  }
+
+  kestrav::testing::TemporaryDevice device;
+  engine::testing::KindHarness harness;
+  engine::testing::CancelingSink& page = harness.page;
+
+ private:
+  template <typename Action>
+  void WithItems(Action action) {
+    std::unique_ptr<platform::OutlookApplication> application;
+    ASSERT_FALSE(platform::Failed(device.device().outlook().CreateApplication(&application)));
+    ASSERT_FALSE(platform::Failed(application->Logon()));
+    std::unique_ptr<platform::OutlookFolder> folder;
+    std::unique_ptr<platform::OutlookItemCollection> items;
+    ASSERT_FALSE(platform::Failed(application->GetDefaultFolder(folder_, &folder)));
+    ASSERT_FALSE(platform::Failed(folder->Items(&items)));
+    action(*application, *items);
+    application->Logoff();
+  }
+
+  platform::OutlookFolderId folder_;
+  platform::OutlookItemType type_;
+};
+
+}  // namespace kestrav::outlook::testing
