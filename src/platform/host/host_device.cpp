@@ -1,5 +1,11 @@
 #include "platform/host/host_device.h"
 
+#include "platform/host/host_safeguards.h"
+#include "platform/host/iconv_code_page.h"
+#include "platform/host/pim_outlook.h"
+#include "platform/host/sqlite_object_store.h"
+#include "platform/host/sqlite_registry.h"
+
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -117,6 +123,8 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
                                            identity.os_major_version, host->safeguards_.get());
   return host;
 }
+
+HostDevice::~HostDevice() = default;
 
 HostDevice::HostDevice(fs::path device_root, std::u16string temp_folder,
                        std::unique_ptr<IconvCodePage> code_page)

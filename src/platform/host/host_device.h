@@ -15,14 +15,17 @@
 
 #include "platform/device.h"
 #include "platform/host/host_file_system.h"
-#include "platform/host/host_safeguards.h"
-#include "platform/host/iconv_code_page.h"
-#include "platform/host/pim_outlook.h"
-#include "platform/host/sqlite_object_store.h"
-#include "platform/host/sqlite_registry.h"
 #include "platform/host/system_clock.h"
 
 namespace kestrav::platform::host {
+
+// The stand-ins behind the device: their headers stay with the host folder, so a front end that
+// opens a profile sees neither SQLite nor iconv.
+class HostSafeguards;
+class IconvCodePage;
+class PimOutlookRuntime;
+class SqliteObjectStore;
+class SqliteRegistry;
 
 struct DeviceIdentity {
   int os_major_version = kWindowsMobile2005;
@@ -48,6 +51,10 @@ class HostDevice {
   // device). Null with a one-line reason when the profile cannot be opened.
   static std::unique_ptr<HostDevice> OpenProfile(const std::filesystem::path& profile,
                                                  std::string* error, const Clock* clock = nullptr);
+
+  ~HostDevice();
+  HostDevice(const HostDevice&) = delete;
+  HostDevice& operator=(const HostDevice&) = delete;
 
   Device& device() { return *device_; }
   HostFileSystem& files() { return files_; }
