@@ -25,7 +25,8 @@ std::string ByteList(std::span<const std::uint8_t> bytes) {
 
 bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error) {
   // Contacts before the speed dials that point at them.
-  return FillSampleCallLogs(device, scale, error) && FillSampleContacts(device, scale, error);
+  return FillSampleCallLogs(device, scale, error) && FillSampleContacts(device, scale, error) &&
+         FillSampleSpeedDials(device, scale, error);
 }
 
 }  // namespace kestrav::profile

@@ -12,6 +12,8 @@ namespace kestrav::profile {
 // The calls and the contacts of the sample, a scale unit.
 inline constexpr std::uint32_t kSampleCallsPerScale = 40;
 inline constexpr std::uint32_t kSampleContactsPerScale = 25;
+// The speed dials linked to contacts' phones, a scale unit; each unit adds two more that are not.
+inline constexpr std::uint32_t kSampleLinkedDialsPerScale = 6;
 
 // Fills the profile's databases with `scale` times the sample. False with the reason.
 bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error);

@@ -11,6 +11,8 @@ namespace kestrav::profile {
 
 bool FillSampleContacts(const platform::Device& device, std::uint32_t scale, std::string* error);
 bool FillSampleCallLogs(const platform::Device& device, std::uint32_t scale, std::string* error);
+// Linked to the contacts' phones: after the contacts.
+bool FillSampleSpeedDials(const platform::Device& device, std::uint32_t scale, std::string* error);
 
 // The OLE date of a day, at a time of day.
 double OleDate(int year, int month, int day, int hour = 0, int minute = 0);
