@@ -1,6 +1,6 @@
 // An object model that fails where a test asks it to and otherwise hands the profile's own
 // objects on, for the tests of every Outlook item kind: the runtime, the log-on, the folder, its
-// collection, one item by position, item creation, and saving an item.
+// collection, one item by position, item creation, and saving an item (through the store).
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,10 @@
 #include <vector>
 
 #include "platform/device.h"
+#include "platform/host/pim_outlook.h"
+#include "platform/host/sqlite_object_store.h"
 #include "platform/outlook.h"
+#include "platform/test_support/temporary_device.h"
 
 namespace kestrav::outlook::testing {
 
@@ -33,80 +36,19 @@ struct Failures {
   bool save = false;
 };
 
-// An item whose Save fails when the failures say so.
-class FailingItem : public OutlookItem {
+// The device's store, whose writes fail while the failures say so: no item can be saved.
+class FailingStore : public platform::host::SqliteObjectStore {
  public:
-  FailingItem(std::unique_ptr<OutlookItem> real, const Failures& failures)
-      : real_(std::move(real)), failures_(failures) {}
-
-  using Property = platform::ItemProperty;
-  using HResult = platform::HResult;
-  HResult GetText(Property property, std::u16string* text) override {
-    return real_->GetText(property, text);
+  FailingStore(platform::host::HostFileSystem& files, const Failures& failures)
+      : SqliteObjectStore(files), failures_(failures) {}
+  platform::ObjectId Write(platform::DatabaseHandle database, platform::ObjectId object_id,
+                           const std::vector<platform::PropertyValue>& properties) override {
+    return failures_.save ? 0 : SqliteObjectStore::Write(database, object_id, properties);
   }
-  HResult SetText(Property property, std::u16string_view text) override {
-    return real_->SetText(property, text);
-  }
-  HResult GetDate(Property property, double* date) override {
-    return real_->GetDate(property, date);
-  }
-  HResult SetDate(Property property, double date) override {
-    return real_->SetDate(property, date);
-  }
-  HResult GetBoolean(Property property, bool* value) override {
-    return real_->GetBoolean(property, value);
-  }
-  HResult SetBoolean(Property property, bool value) override {
-    return real_->SetBoolean(property, value);
-  }
-  HResult GetInteger(Property property, std::int32_t* value) override {
-    return real_->GetInteger(property, value);
-  }
-  HResult SetInteger(Property property, std::int32_t value) override {
-    return real_->SetInteger(property, value);
-  }
-  HResult GetBytes(Property property, std::vector<std::uint8_t>* bytes) override {
-    return real_->GetBytes(property, bytes);
-  }
-  HResult SetBytes(Property property, std::span<const std::uint8_t> bytes) override {
-    return real_->SetBytes(property, bytes);
-  }
-  HResult RecipientCount(int* count) override { return real_->RecipientCount(count); }
-  HResult GetRecipient(int index, platform::Recipient* recipient) override {
-    return real_->GetRecipient(index, recipient);
-  }
-  HResult AddRecipient(const platform::Recipient& recipient) override {
-    return real_->AddRecipient(recipient);
-  }
-  HResult RemoveAllRecipients() override { return real_->RemoveAllRecipients(); }
-  HResult GetRecurrence(std::optional<platform::RecurrencePattern>* pattern) override {
-    return real_->GetRecurrence(pattern);
-  }
-  HResult SetRecurrence(const platform::RecurrencePattern& pattern) override {
-    return real_->SetRecurrence(pattern);
-  }
-  HResult ClearRecurrence() override { return real_->ClearRecurrence(); }
-  HResult GetProperties(const std::vector<std::uint32_t>& ids,
-                        std::vector<platform::PropertyValue>* properties) override {
-    return real_->GetProperties(ids, properties);
-  }
-  HResult SetProperties(const std::vector<platform::PropertyValue>& properties) override {
-    return real_->SetProperties(properties);
-  }
-  HResult Save() override { return failures_.save ? platform::kEFail : real_->Save(); }
-  platform::ObjectId Oid() const override { return real_->Oid(); }
 
  private:
-  std::unique_ptr<OutlookItem> real_;
   const Failures& failures_;
 };
-
-// The item an operation answered with, wrapped so that its Save can fail.
-inline platform::HResult Wrapped(platform::HResult result, std::unique_ptr<OutlookItem>* item,
-                                 const Failures& failures) {
-  if (!Failed(result)) *item = std::make_unique<FailingItem>(std::move(*item), failures);
-  return result;
-}
 
 class FailingCollection : public platform::OutlookItemCollection {
  public:
@@ -115,7 +57,7 @@ class FailingCollection : public platform::OutlookItemCollection {
   platform::HResult Count(int* count) override { return real_->Count(count); }
   platform::HResult Item(int index, std::unique_ptr<OutlookItem>* item) override {
     if (index == failures_.item_index) return platform::kEFail;
-    return Wrapped(real_->Item(index, item), item, failures_);
+    return real_->Item(index, item);
   }
   platform::HResult Remove(int index) override { return real_->Remove(index); }
   platform::HResult FindKeyText(std::u16string_view text, int after, int* index) override {
@@ -160,7 +102,7 @@ class FailingApplication : public platform::OutlookApplication {
   platform::HResult CreateItem(platform::OutlookItemType type,
                                std::unique_ptr<OutlookItem>* item) override {
     if (failures_.create_item) return platform::kEFail;
-    return Wrapped(real_->CreateItem(type, item), item, failures_);
+    return real_->CreateItem(type, item);
   }
 
  private:
@@ -199,12 +141,16 @@ class FailingRuntime : public platform::OutlookRuntime {
 
 // A device whose object model fails as `failures` says, its other services the real device's.
 struct FailingOutlookDevice {
-  explicit FailingOutlookDevice(const platform::Device& real)
-      : runtime(real.outlook(), failures),
-        device(real.files(), real.clock(), real.code_page(), real.registry(), real.object_store(),
-               runtime, real.os_major_version()) {}
+  explicit FailingOutlookDevice(kestrav::testing::TemporaryDevice& real)
+      : store(real.files(), failures),
+        object_model(store, real.device().os_major_version()),
+        runtime(object_model, failures),
+        device(real.files(), real.device().clock(), real.device().code_page(),
+               real.device().registry(), store, runtime, real.device().os_major_version()) {}
 
   Failures failures;
+  FailingStore store;
+  platform::host::PimOutlookRuntime object_model;
   FailingRuntime runtime;
   const platform::Device device;
 };

@@ -1,20 +1,51 @@
 // A handheld holding Outlook items of one kind, and the kind's passes run on it as the engine
-// runs them, for the appointments and tasks tests.
+// runs them, for the tests of the Outlook kinds.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "devicedb/pim_volume.h"
 #include "engine/testing/kind_harness.h"
 #include "platform/outlook.h"
 #include "platform/test_support/temporary_device.h"
+#include "records/file_signature.h"
+#include "records/value_text.h"
 
 namespace kestrav::outlook::testing {
 
 using Lines = std::vector<std::u16string>;
+
+inline const Lines kConnect = {u"Connecting to Outlook...", u"Successfully connected to Outlook."};
+inline const Lines kDisconnect = {u"Disconnecting from Outlook...", u"Disconnected."};
+
+inline Lines Cat(std::initializer_list<Lines> parts) {
+  Lines all;
+  for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+// A byte field as a file holds it: quoted, or empty for no bytes.
+inline std::u16string Quoted(std::span<const std::uint8_t> bytes) {
+  return bytes.empty() ? u"" : u"\"" + records::ByteListText(bytes) + u"\"";
+}
+
+// A "Delete All..." dialog that shows nothing.
+struct SilentDeletion : devicedb::DeletionProgress {
+  void Start(std::uint32_t) override {}
+  void SetPosition(std::uint32_t) override {}
+  void Finish() override {}
+};
+
+// The first line of a kind's file: its signature.
+inline std::u16string SignatureLine(records::SignedFile kind) {
+  return Quoted(records::SignatureOf(kind)) + u"\r\n";
+}
 
 template <typename Worker>
 class ItemHandset {
