@@ -326,7 +326,7 @@ bool FillSampleContacts(const platform::Device& device, std::uint32_t scale, std
   for (std::uint32_t copy = 0; copy < scale; ++copy) {
     for (Contact& contact : SampleContacts(copy)) contacts.push_back(std::move(contact));
   }
-  return LoadContactDocument(device, contacts, error);
+  return LoadItemDocument(device, platform::OutlookFolderId::kContacts, contacts, error);
 }
 
 }  // namespace kestrav::profile

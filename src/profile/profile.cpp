@@ -11,8 +11,15 @@
 namespace kestrav::profile {
 namespace {
 
-constexpr std::array<DataKind, 1> kDataKinds = {{
-    {"contacts", "the contacts by property name", DumpContacts, LoadContacts},
+using platform::OutlookFolderId;
+
+constexpr std::array<DataKind, 3> kDataKinds = {{
+    {"contacts", "the contacts by property name", DumpItemsOf<OutlookFolderId::kContacts>,
+     LoadItemsOf<OutlookFolderId::kContacts>},
+    {"appointments", "the appointments by property name", DumpItemsOf<OutlookFolderId::kCalendar>,
+     LoadItemsOf<OutlookFolderId::kCalendar>},
+    {"tasks", "the tasks by property name", DumpItemsOf<OutlookFolderId::kTasks>,
+     LoadItemsOf<OutlookFolderId::kTasks>},
 }};
 
 const DataKind* FindDataKind(std::string_view word) {

@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <vector>
 
 #include "outlook/contact_record.h"
@@ -21,6 +23,9 @@ using platform::PropertyType;
 using platform::PropertyValue;
 using testing::TemporaryDevice;
 using Records = std::vector<std::vector<PropertyValue>>;
+
+constexpr auto DumpContacts = DumpItemsOf<platform::OutlookFolderId::kContacts>;
+constexpr auto LoadContacts = LoadItemsOf<platform::OutlookFolderId::kContacts>;
 
 Records ReadAll(platform::ObjectStore& store, std::u16string_view database) {
   platform::VolumeId volume = 0;
@@ -292,6 +297,140 @@ TEST(DeviceJsonTest, RefusedContactsWriteNothing) {
     EXPECT_EQ(error, bad.reason);
   }
   EXPECT_TRUE(ReadAll(device.device().object_store(), u"Contacts Database").empty());
+}
+
+// Appointments and tasks by name: recipients and the recurrence in their readable forms, a dump
+// of one generation loading into the other and dumping the same; the object model reads what
+// was loaded.
+TEST(DeviceJsonTest, AppointmentsAndTasksByNameAcrossGenerations) {
+  const nlohmann::ordered_json appointments = nlohmann::ordered_json::parse(R"([
+    {"Subject": "Review; \"Q2\"", "Start": 39156.5, "End": 39156.75, "AllDayEvent": false,
+     "BusyStatus": 2, "BodyInk": "0x01,0xab",
+     "recipients": [{"name": "Zoë", "address": "zoe@example.org"}, {"name": "Дима", "address": ""}],
+     "MeetingStatus": 1,
+     "recurrence": {"RecurrenceType": 3, "Interval": 1, "Instance": 2, "DayOfWeekMask": 4,
+       "DayOfMonth": 0, "MonthOfYear": 0, "PatternStartDate": 39155.0, "PatternEndDate": 39400.0,
+       "Occurrences": 0, "NoEndDate": false, "StartTime": 0.5, "EndTime": 0.75, "Duration": 360,
+       "Exceptions": [{"OriginalDate": 39183.5, "Deleted": true, "Start": 0.0, "End": 0.0},
+                      {"OriginalDate": 39211.5, "Deleted": false, "Start": 39211.625, "End": 39211.75}]},
+     "IsRecurring": true,
+     "store": [{"id": "0x7FFF001F", "flags": 0, "value": "kept"}]}])");
+  const nlohmann::ordered_json tasks = nlohmann::ordered_json::parse(R"([
+    {"Subject": "Taxes 😀", "DueDate": 39171.0, "Complete": true, "Importance": 2,
+     "recurrence": {"RecurrenceType": 0, "Interval": 7, "Instance": 0, "DayOfWeekMask": 0,
+       "DayOfMonth": 0, "MonthOfYear": 0, "PatternStartDate": 39145.0, "PatternEndDate": 0.0,
+       "Occurrences": 5, "NoEndDate": false, "StartTime": 0.0, "EndTime": 0.0, "Duration": 0,
+       "Exceptions": []}}])");
+  const auto round_trip = [](platform::OutlookFolderId folder,
+                             const nlohmann::ordered_json& items) {
+    std::string json = items.dump();
+    std::string error;
+    for (const int os : {platform::kWindowsMobile2005, platform::kWindowsMobile2003,
+                         platform::kWindowsMobile2005}) {
+      TemporaryDevice device(os);
+      ASSERT_TRUE(LoadItems(device.device(), folder, json, &error)) << error;
+      ASSERT_TRUE(DumpItems(device.device(), folder, &json, &error)) << error;
+      EXPECT_EQ(WithoutOids(json), items) << os;
+    }
+  };
+  round_trip(platform::OutlookFolderId::kCalendar, appointments);
+  round_trip(platform::OutlookFolderId::kTasks, tasks);
+
+  TemporaryDevice older(platform::kWindowsMobile2003);
+  std::string error;
+  ASSERT_TRUE(
+      LoadItems(older.device(), platform::OutlookFolderId::kCalendar, appointments.dump(), &error))
+      << error;
+  const Records records = ReadAll(older.device().object_store(), u"Appointments Database");
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0][1].id, 0x820D0005u);  // the older generation's Start
+  EXPECT_EQ(records[0][6].id, 0x82300041u);  // and its recipients' block
+  platform::OutlookRuntime& runtime = older.device().outlook();
+  std::unique_ptr<platform::OutlookApplication> application;
+  ASSERT_EQ(runtime.CreateApplication(&application), platform::kSOk);
+  ASSERT_EQ(application->Logon(), platform::kSOk);
+  std::unique_ptr<platform::OutlookFolder> calendar;
+  std::unique_ptr<platform::OutlookItemCollection> items;
+  std::unique_ptr<platform::OutlookItem> item;
+  ASSERT_EQ(application->GetDefaultFolder(platform::OutlookFolderId::kCalendar, &calendar),
+            platform::kSOk);
+  ASSERT_EQ(calendar->Items(&items), platform::kSOk);
+  ASSERT_EQ(items->Item(1, &item), platform::kSOk);
+  platform::Recipient second;
+  EXPECT_EQ(item->GetRecipient(2, &second), platform::kSOk);
+  EXPECT_EQ(second, (platform::Recipient{u"Дима", u""}));
+  std::optional<platform::RecurrencePattern> pattern;
+  ASSERT_EQ(item->GetRecurrence(&pattern), platform::kSOk);
+  ASSERT_TRUE(pattern && pattern->exceptions.size() == 2);
+  EXPECT_EQ(pattern->exceptions[1].start, 39211.625);
+  application->Logoff();
+}
+
+// What the readable forms cannot hold exactly - a boolean that is neither 0 nor 1, a cut
+// recurrence block - is shown under "store" and loads back as it was.
+TEST(DeviceJsonTest, ItemValuesTheNamedFormCannotHoldStayInTheStore) {
+  const int os = platform::kWindowsMobile2005;
+  std::vector<PropertyValue> record(3);
+  record[0].id = platform::host::ItemPropertyId(platform::ItemProperty::kSubject, os);
+  record[0].text = u"Odd";
+  record[1].id = platform::host::ItemPropertyId(platform::ItemProperty::kReminderSet, os);
+  record[1].integer = 5;
+  record[2].id = platform::host::RecurrencePropertyId(os);
+  record[2].bytes = {1, 2, 3};
+  TemporaryDevice raw(os);
+  WriteRecord(raw.device().object_store(), u"Tasks Database", record);
+  std::string json;
+  std::string error;
+  ASSERT_TRUE(DumpItems(raw.device(), platform::OutlookFolderId::kTasks, &json, &error)) << error;
+  const nlohmann::ordered_json task = WithoutOids(json)[0];
+  EXPECT_EQ(task["Subject"], "Odd");
+  ASSERT_EQ(task["store"].size(), 2u);
+  EXPECT_EQ(task["store"][1]["value"], "0x01,0x02,0x03");
+
+  TemporaryDevice target(os);
+  ASSERT_TRUE(LoadItems(target.device(), platform::OutlookFolderId::kTasks, json, &error)) << error;
+  EXPECT_EQ(ReadAll(target.device().object_store(), u"Tasks Database"), Records{record});
+}
+
+TEST(DeviceJsonTest, RefusedAppointmentsAndTasksWriteNothing) {
+  struct Case {
+    platform::OutlookFolderId folder;
+    const char* json;
+    const char* reason;
+  };
+  constexpr auto kCalendar = platform::OutlookFolderId::kCalendar;
+  constexpr auto kTasks = platform::OutlookFolderId::kTasks;
+  const Case cases[] = {
+      {kCalendar, R"([{"Subject": "A"}, {"AllDayEvent": 1}])",
+       "appointment 1: \"AllDayEvent\" must be true or false"},
+      {kCalendar, R"([{"Duration": 2147483648}])",
+       "appointment 0: \"Duration\" must be an integer from -2147483648 to 2147483647"},
+      {kCalendar, R"([{"Importance": 1}])", "appointment 0: unknown key \"Importance\""},
+      {kTasks, R"([{"Location": "Home"}])", "task 0: unknown key \"Location\""},
+      {kCalendar, R"([{"recipients": [{"name": "A", "mail": "a@example.org"}]}])",
+       "appointment 0: recipient 0: unknown key \"mail\""},
+      {kCalendar, R"([{"recipients": {"name": "A"}}])",
+       "appointment 0: \"recipients\" must be an array of recipients"},
+      {kTasks, R"([{"recurrence": {"Interval": "2"}}])",
+       "task 0: recurrence: \"Interval\" must be an integer from -2147483648 to 2147483647"},
+      {kTasks, R"([{"recurrence": {"Every": 2}}])", "task 0: recurrence: unknown key \"Every\""},
+      {kCalendar, R"([{"recurrence": {"Exceptions": [{"OriginalDate": "today"}]}}])",
+       "appointment 0: recurrence: exception 0: \"OriginalDate\" must be an OLE date: a number, "
+       "\"NaN\", \"Infinity\" or \"-Infinity\""},
+      {kTasks, R"([{"recurrence": {"Exceptions": {}}}])",
+       "task 0: recurrence: \"Exceptions\" must be an array of exceptions"},
+      {kTasks, R"([{"Subject": "A", "store": [{"id": "0x0037001F", "value": "B"}]}])",
+       "task 0: store property 0: the task already has 0x0037001F"},
+      {kTasks, R"({"Subject": "A"})", "the document is not an array of tasks"},
+  };
+  TemporaryDevice device;
+  for (const Case& bad : cases) {
+    std::string error;
+    EXPECT_FALSE(LoadItems(device.device(), bad.folder, bad.json, &error)) << bad.json;
+    EXPECT_EQ(error, bad.reason);
+  }
+  EXPECT_TRUE(ReadAll(device.device().object_store(), u"Appointments Database").empty());
+  EXPECT_TRUE(ReadAll(device.device().object_store(), u"Tasks Database").empty());
 }
 
 TEST(DeviceJsonTest, MissingDatabaseOrVolume) {

@@ -172,6 +172,13 @@ bool ReadDouble(const Json& value, double* real) {
   return true;
 }
 
+bool ReadInt32(const Json& value, std::int32_t* integer) {
+  std::int64_t wide = 0;
+  if (!ReadInteger(value, *IntegerRangeOf(PropertyType::kInt32), &wide)) return false;
+  *integer = static_cast<std::int32_t>(wide);
+  return true;
+}
+
 std::optional<Json> ValueJson(const PropertyValue& property) {
   switch (property.type()) {
     case PropertyType::kInt16:

@@ -47,6 +47,8 @@ bool ReadByteList(const Json& value, std::vector<std::uint8_t>* bytes);
 // JSON numbers hold only finite values: the others are named "NaN", "Infinity", "-Infinity".
 Json DoubleJson(double real);
 bool ReadDouble(const Json& value, double* real);
+// A JSON integer from -2147483648 to 2147483647.
+bool ReadInt32(const Json& value, std::int32_t* integer);
 // The value in its JSON form, read through the type's own width; nothing for a type that has
 // no form.
 std::optional<Json> ValueJson(const PropertyValue& property);

@@ -1,5 +1,7 @@
 #include "profile/sample_data.h"
 
+#include "platform/host/outlook_properties.h"
+#include "platform/outlook.h"
 #include "platform/text.h"
 #include "platform/time.h"
 #include "profile/samples.h"
@@ -23,10 +25,49 @@ std::string ByteList(std::span<const std::uint8_t> bytes) {
   return platform::ToUtf8(records::ByteListText(bytes));
 }
 
+Json InRestoreOrder(const Json& item, std::span<const std::string_view> order) {
+  Json ordered = Json::object();
+  for (const std::string_view key : order) {
+    const std::string name(key);
+    if (name == "IsRecurring") {
+      ordered[name] = item.contains("recurrence");
+    } else if (name == "MeetingStatus") {
+      ordered[name] = item.contains("recipients") ? 1 : 0;
+    } else if (const auto given = item.find(name); given != item.end()) {
+      ordered[name] = *given;
+    } else if (const auto property = platform::host::ItemPropertyByName(key)) {
+      switch (platform::host::ItemPropertyType(*property)) {
+        case platform::host::ItemValueType::kBoolean:
+          ordered[name] = false;
+          break;
+        case platform::host::ItemValueType::kInteger:
+          ordered[name] = 0;
+          break;
+        case platform::host::ItemValueType::kDate:
+          ordered[name] = platform::kOleDateNone;
+          break;
+        default:  // an unset text or ink is no property at all
+          break;
+      }
+    }
+  }
+  for (const auto& entry : item.items()) {
+    if (!ordered.contains(entry.key())) ordered[entry.key()] = entry.value();
+  }
+  return ordered;
+}
+
+Json CopyOf(Json item, std::uint32_t copy) {
+  if (copy > 0)
+    item["Subject"] = item["Subject"].get<std::string>() + " " + std::to_string(copy + 1);
+  return item;
+}
+
 bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error) {
   // Contacts before the speed dials that point at them.
   return FillSampleCallLogs(device, scale, error) && FillSampleContacts(device, scale, error) &&
-         FillSampleSpeedDials(device, scale, error);
+         FillSampleSpeedDials(device, scale, error) &&
+         FillSampleAppointments(device, scale, error) && FillSampleTasks(device, scale, error);
 }
 
 }  // namespace kestrav::profile

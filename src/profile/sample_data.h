@@ -15,6 +15,10 @@ inline constexpr std::uint32_t kSampleContactsPerScale = 25;
 // The speed dials linked to contacts' phones, a scale unit; each unit adds two more that are not.
 inline constexpr std::uint32_t kSampleLinkedDialsPerScale = 6;
 
+// The appointments and the tasks of the sample, a scale unit. A third of the appointments recur.
+inline constexpr std::uint32_t kSampleAppointmentsPerScale = 30;
+inline constexpr std::uint32_t kSampleTasksPerScale = 15;
+
 // Fills the profile's databases with `scale` times the sample. False with the reason.
 bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::string* error);
 

@@ -3,11 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 
+#include "engine/testing/kind_harness.h"
+#include "outlook/appointments.h"
 #include "outlook/contact_record.h"
+#include "outlook/tasks.h"
 #include "platform/test_support/temporary_device.h"
 #include "platform/text.h"
 #include "profile/item_json.h"
@@ -15,6 +19,9 @@
 
 namespace kestrav::profile {
 namespace {
+
+constexpr auto DumpContacts = DumpItemsOf<platform::OutlookFolderId::kContacts>;
+constexpr auto LoadContacts = LoadItemsOf<platform::OutlookFolderId::kContacts>;
 
 nlohmann::ordered_json SampleContacts(int os_major_version, std::uint32_t scale) {
   testing::TemporaryDevice device(os_major_version);
@@ -45,6 +52,80 @@ TEST(SampleDataTest, ContactsAreTheSameOnBothGenerationsAndCopiesHaveTheirOwnNam
   for (const auto& contact : contacts) names.insert(contact.value("FileAs", std::string()));
   for (const std::string& name : names) EXPECT_EQ(names.count(name), name.empty() ? 2u : 1u);
   EXPECT_EQ(contacts[kSampleContactsPerScale]["FileAs"], "Åkerlund, Zoë 2");
+}
+
+nlohmann::ordered_json ItemsWithoutOids(testing::TemporaryDevice& device,
+                                        platform::OutlookFolderId folder) {
+  std::string json;
+  std::string error;
+  EXPECT_TRUE(DumpItems(device.device(), folder, &json, &error)) << error;
+  nlohmann::ordered_json items = nlohmann::ordered_json::parse(json);
+  for (auto& item : items) item.erase("oid");
+  return items;
+}
+
+// The sample's appointments and tasks come back from a backup on one generation and a restore
+// onto an empty profile of the other property for property, in the same order; a second restore
+// adding only new items finds every one of them.
+template <typename Worker>
+void ExpectSampleSurvivesBackupAndRestore(engine::ItemKind kind, platform::OutlookFolderId folder,
+                                          int from, int to) {
+  SCOPED_TRACE("from OS " + std::to_string(from) + " to OS " + std::to_string(to));
+  testing::TemporaryDevice source(from);
+  testing::TemporaryDevice target(to);
+  std::string error;
+  ASSERT_TRUE(FillSampleData(source.device(), 2, &error)) << error;
+  constexpr char16_t kRecordFile[] = u"\\items.rec";
+  Worker backup_worker(source.device());
+  engine::testing::KindHarness backup(source, kind, kRecordFile);
+  target.WriteFile(kRecordFile, backup.Backup(backup_worker));
+  Worker restore_worker(target.device());
+  engine::testing::KindHarness restore(target, kind, kRecordFile);
+  restore.Restore(restore_worker, engine::RestoreMode::kDeleteAllFirst);
+
+  const nlohmann::ordered_json expected = ItemsWithoutOids(source, folder);
+  const auto compare = [&] {
+    const nlohmann::ordered_json restored = ItemsWithoutOids(target, folder);
+    ASSERT_EQ(restored.size(), expected.size());
+    for (std::size_t k = 0; k < expected.size(); ++k)
+      EXPECT_EQ(restored[k], expected[k]) << expected[k]["Subject"];
+  };
+  compare();
+  restore.Restore(restore_worker, engine::RestoreMode::kAddOnlyNew);
+  compare();
+}
+
+TEST(SampleDataTest, AppointmentsAndTasksSurviveABackupAndARestoreOntoTheOtherGeneration) {
+  for (const auto& [from, to] :
+       {std::pair(platform::kWindowsMobile2005, platform::kWindowsMobile2003),
+        std::pair(platform::kWindowsMobile2003, platform::kWindowsMobile2005)}) {
+    ExpectSampleSurvivesBackupAndRestore<outlook::AppointmentsWorker>(
+        engine::ItemKind::kAppointments, platform::OutlookFolderId::kCalendar, from, to);
+    ExpectSampleSurvivesBackupAndRestore<outlook::TasksWorker>(
+        engine::ItemKind::kTasks, platform::OutlookFolderId::kTasks, from, to);
+  }
+}
+
+TEST(SampleDataTest, AThirdOfTheAppointmentsRecurAndCopiesHaveTheirOwnSubjects) {
+  testing::TemporaryDevice device;
+  std::string error;
+  ASSERT_TRUE(FillSampleData(device.device(), 3, &error)) << error;
+  for (const platform::OutlookFolderId folder :
+       {platform::OutlookFolderId::kCalendar, platform::OutlookFolderId::kTasks}) {
+    const nlohmann::ordered_json items = ItemsWithoutOids(device, folder);
+    ASSERT_EQ(items.size(),
+              3 * (folder == platform::OutlookFolderId::kCalendar ? kSampleAppointmentsPerScale
+                                                                  : kSampleTasksPerScale));
+    std::set<std::string> subjects;
+    for (const auto& item : items) subjects.insert(item["Subject"].get<std::string>());
+    EXPECT_EQ(subjects.size(), items.size());
+  }
+  const nlohmann::ordered_json appointments =
+      ItemsWithoutOids(device, platform::OutlookFolderId::kCalendar);
+  EXPECT_EQ(std::ranges::count_if(appointments,
+                                  [](const auto& item) { return item.contains("recurrence"); }),
+            static_cast<std::ptrdiff_t>(appointments.size() / 3));
+  EXPECT_EQ(appointments[2 * kSampleAppointmentsPerScale + 3]["Subject"], "Stand-up 3");
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "platform/outlook.h"
 
@@ -46,5 +47,12 @@ bool IsDateProperty(ItemProperty property);
 // recurrence in its record, on an OS generation.
 std::uint32_t RecipientsPropertyId(int os_major_version);
 std::uint32_t RecurrencePropertyId(int os_major_version);
+
+// Those byte blocks and what they hold (docs/outlook-items.md). Decoding takes any bytes: a cut
+// entry ends the list, a cut pattern reads its missing fields as 0.
+std::vector<std::uint8_t> EncodeRecipients(const std::vector<Recipient>& recipients);
+std::vector<Recipient> DecodeRecipients(std::span<const std::uint8_t> bytes);
+std::vector<std::uint8_t> EncodeRecurrence(const RecurrencePattern& pattern);
+RecurrencePattern DecodeRecurrence(std::span<const std::uint8_t> bytes);
 
 }  // namespace kestrav::platform::host

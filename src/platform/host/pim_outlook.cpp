@@ -120,6 +120,8 @@ class BlockReader {
   bool ok_ = true;
 };
 
+}  // namespace
+
 // Recipients: each one's name, then its address, each a 16-bit length and the UTF-16LE units.
 std::vector<std::uint8_t> EncodeRecipients(const std::vector<Recipient>& recipients) {
   BlockWriter block;
@@ -190,6 +192,8 @@ RecurrencePattern DecodeRecurrence(std::span<const std::uint8_t> bytes) {
   }
   return pattern;
 }
+
+namespace {
 
 std::u16string KeyText(const PropertyValue* value) {
   return Holds(value) ? value->text : std::u16string();
