@@ -1,9 +1,10 @@
 // Restores any bytes onto one device holding a few calls and contacts: as an archive (".qbk") or
-// as a single call-log (".csl") or contacts (".csc") file, under a restore mode the kind offers.
+// as a single record file of a kind (".csl", ".csc", ".csa", ".cst", ".csd"), under a restore
+// mode the kind offers.
 // The first byte chooses the file's kind and the mode; the rest is the file.
 //
-// A restore refused before it starts, or by every kind's worker, must leave the call logs and
-// contacts exactly as they were, and each refusing worker must say so in an error row that ends
+// A restore refused before it starts, or by every kind's worker, must leave every database of
+// "\pim.vol" exactly as it was, and each refusing worker must say so in an error row that ends
 // "Nothing done.". Whatever the input, the temporary folder must be empty afterwards and nothing
 // may appear or vanish anywhere else in the profile. The stores are put back from a snapshot after
 // every input, so that each one meets the same device, and must then read as before.
@@ -24,6 +25,7 @@
 #include "engine/testing/recording_sink.h"
 #include "kinds/kinds.h"
 #include "kinds/restore_entries.h"
+#include "platform/host/host_device.h"
 #include "platform/test_support/temporary_device.h"
 #include "platform/text.h"
 #include "records/archive.h"
@@ -45,8 +47,7 @@ void Require(bool condition) {
 using Records = std::vector<std::pair<kestrav::platform::ObjectId, std::vector<PropertyValue>>>;
 
 struct Stores {
-  Records calls;
-  Records contacts;
+  std::vector<Records> databases;
   bool operator==(const Stores&) const = default;
 };
 
@@ -63,8 +64,10 @@ Records ReadDatabase(kestrav::platform::ObjectStore& store, std::u16string_view 
 }
 
 Stores ReadStores(const kestrav::platform::Device& device) {
-  return {ReadDatabase(device.object_store(), kestrav::devicedb::kCallLogDatabase),
-          ReadDatabase(device.object_store(), kestrav::devicedb::kContactsDatabase)};
+  Stores stores;
+  for (const char16_t* name : kestrav::platform::host::kPimDatabases)
+    stores.databases.push_back(ReadDatabase(device.object_store(), name));
+  return stores;
 }
 
 // Every path below the folder, files and folders alike.
@@ -151,7 +154,7 @@ struct Handheld {
             phone.safeguards()->TakeSnapshot(u"restore fuzzing", &reason) ==
                 kestrav::platform::kErrorSuccess);
     stores = ReadStores(phone);
-    Require(stores.calls.size() == 3 && stores.contacts.size() == 3);
+    Require(stores.databases[0].size() == 3 && stores.databases[2].size() == 3);
     listing = ListingOf(device.folder());
   }
 
@@ -177,9 +180,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static Handheld handheld;
   const kestrav::platform::Device& device = handheld.device.device();
 
-  const std::array<std::u16string_view, 3> extensions = {
+  const std::array<std::u16string_view, 6> extensions = {
       kestrav::engine::kArchiveExtension, kestrav::engine::KindInfo(ItemKind::kCallLogs).extension,
-      kestrav::engine::KindInfo(ItemKind::kContacts).extension};
+      kestrav::engine::KindInfo(ItemKind::kContacts).extension,
+      kestrav::engine::KindInfo(ItemKind::kAppointments).extension,
+      kestrav::engine::KindInfo(ItemKind::kTasks).extension,
+      kestrav::engine::KindInfo(ItemKind::kSpeedDials).extension};
   const std::u16string_view extension = extensions[data[0] % extensions.size()];
   const unsigned mode_choice = data[0] / extensions.size();
   const std::u16string file = u"\\My Documents\\input" + std::u16string(extension);

@@ -1,5 +1,7 @@
 #include "cli/console_sink.h"
 
+#include "cli/cli.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,9 +37,9 @@ ConsoleSink::~ConsoleSink() {
 
 void ConsoleSink::AddRow(const engine::LogRow& row) {
   EraseBars();
+  // A row names the user's items, whose texts may hold line breaks: each row stays one line.
   std::fprintf(out_, "%s  %s%s\n", platform::ToUtf8(row.time).c_str(),
-               row.icon == engine::LogIcon::kError ? "(!) " : "",
-               platform::ToUtf8(row.text).c_str());
+               row.icon == engine::LogIcon::kError ? "(!) " : "", PrintableName(row.text).c_str());
   DrawBars();
   // A terminal shows each row at once; a file or pipe takes them in blocks.
   if (draw_bars_) std::fflush(out_);

@@ -64,6 +64,42 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
         self.assertRegex(log[-1], r"^Restore ended successfully in \d\d:\d\d:\d\d\.\d{3}$")
         self.assertEqual(without_oids(target.dump())[0], without_oids(small.dump())[0])
 
+    def test_every_kind_both_ways_then_add_new_finds_each(self):
+        # Windows Mobile 2005 to 2003 SE and back: every kind comes back as it was, speed dials
+        # linked again to the same contacts' phones.
+        source, archive = self.sample_with_backup()
+        older = Profile(self, "older").init("--os", "4")
+        older.run("restore", archive)
+        older.run("backup", "--output", self.path("older.qbk"))
+        newer = Profile(self, "newer").init("--os", "5")
+        newer.run("restore", self.path("older.qbk"))
+        compare = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts",
+                               "compare-handhelds")
+        for target in (older, newer):
+            subprocess.run([sys.executable, compare, e2e_support.CLI, source.folder, target.folder],
+                           check=True, stdout=subprocess.DEVNULL)
+
+        # Restored over themselves adding only what is new, every item is found and none added
+        # but the contact without a name, which is never found.
+        modes = [f"--mode={kind}=add-new"
+                 for kind in ("contacts", "appointments", "tasks", "calllogs", "speeddials")]
+        log = rows(older.run("restore", archive, *modes).stdout)
+        self.assertEqual([r for r in log if r.endswith(" inserted.")], ["11. '' inserted."])
+        found = [r for r in log if r.endswith(" already exists. Nothing done.")]
+        self.assertEqual(len(found), 24 + 40 + 8 + self.sample_items(older))
+
+        for kind, texts in (("appointments", " appointments successfully deleted."),
+                            ("tasks", " tasks successfully deleted."),
+                            ("speeddials", " speed dials deleted from the database.")):
+            self.assertTrue(newer.run("delete-all", kind, "--yes").stdout.endswith(texts + "\n"))
+        self.assertEqual(newer.run("delete-all", "tasks", "--yes").stdout,
+                         "No task found, nothing deleted.\n")
+
+    def sample_items(self, device):
+        """The sample's appointments and tasks on the device."""
+        return sum(len(json.loads(device.run("device", "dump", what).stdout))
+                   for what in ("appointments", "tasks"))
+
     def test_stored_member_is_byte_exact(self):
         for os_version in ("4", "5"):
             with self.subTest(os=os_version):
