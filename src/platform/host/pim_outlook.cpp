@@ -206,25 +206,37 @@ struct FolderState {
   FolderState(ObjectStore& store, DatabaseHandle handle, std::uint32_t key_id)
       : store(store), handle(handle), key_id(key_id) {}
 
-  // Reads the view in one walk over the database, the first time it is needed.
+  // Reads the record order in one walk over the database, the first time it is needed.
   void Build() {
     if (built) return;
     built = true;
+    Walk({}, [this](ObjectId oid, const std::vector<PropertyValue>&) { oids.push_back(oid); });
+  }
+
+  // Reads every record's key text in one more walk, the first time a key is looked for: a pass
+  // that never looks for one (a backup) keeps no more than the record order.
+  void BuildIndex() {
+    if (indexed) return;
+    indexed = true;
+    Walk({key_id}, [this](ObjectId oid, const std::vector<PropertyValue>& properties) {
+      Index(oid, KeyText(properties.empty() ? nullptr : &properties.front()));
+    });
+  }
+
+  template <typename Visit>
+  void Walk(const std::vector<std::uint32_t>& wanted, Visit visit) {
     // A seek that finds no record leaves the position where it was: an empty database is not
     // walked at all.
     if (store.Seek(handle, 0) == 0) return;
-    const std::vector<std::uint32_t> wanted = {key_id};
     std::vector<PropertyValue> properties;
-    while (const ObjectId oid = store.ReadNext(handle, &wanted, &properties)) {
-      oids.push_back(oid);
-      Index(oid, KeyText(properties.empty() ? nullptr : &properties.front()));
-    }
+    while (const ObjectId oid = store.ReadNext(handle, &wanted, &properties))
+      visit(oid, properties);
   }
 
   void Added(ObjectId oid, std::u16string key) {
     if (!built) return;
     oids.insert(std::ranges::upper_bound(oids, oid), oid);
-    Index(oid, std::move(key));
+    if (indexed) Index(oid, std::move(key));
   }
 
   void Dropped(std::vector<ObjectId>::iterator position) {
@@ -244,8 +256,9 @@ struct FolderState {
     Index(oid, std::move(key));
   }
 
-  int Find(std::u16string_view text, int after) const {
+  int Find(std::u16string_view text, int after) {
     if (text.empty() || after >= static_cast<int>(oids.size())) return 0;
+    BuildIndex();
     const auto entry = index.find(text);
     if (entry == index.end()) return 0;
     const std::set<ObjectId>& matches = entry->second;
@@ -272,6 +285,7 @@ struct FolderState {
   const std::uint32_t key_id;
   bool open = true;
   bool built = false;
+  bool indexed = false;
   std::vector<ObjectId> oids;
   std::unordered_map<ObjectId, std::u16string> keys;
   std::map<std::u16string, std::set<ObjectId>, std::less<>> index;
