@@ -181,7 +181,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const kestrav::platform::Device& device = handheld.device.device();
 
   const std::array<std::u16string_view, 6> extensions = {
-      kestrav::engine::kArchiveExtension, kestrav::engine::KindInfo(ItemKind::kCallLogs).extension,
+      kestrav::engine::kArchiveExtension,
+      kestrav::engine::KindInfo(ItemKind::kCallLogs).extension,
       kestrav::engine::KindInfo(ItemKind::kContacts).extension,
       kestrav::engine::KindInfo(ItemKind::kAppointments).extension,
       kestrav::engine::KindInfo(ItemKind::kTasks).extension,

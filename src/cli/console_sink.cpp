@@ -1,12 +1,11 @@
 #include "cli/console_sink.h"
 
-#include "cli/cli.h"
-
 #include <unistd.h>
 
 #include <algorithm>
 #include <string>
 
+#include "cli/cli.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {

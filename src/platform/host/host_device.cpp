@@ -1,13 +1,13 @@
 #include "platform/host/host_device.h"
 
+#include <fstream>
+#include <nlohmann/json.hpp>
+
 #include "platform/host/host_safeguards.h"
 #include "platform/host/iconv_code_page.h"
 #include "platform/host/pim_outlook.h"
 #include "platform/host/sqlite_object_store.h"
 #include "platform/host/sqlite_registry.h"
-
-#include <fstream>
-#include <nlohmann/json.hpp>
 
 namespace kestrav::platform::host {
 namespace {
@@ -108,8 +108,8 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
   StoreFailure failure;
   host->registry_ = SqliteRegistry::Open(profile / kRegistryFile, false, &failure);
   if (!host->registry_) {
-    Fail(error, (profile / kRegistryFile).string() + ": cannot open the registry: " +
-                    failure.message);
+    Fail(error,
+         (profile / kRegistryFile).string() + ": cannot open the registry: " + failure.message);
     return nullptr;
   }
   host->object_store_ = std::make_unique<SqliteObjectStore>(host->files_);
