@@ -30,6 +30,7 @@ constexpr ItemKindTexts kAppointmentTexts = {
     .before_restore = nullptr,
     .no_records = texts::kNoAppointmentsFound,
     .empty_file_before_cancel = false,
+    .looks_in_every_mode = true,
     .database_contains = texts::kAppointmentsDatabaseContains,
     .deleting = texts::kDeletingAppointments,
     .deleted = texts::kAppointmentDeleted,
@@ -132,8 +133,9 @@ class AppointmentAdapter : public ItemAdapter {
   }
 
   // Every property from its field, an empty field clearing it, but BodyInk, which only a field
-  // with bytes sets; Start last among the times. MeetingStatus and IsRecurring follow the
-  // recipients and the recurrence, which come after.
+  // with bytes sets; Start last among the times; then the recipients and the recurrence.
+  // MeetingStatus and IsRecurring are deliberately not set: the object model keeps them from the
+  // recipients and the recurrence.
   bool Apply(records::RecordView record, OutlookItem& item) override {
     ItemLineReader fields(record);
     item.SetText(ItemProperty::kBody, TextFromBytes(fields.At(kBody).Bytes()));

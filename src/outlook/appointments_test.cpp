@@ -205,12 +205,16 @@ TEST(AppointmentRestore, EachModeWithItsLines) {
                                   }),
             3);
 
-  Calendar updating;
-  const Lines updated = run(updating, RestoreMode::kAddNewAndUpdate);
-  EXPECT_EQ(Lines(updated.begin() + 7, updated.end() - 2),
-            (Lines{u"1. 'Dentist' updated.", u"2. 'Dentist' inserted.", u"3. '' inserted.",
-                   u"4. 'Gym' inserted.", u"3 appointments inserted in the database.",
-                   u"1 appointment updated in the database."}));
+  // Updating, and allowing duplicates, which appointments do not offer but still look for the
+  // existing item in: both update what they find.
+  for (const RestoreMode mode : {RestoreMode::kAddNewAndUpdate, RestoreMode::kAllowDuplicates}) {
+    Calendar updating;
+    const Lines updated = run(updating, mode);
+    EXPECT_EQ(Lines(updated.begin() + 7, updated.end() - 2),
+              (Lines{u"1. 'Dentist' updated.", u"2. 'Dentist' inserted.", u"3. '' inserted.",
+                     u"4. 'Gym' inserted.", u"3 appointments inserted in the database.",
+                     u"1 appointment updated in the database."}));
+  }
 
   Calendar deleting;
   const Lines deleted = run(deleting, RestoreMode::kDeleteAllFirst);

@@ -25,6 +25,7 @@ constexpr ItemKindTexts kContactTexts = {
     .before_restore = texts::kRetrievingMappedFields,
     .no_records = texts::kNoContactsFound,
     .empty_file_before_cancel = true,
+    .looks_in_every_mode = false,
     .database_contains = texts::kContactsDatabaseContains,
     .deleting = texts::kDeletingContacts,
     .deleted = texts::kContactDeleted,

@@ -78,7 +78,8 @@ void RestoreRows(const platform::Device& device, const engine::PassContext& pass
   SendLine(sink, texts.inserting);
   engine::PostProgress(sink, 0, static_cast<std::uint32_t>(rows.size()), false);
   const bool look_for_existing =
-      pass.mode == RestoreMode::kAddOnlyNew || pass.mode == RestoreMode::kAddNewAndUpdate;
+      pass.mode == RestoreMode::kAddOnlyNew || pass.mode == RestoreMode::kAddNewAndUpdate ||
+      (texts.looks_in_every_mode && pass.mode != RestoreMode::kDeleteAllFirst);
   long inserted = 0;
   long updated = 0;
   adapter.BeginItems();

@@ -44,6 +44,10 @@ struct ItemKindTexts {
   const char16_t* no_records;
   // Whether a file without records is told before the cancel flag is looked at.
   bool empty_file_before_cancel;
+  // Whether a restore looks for each record's item in every mode but delete-all-first, or only
+  // when adding only new items and when updating; a found item is updated but when adding only
+  // new ones.
+  bool looks_in_every_mode;
 
   // Restore pass.
   const char16_t* database_contains;

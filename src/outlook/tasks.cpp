@@ -28,6 +28,7 @@ constexpr ItemKindTexts kTaskTexts = {
     .before_restore = nullptr,
     .no_records = texts::kNoTasksFound,
     .empty_file_before_cancel = false,
+    .looks_in_every_mode = true,
     .database_contains = texts::kTasksDatabaseContains,
     .deleting = texts::kDeletingTasks,
     .deleted = texts::kTaskDeleted,
