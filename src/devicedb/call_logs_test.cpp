@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,7 +19,10 @@ using kestrav::testing::Utf16FileBytes;
 using platform::PropertyType;
 using platform::PropertyValue;
 using Call = std::vector<PropertyValue>;
-using Lines = std::vector<std::u16string>;
+using testing::Cat;
+using testing::Lines;
+using testing::Property;
+using testing::With;
 
 constexpr char16_t kFile[] = u"\\calls.csl";
 // "Kestrav PIM records!" with every byte one up: the call-log signature as line 1 holds it.
@@ -28,23 +30,6 @@ const std::u16string kSignature =
     u"\"0x4c,0x66,0x74,0x75,0x73,0x62,0x77,0x21,0x51,0x4a,0x4e,0x21,0x73,0x66,0x64,0x70,0x73,0x65,"
     u"0x74,0x22\"";
 const Lines kDisconnect = {u"Disconnecting from the call logs database...", u"Disconnected."};
-
-PropertyValue Property(std::uint16_t identifier, PropertyType type, std::int64_t integer = 0,
-                       std::uint16_t flags = 0) {
-  PropertyValue value;
-  value.id = platform::MakePropertyId(identifier, type);
-  value.integer = integer;
-  value.flags = flags;
-  return value;
-}
-
-template <typename Field, typename Content>
-PropertyValue With(std::uint16_t identifier, PropertyType type, Field PropertyValue::*field,
-                   Content content) {
-  PropertyValue value = Property(identifier, type);
-  value.*field = content;
-  return value;
-}
 
 PropertyValue Text(std::uint16_t identifier, std::u16string text) {
   return With(identifier, PropertyType::kString, &PropertyValue::text, std::move(text));
@@ -64,12 +49,6 @@ std::u16string CallLine(std::u16string_view number, int duration) {
 // A call-log file: the signature line, the count row (a byte list) and the call lines.
 std::u16string CallFile(std::u16string_view count_bytes, std::u16string_view calls) {
   return kSignature + u"\r\n\"" + std::u16string(count_bytes) + u"\"\r\n" + std::u16string(calls);
-}
-
-Lines Cat(std::initializer_list<Lines> parts) {
-  Lines all;
-  for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
 }
 
 // A backup's rows from its connection on.
@@ -95,42 +74,13 @@ class Handset : public testing::PimHandset<CallLogWorker> {
       : PimHandset(os_major_version, engine::ItemKind::kCallLogs, kFile) {}
 
   engine::testing::CancelingSink& page = harness.page;
+  const engine::RestoreTally& tally = harness.tally;
 
   void AddCalls(const std::vector<Call>& calls) {
     for (const platform::ObjectId id : Add(kCallLogDatabase, calls)) EXPECT_NE(id, 0u);
   }
 
   std::vector<Call> Calls() { return Records(kCallLogDatabase); }
-
-  Lines Restore(std::u16string_view text, RestoreMode mode) {
-    harness.WriteRecordFile(text);
-    return RestoreFile(mode);
-  }
-
-  // Restores the record file as it stands.
-  Lines RestoreFile(RestoreMode mode) {
-    PimHandset::RestoreFile(mode);
-    return Rows();
-  }
-
-  const engine::RestoreTally& tally = harness.tally;
-
-  // The rows since the last call, without their times; error rows keep their "! ".
-  Lines Rows() {
-    page.DispatchPending();
-    bars_.clear();
-    for (const std::u16string& event : page.events)
-      if (event.starts_with(u"item ")) bars_.push_back(event);
-    Lines rows = page.Rows();
-    page.events.clear();
-    return rows;
-  }
-
-  // The bar moves among the events the last Rows() took.
-  const Lines& Bars() const { return bars_; }
-
- private:
-  Lines bars_;
 };
 
 // Both system versions write the same file.
@@ -227,7 +177,6 @@ TEST(CallLogRestore, BackupComesBackIntoAnEmptiedDatabase) {
   };
   handset.AddCalls(calls);
   handset.Backup();
-  handset.Rows();
   EXPECT_EQ(
       handset.RestoreFile(RestoreMode::kDeleteAllFirst),
       RestoreLog(

@@ -6,6 +6,7 @@
 #include <map>
 #include <utility>
 
+#include "devicedb/testing/pim_handset.h"
 #include "engine/testing/recording_sink.h"
 #include "platform/format.h"
 #include "platform/host/sqlite_object_store.h"
@@ -175,18 +176,12 @@ TEST_F(PimVolumeTest, DeleteAllFromTheMenuShowsOnlyItsProgress) {
 }
 
 PropertyValue Value(PropertyType type, std::int64_t integer, std::uint16_t flags = 0) {
-  PropertyValue value;
-  value.id = platform::MakePropertyId(7, type);
-  value.integer = integer;
-  value.flags = flags;
-  return value;
+  return testing::Property(7, type, integer, flags);
 }
 
 template <typename Field, typename Content>
 PropertyValue With(PropertyType type, Field PropertyValue::*field, Content content) {
-  PropertyValue value = Value(type, 0);
-  value.*field = content;
-  return value;
+  return testing::With(7, type, field, std::move(content));
 }
 
 TEST(ValueEquality, ComparesAsTheDatabaseValuesTypeSays) {

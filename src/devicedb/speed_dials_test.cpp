@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -22,7 +21,8 @@ using platform::PropertyType;
 using platform::PropertyValue;
 using Bytes = std::vector<std::uint8_t>;
 using Dial = std::vector<PropertyValue>;
-using Lines = std::vector<std::u16string>;
+using testing::Cat;
+using testing::Lines;
 
 constexpr char16_t kFile[] = u"\\dials.csd";
 // "Kestrav PIM records!" with every byte two down; the older writers' ends one lower still.
@@ -35,14 +35,9 @@ constexpr std::uint32_t kMobile5 = 0x0096001F;
 constexpr std::uint32_t kCompanyMain4 = 0x0000001F;
 constexpr std::uint32_t kCompanyMain5 = 0x00A0001F;
 
-PropertyValue Property(std::uint32_t id) {
+PropertyValue Phone(std::uint32_t id, std::u16string text) {
   PropertyValue value;
   value.id = id;
-  return value;
-}
-
-PropertyValue Phone(std::uint32_t id, std::u16string text) {
-  PropertyValue value = Property(id);
   value.text = std::move(text);
   return value;
 }
@@ -69,11 +64,8 @@ Bytes Linked(std::uint32_t contact, std::uint32_t property) {
 
 // A speed dial: its position (int32, 1) and its block (2).
 Dial DialOf(int position, Bytes block) {
-  PropertyValue slot = Property(platform::MakePropertyId(1, PropertyType::kInt32));
-  slot.integer = position;
-  PropertyValue head = Property(platform::MakePropertyId(2, PropertyType::kBlob));
-  head.bytes = std::move(block);
-  return {slot, head};
+  return {testing::Property(1, PropertyType::kInt32, position),
+          testing::With(2, PropertyType::kBlob, &PropertyValue::bytes, std::move(block))};
 }
 
 // The record line of DialOf(position, block), the block's field as given.
@@ -89,12 +81,6 @@ std::u16string DialLine(int position, const Bytes& block) {
 std::u16string DialFile(const std::u16string& signature, int count, std::u16string_view lines) {
   return signature + u"\r\n\"" + platform::Format(u"0x%.2x", count) + u",0x00,0x00,0x00\"\r\n" +
          std::u16string(lines);
-}
-
-Lines Cat(std::initializer_list<Lines> parts) {
-  Lines all;
-  for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
 }
 
 const Lines kDisconnect = {u"Disconnecting from the speed dials database...", u"Disconnected."};
@@ -113,15 +99,7 @@ class Handset : public testing::PimHandset<SpeedDialWorker> {
   explicit Handset(int os_major_version = platform::kWindowsMobile2005)
       : PimHandset(os_major_version, engine::ItemKind::kSpeedDials, kFile) {}
 
-  void Delete(std::u16string_view database, const std::vector<ObjectId>& ids) {
-    OnDatabase(database, [&](platform::ObjectStore& store, platform::DatabaseHandle handle) {
-      for (const ObjectId id : ids) EXPECT_EQ(store.Delete(handle, id), platform::kErrorSuccess);
-    });
-  }
-
   std::vector<Dial> Dials() { return Records(kSpeedDialDatabase); }
-
-  Lines Rows() { return harness.page.Rows(); }
 };
 
 TEST(SpeedDialBackup, AppendsTheContactsPhoneTextToEachHead) {

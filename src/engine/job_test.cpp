@@ -204,9 +204,6 @@ TEST_F(JobTest, RestorePreparationRefusals) {
   EXPECT_EQ(refusal->title, u"Restore error");
   EXPECT_TRUE(job_.restores.empty());
   EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
-
-  EXPECT_EQ(InvalidFileFormat(u"\\x.txt").text, u"The format of the file \"\\x.txt\" is invalid.");
-  EXPECT_EQ(InvalidFileFormat(u"\\x.txt").title, u"PIM restore error");
 }
 
 TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
@@ -260,13 +257,6 @@ TEST_F(JobTest, RestoreRunsEachKindFromItsExtractedFileAndRemovesIt) {
   EXPECT_EQ(RestoreShortfall(job_),
             u"2 of the 40 call logs in the file were not restored; the call logs file says it "
             u"holds 41 records but holds 40");
-}
-
-TEST(ItemKind, TableAndLookups) {
-  EXPECT_EQ(AllItemKinds().size(), 6u);
-  EXPECT_EQ(KindInfo(ItemKind::kSpeedDials).file_type_description, u"Dials Backup");
-  EXPECT_EQ(KindOfExtension(u".CSL"), ItemKind::kCallLogs);
-  EXPECT_EQ(KindOfExtension(u".qbk"), std::nullopt);
 }
 
 }  // namespace

@@ -12,14 +12,11 @@ namespace {
 TEST(Format, DeviceNumberFormats) {
   EXPECT_EQ(Format(u"%s%.4d%.2d%.2d%s", u"\\Temp\\contacts_", 2007, 3, 5, u".csc"),
             u"\\Temp\\contacts_20070305.csc");
-  EXPECT_EQ(Format(u"0x%.2x", 0xab), u"0xab");
-  EXPECT_EQ(Format(u",0x%.2x", 0x0), u",0x00");
+  EXPECT_EQ(Format(u"0x%.2x,0x%.2x", 0xab, 0x0), u"0xab,0x00");
   EXPECT_EQ(Format(u"%f", 1.5), u"1.500000");
   EXPECT_EQ(Format(u"%f", -0.25), u"-0.250000");
   EXPECT_EQ(Format(u"%.2d:%.2d:%.2d.%.3d", 1, 2, 3, 4), u"01:02:03.004");
   EXPECT_EQ(Format(u"%I64u", std::numeric_limits<std::uint64_t>::max()), u"18446744073709551615");
-  EXPECT_EQ(Format(u"%d", -32768), u"-32768");
-  EXPECT_EQ(Format(u"%u", 4294967295u), u"4294967295");
   // Plain decimals are written without printf; they must read as printf writes them.
   for (const long long value : {0LL, 7LL, -5LL, 2147483647LL, -2147483648LL}) {
     for (const char* pattern : {"%d", "%.0d", "%.3d", "%.12d", "%u", "%.0u", "%.4u"}) {

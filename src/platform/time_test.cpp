@@ -11,30 +11,15 @@ namespace {
 
 constexpr FileTime kFifteenthOfMarch2007 = 128184276300000000;  // 10:20:30 UTC
 
-SystemTime Time(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
-                int milliseconds = 0) {
-  SystemTime time;
-  time.year = static_cast<std::uint16_t>(year);
-  time.month = static_cast<std::uint16_t>(month);
-  time.day = static_cast<std::uint16_t>(day);
-  time.hour = static_cast<std::uint16_t>(hour);
-  time.minute = static_cast<std::uint16_t>(minute);
-  time.second = static_cast<std::uint16_t>(second);
-  time.milliseconds = static_cast<std::uint16_t>(milliseconds);
-  return time;
-}
-
 TEST(Time, FileTimeAndFieldsAgree) {
   SystemTime time;
   ASSERT_TRUE(FileTimeToSystemTime(kFifteenthOfMarch2007 + 1234 * 10'000, &time));
-  SystemTime expected = Time(2007, 3, 15, 10, 20, 31, 234);
-  expected.day_of_week = 4;  // a Thursday
-  EXPECT_EQ(time, expected);
+  EXPECT_EQ(time, (SystemTime{2007, 3, 4, 15, 10, 20, 31, 234}));  // a Thursday
 
   FileTime file_time = 0;
-  ASSERT_TRUE(SystemTimeToFileTime(Time(2007, 3, 15, 10, 20, 30), &file_time));
+  ASSERT_TRUE(SystemTimeToFileTime(SystemTime{2007, 3, 0, 15, 10, 20, 30}, &file_time));
   EXPECT_EQ(file_time, kFifteenthOfMarch2007);
-  ASSERT_TRUE(SystemTimeToFileTime(Time(1601, 1, 1), &file_time));
+  ASSERT_TRUE(SystemTimeToFileTime(SystemTime{1601, 1, 0, 1}, &file_time));
   EXPECT_EQ(file_time, 0u);
   ASSERT_TRUE(FileTimeToSystemTime(0, &time));
   EXPECT_EQ(time.day_of_week, 1);  // 1 January 1601 was a Monday
@@ -42,12 +27,12 @@ TEST(Time, FileTimeAndFieldsAgree) {
 
 TEST(Time, FieldsOutOfRangeAreRefused) {
   FileTime file_time = 0;
-  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 13, 1), &file_time));
-  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 0, 1), &file_time));
-  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 2, 29), &file_time));
-  EXPECT_TRUE(SystemTimeToFileTime(Time(2008, 2, 29), &file_time));
-  EXPECT_FALSE(SystemTimeToFileTime(Time(1600, 12, 31), &file_time));
-  EXPECT_FALSE(SystemTimeToFileTime(Time(2007, 3, 15, 24), &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(SystemTime{2007, 13, 0, 1}, &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(SystemTime{2007, 0, 0, 1}, &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(SystemTime{2007, 2, 0, 29}, &file_time));
+  EXPECT_TRUE(SystemTimeToFileTime(SystemTime{2008, 2, 0, 29}, &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(SystemTime{1600, 12, 0, 31}, &file_time));
+  EXPECT_FALSE(SystemTimeToFileTime(SystemTime{2007, 3, 0, 15, 24}, &file_time));
   SystemTime time;
   EXPECT_FALSE(FileTimeToSystemTime(0x8000000000000000ULL, &time));
 }
@@ -55,9 +40,7 @@ TEST(Time, FieldsOutOfRangeAreRefused) {
 TEST(Time, OleDatesAndFieldsAgreeWithinTheirBounds) {
   SystemTime time;
   ASSERT_TRUE(OleDateToSystemTime(39156.25, &time));
-  SystemTime expected = Time(2007, 3, 15, 6);
-  expected.day_of_week = 4;
-  EXPECT_EQ(time, expected);
+  EXPECT_EQ(time, (SystemTime{2007, 3, 4, 15, 6}));
   ASSERT_TRUE(OleDateToSystemTime(0.0, &time));
   EXPECT_EQ(time, (SystemTime{1899, 12, 6, 30}));
   // Before day 0 the fraction still counts forward from the start of the day.
@@ -75,15 +58,15 @@ TEST(Time, OleDatesAndFieldsAgreeWithinTheirBounds) {
   EXPECT_FALSE(OleDateToSystemTime(std::nan(""), &time));
 
   double date = 0;
-  ASSERT_TRUE(SystemTimeToOleDate(Time(2007, 3, 15, 6), &date));
+  ASSERT_TRUE(SystemTimeToOleDate(SystemTime{2007, 3, 0, 15, 6}, &date));
   EXPECT_EQ(date, 39156.25);
-  ASSERT_TRUE(SystemTimeToOleDate(Time(1899, 12, 29, 6), &date));
+  ASSERT_TRUE(SystemTimeToOleDate(SystemTime{1899, 12, 0, 29, 6}, &date));
   EXPECT_EQ(date, -1.25);
-  ASSERT_TRUE(SystemTimeToOleDate(Time(4501, 1, 1), &date));
+  ASSERT_TRUE(SystemTimeToOleDate(SystemTime{4501, 1, 0, 1}, &date));
   EXPECT_EQ(date, 949998.0);  // the object model's "no date"
-  EXPECT_FALSE(SystemTimeToOleDate(Time(99, 12, 31), &date));
-  EXPECT_FALSE(SystemTimeToOleDate(Time(2007, 2, 29), &date));
-  EXPECT_FALSE(SystemTimeToOleDate(Time(2007, 13, 1), &date));
+  EXPECT_FALSE(SystemTimeToOleDate(SystemTime{99, 12, 0, 31}, &date));
+  EXPECT_FALSE(SystemTimeToOleDate(SystemTime{2007, 2, 0, 29}, &date));
+  EXPECT_FALSE(SystemTimeToOleDate(SystemTime{2007, 13, 0, 1}, &date));
   for (double day : {-657434.0, -0.5, 36526.75, 2958465.0}) {
     ASSERT_TRUE(OleDateToSystemTime(day, &time));
     ASSERT_TRUE(SystemTimeToOleDate(time, &date));
@@ -99,7 +82,7 @@ TEST(Time, UnixTimesMeetFileTimes) {
 }
 
 TEST(FixedClock, LocalTimeFollowsItsOffset) {
-  FixedClock clock(Time(2007, 12, 31, 23, 30), 60, 500);
+  FixedClock clock(SystemTime{2007, 12, 0, 31, 23, 30}, 60, 500);
   EXPECT_EQ(clock.LocalTime().year, 2008);
   EXPECT_EQ(clock.LocalTime().hour, 0);
   EXPECT_EQ(clock.UtcToLocal(kFifteenthOfMarch2007), kFifteenthOfMarch2007 + 36'000'000'000);

@@ -27,28 +27,32 @@ using Records = std::vector<std::vector<PropertyValue>>;
 constexpr auto DumpContacts = DumpItemsOf<platform::OutlookFolderId::kContacts>;
 constexpr auto LoadContacts = LoadItemsOf<platform::OutlookFolderId::kContacts>;
 
-Records ReadAll(platform::ObjectStore& store, std::u16string_view database) {
+// Runs the work on a database of the profile's volume.
+template <typename Work>
+void OnDatabase(platform::ObjectStore& store, std::u16string_view database, Work work) {
   platform::VolumeId volume = 0;
-  EXPECT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume),
+  ASSERT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume),
             platform::kErrorSuccess);
   const platform::DatabaseHandle handle = store.OpenDatabase(volume, database);
-  Records records;
-  std::vector<PropertyValue> properties;
-  while (store.ReadNext(handle, nullptr, &properties) != 0) records.push_back(properties);
+  work(handle);
   store.CloseDatabase(handle);
   store.UnmountVolume(volume);
+}
+
+Records ReadAll(platform::ObjectStore& store, std::u16string_view database) {
+  Records records;
+  OnDatabase(store, database, [&](platform::DatabaseHandle handle) {
+    for (std::vector<PropertyValue> record; store.ReadNext(handle, nullptr, &record) != 0;)
+      records.push_back(record);
+  });
   return records;
 }
 
 void WriteRecord(platform::ObjectStore& store, std::u16string_view database,
                  const std::vector<PropertyValue>& record) {
-  platform::VolumeId volume = 0;
-  ASSERT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume),
-            platform::kErrorSuccess);
-  const platform::DatabaseHandle handle = store.OpenDatabase(volume, database);
-  EXPECT_NE(store.Write(handle, 0, record), 0u);
-  store.CloseDatabase(handle);
-  store.UnmountVolume(volume);
+  OnDatabase(store, database, [&](platform::DatabaseHandle handle) {
+    EXPECT_NE(store.Write(handle, 0, record), 0u);
+  });
 }
 
 PropertyValue& Add(std::vector<PropertyValue>& record, std::uint16_t identifier,
@@ -104,12 +108,7 @@ constexpr char kEveryTypeJson[] = R"([{"oid": 1, "props": [
 TEST(DeviceJsonTest, EveryValueTypeDumpsAndLoadsBack) {
   TemporaryDevice source;
   platform::ObjectStore& store = source.device().object_store();
-  platform::VolumeId volume = 0;
-  ASSERT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume),
-            platform::kErrorSuccess);
-  const platform::DatabaseHandle handle = store.OpenDatabase(volume, u"speed.db");
-  ASSERT_EQ(store.Write(handle, 0, EveryType()), 1u);
-  store.UnmountVolume(volume);
+  WriteRecord(store, u"speed.db", EveryType());
 
   std::string json;
   std::string error;
@@ -282,13 +281,10 @@ TEST(DeviceJsonTest, RefusedContactsWriteNothing) {
       {R"([{"NotesInk": "0x1g"}])",
        "contact 0: \"NotesInk\" must be a byte list such as \"0x01,0xab\""},
       {R"([{"FileAs": "A", "store": {}}])", "contact 0: \"store\" must be an array of properties"},
-      {R"([{"store": [{"id": "0x0086001F", "value": 5}]}])",
-       "contact 0: store property 0: \"value\" must be a string"},
       {R"([{"NotesInk": "", "store": [{"id": "0x001E0064", "value": ""}]}])",
        "contact 0: store property 0: the contact already has 0x001E0064"},
       {R"([{"FileAs": "A"}, 3])", "contact 1: not an object"},
       {R"({"FileAs": "A"})", "the document is not an array of contacts"},
-      {R"([{"FileAs": "A"})", "the text is not valid JSON"},
   };
   TemporaryDevice device;
   for (const Case& bad : cases) {
@@ -405,7 +401,6 @@ TEST(DeviceJsonTest, RefusedAppointmentsAndTasksWriteNothing) {
        "appointment 1: \"AllDayEvent\" must be true or false"},
       {kCalendar, R"([{"Duration": 2147483648}])",
        "appointment 0: \"Duration\" must be an integer from -2147483648 to 2147483647"},
-      {kCalendar, R"([{"Importance": 1}])", "appointment 0: unknown key \"Importance\""},
       {kTasks, R"([{"Location": "Home"}])", "task 0: unknown key \"Location\""},
       {kCalendar, R"([{"recipients": [{"name": "A", "mail": "a@example.org"}]}])",
        "appointment 0: recipient 0: unknown key \"mail\""},
@@ -419,8 +414,6 @@ TEST(DeviceJsonTest, RefusedAppointmentsAndTasksWriteNothing) {
        "\"NaN\", \"Infinity\" or \"-Infinity\""},
       {kTasks, R"([{"recurrence": {"Exceptions": {}}}])",
        "task 0: recurrence: \"Exceptions\" must be an array of exceptions"},
-      {kTasks, R"([{"Subject": "A", "store": [{"id": "0x0037001F", "value": "B"}]}])",
-       "task 0: store property 0: the task already has 0x0037001F"},
       {kTasks, R"({"Subject": "A"})", "the document is not an array of tasks"},
   };
   TemporaryDevice device;

@@ -20,17 +20,22 @@
 namespace kestrav::profile {
 namespace {
 
-constexpr auto DumpContacts = DumpItemsOf<platform::OutlookFolderId::kContacts>;
-constexpr auto LoadContacts = LoadItemsOf<platform::OutlookFolderId::kContacts>;
+nlohmann::ordered_json ItemsWithoutOids(testing::TemporaryDevice& device,
+                                        platform::OutlookFolderId folder) {
+  std::string json;
+  std::string error;
+  EXPECT_TRUE(DumpItems(device.device(), folder, &json, &error)) << error;
+  nlohmann::ordered_json items = nlohmann::ordered_json::parse(json);
+  for (auto& item : items) item.erase("oid");
+  return items;
+}
 
 nlohmann::ordered_json SampleContacts(int os_major_version, std::uint32_t scale) {
   testing::TemporaryDevice device(os_major_version);
   std::string error;
   EXPECT_TRUE(FillSampleData(device.device(), scale, &error)) << error;
-  std::string json;
-  EXPECT_TRUE(DumpContacts(device.device(), &json, &error)) << error;
-  nlohmann::ordered_json contacts = nlohmann::ordered_json::parse(json);
-  for (auto& contact : contacts) contact.erase("oid");
+  const nlohmann::ordered_json contacts =
+      ItemsWithoutOids(device, platform::OutlookFolderId::kContacts);
   // Each note must come back from a backup as it is: a note whose UTF-16 bytes hold no zero
   // byte is read back as narrow text.
   for (const auto& contact : contacts) {
@@ -52,16 +57,6 @@ TEST(SampleDataTest, ContactsAreTheSameOnBothGenerationsAndCopiesHaveTheirOwnNam
   for (const auto& contact : contacts) names.insert(contact.value("FileAs", std::string()));
   for (const std::string& name : names) EXPECT_EQ(names.count(name), name.empty() ? 2u : 1u);
   EXPECT_EQ(contacts[kSampleContactsPerScale]["FileAs"], "Åkerlund, Zoë 2");
-}
-
-nlohmann::ordered_json ItemsWithoutOids(testing::TemporaryDevice& device,
-                                        platform::OutlookFolderId folder) {
-  std::string json;
-  std::string error;
-  EXPECT_TRUE(DumpItems(device.device(), folder, &json, &error)) << error;
-  nlohmann::ordered_json items = nlohmann::ordered_json::parse(json);
-  for (auto& item : items) item.erase("oid");
-  return items;
 }
 
 // The sample's appointments and tasks come back from a backup on one generation and a restore

@@ -18,17 +18,7 @@ namespace kestrav::records {
 namespace {
 
 constexpr char16_t kPath[] = u"\\Temp\\records.csc";
-const std::string kByteOrderMark = "\xFF\xFE";
-
-// UTF-16 text as little-endian bytes, the way a record file holds it.
-std::string Utf16Bytes(std::u16string_view text) {
-  std::string bytes;
-  for (char16_t unit : text) {
-    bytes += static_cast<char>(unit & 0xFF);
-    bytes += static_cast<char>(unit >> 8);
-  }
-  return bytes;
-}
+using testing::Utf16FileBytes;
 
 // The rows as each reads: its width, and its values up to it.
 std::vector<Record> Rows(const RecordTable& table) {
@@ -61,10 +51,9 @@ TEST_F(RecordFileTest, WritesByteOrderMarkCrLfAndQuotesOnlyValuesThatNeedIt) {
              {u"a\"b", std::nullopt, u"", u"x;y", u"x,y", u"x|y", u"one\ntwo", u"cr\ronly",
               ByteListText(std::vector<std::uint8_t>{0x01, 0xAB}), u"Zo\u00EB \U0001F600"}},
             u'|');
-  EXPECT_EQ(bytes,
-            kByteOrderMark + Utf16Bytes(u"Name|Notes\r\n"
-                                        u"\"a\"b\"|||\"x;y\"|\"x,y\"|\"x|y\"|\"one\ntwo\"|"
-                                        u"\"cr\ronly\"|\"0x01,0xab\"|Zo\u00EB \U0001F600\r\n"));
+  EXPECT_EQ(bytes, Utf16FileBytes(u"Name|Notes\r\n"
+                                  u"\"a\"b\"|||\"x;y\"|\"x,y\"|\"x|y\"|\"one\ntwo\"|"
+                                  u"\"cr\ronly\"|\"0x01,0xab\"|Zo\u00EB \U0001F600\r\n"));
 }
 
 TEST_F(RecordFileTest, OpenFailsForAnEmptyNameOrAMissingFolder) {
@@ -127,7 +116,7 @@ TEST_F(RecordFileTest, FileWithoutByteOrderMarkIsReadInTheAnsiCodePage) {
 }
 
 TEST_F(RecordFileTest, HeaderOnlyStopsAfterTheHeaderAndEachLoadStartsAfresh) {
-  device_.WriteFile(kPath, kByteOrderMark + Utf16Bytes(u"A;B\r\n1;2\r\n3;\"never closed\r\n"));
+  device_.WriteFile(kPath, Utf16FileBytes(u"A;B\r\n1;2\r\n3;\"never closed\r\n"));
   EXPECT_TRUE(reader_.Load(kPath, true, false));
   EXPECT_EQ(reader_.Header(), (Record{u"A", u"B"}));
   EXPECT_TRUE(reader_.Records().empty());
@@ -135,15 +124,14 @@ TEST_F(RecordFileTest, HeaderOnlyStopsAfterTheHeaderAndEachLoadStartsAfresh) {
   EXPECT_FALSE(reader_.Load(kPath, false, false));
   EXPECT_EQ(reader_.Records().size(), 1u);
 
-  device_.WriteFile(kPath, kByteOrderMark + Utf16Bytes(u"A;B\r\n"));
+  device_.WriteFile(kPath, Utf16FileBytes(u"A;B\r\n"));
   EXPECT_TRUE(reader_.Load(kPath, false, false));
   EXPECT_EQ(reader_.Header(), (Record{u"A", u"B"}));
   EXPECT_TRUE(reader_.Records().empty());
 }
 
 TEST_F(RecordFileTest, RecordsAreCutOrPaddedToTheHeaderUnlessRawRowsAreKept) {
-  device_.WriteFile(kPath,
-                    kByteOrderMark + Utf16Bytes(u"A;B;C\r\n1\r\n\r\n1;2;3;4\r\n1;\r\n;;x\r\n"));
+  device_.WriteFile(kPath, Utf16FileBytes(u"A;B;C\r\n1\r\n\r\n1;2;3;4\r\n1;\r\n;;x\r\n"));
   ASSERT_TRUE(reader_.Load(kPath, false, false));
   const std::vector<Record> padded = {
       {u"1", u"", u""}, {u"1", u"2", u"3"}, {u"1", u"", u""}, {u"", u"", u"x"}};
@@ -167,14 +155,14 @@ TEST_P(BadHeaderTest, FailsWithBadHeader) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, BadHeaderTest,
-                         ::testing::Values(std::string(), kByteOrderMark,
-                                           kByteOrderMark + Utf16Bytes(u"\r\nA;B\r\n"),
+                         ::testing::Values(std::string(), Utf16FileBytes(u""),
+                                           Utf16FileBytes(u"\r\nA;B\r\n"),
                                            std::string("\r\nA;B\r\n"),
-                                           kByteOrderMark + Utf16Bytes(u"\"A;B\r\n1;2\r\n")));
+                                           Utf16FileBytes(u"\"A;B\r\n1;2\r\n")));
 
 TEST_F(RecordFileTest, BadRecordReportsItsFirstPhysicalLineAndKeepsEarlierRecords) {
-  device_.WriteFile(kPath, kByteOrderMark + Utf16Bytes(u"A;B\r\n1;\"x\r\ny\nz\"\r\n2;b\r\n\r\n"
-                                                       u"3;\"open\r\nrest\r\n"));
+  device_.WriteFile(kPath, Utf16FileBytes(u"A;B\r\n1;\"x\r\ny\nz\"\r\n2;b\r\n\r\n"
+                                          u"3;\"open\r\nrest\r\n"));
   EXPECT_FALSE(reader_.Load(kPath, false, false));
   EXPECT_EQ(reader_.LastError(), kErrorCsvBadRecord);
   EXPECT_EQ(reader_.LineNumber(), 7);
@@ -211,7 +199,7 @@ TEST_P(LargeRecordFileTest, ReadsBackExactly) {
     if (rows.size() > 1) expected.push_back({value});
   }
   if (unicode) {
-    ASSERT_TRUE(Write(rows) == kByteOrderMark + Utf16Bytes(content));
+    ASSERT_TRUE(Write(rows) == Utf16FileBytes(content));
   } else {
     device_.WriteFile(kPath, std::string(content.begin(), content.end()));
   }

@@ -35,12 +35,6 @@ PropertyValue Block(PropertyType type, Bytes bytes) {
   return Value(type, &PropertyValue::bytes, std::move(bytes));
 }
 
-TEST(ByteListText, WritesLowerCaseTwoDigitHexSeparatedByCommas) {
-  EXPECT_EQ(ByteListText(Bytes{}), u"");
-  EXPECT_EQ(ByteListText(Bytes{0x07}), u"0x07");
-  EXPECT_EQ(ByteListText(Bytes{0x01, 0xAB, 0x00}), u"0x01,0xab,0x00");
-}
-
 TEST(PropertyValueText, EachTypeCode) {
   const Bytes bytes = {0x01, 0xAB, 0x00};
   const std::pair<PropertyValue, std::optional<std::u16string>> cases[] = {

@@ -11,11 +11,17 @@
 namespace kestrav::platform::host {
 namespace {
 
-PropertyValue Integer(std::uint16_t identifier, PropertyType type, std::int64_t number) {
+template <typename Field, typename Content>
+PropertyValue Value(std::size_t identifier, PropertyType type, Field PropertyValue::*field,
+                    Content content) {
   PropertyValue value;
-  value.id = MakePropertyId(identifier, type);
-  value.integer = number;
+  value.id = MakePropertyId(static_cast<std::uint16_t>(identifier), type);
+  value.*field = std::move(content);
   return value;
+}
+
+PropertyValue Integer(std::uint16_t identifier, PropertyType type, std::int64_t number) {
+  return Value(identifier, type, &PropertyValue::integer, number);
 }
 
 class SqliteObjectStoreTest : public ::testing::Test {
@@ -43,39 +49,26 @@ class SqliteObjectStoreTest : public ::testing::Test {
 };
 
 TEST_F(SqliteObjectStoreTest, EveryValueTypeRoundTripsInWrittenOrder) {
-  PropertyValue text;
-  text.id = MakePropertyId(2, PropertyType::kString);
+  using enum PropertyType;
   // Unpaired surrogates too: a device string is code units, not necessarily valid UTF-16.
-  text.text = u"Zo\u00eb \U0001F600";
-  text.text += {char16_t{0xD800}, u'x', char16_t{0xDC00}};
-  PropertyValue real;
-  real.id = MakePropertyId(3, PropertyType::kDouble);
-  real.real = -1.25;
+  const PropertyValue text =
+      Value(2, kString, &PropertyValue::text,
+            u"Zo\u00eb \U0001F600" + std::u16string{char16_t{0xD800}, u'x', char16_t{0xDC00}});
+  const std::vector<PropertyValue> written = {
+      Integer(9, kInt16, -5),
+      text,
+      Value(3, kDouble, &PropertyValue::real, -1.25),
+      Value(4, kFileTime, &PropertyValue::file_time, 0xFEDCBA9876543210ULL),
+      Value(5, kBlob, &PropertyValue::bytes, std::vector<std::uint8_t>{0x00, 0xff, 0x10}),
+      Value(6, kBlob, &PropertyValue::bytes, std::vector<std::uint8_t>{}),
+      Integer(7, kUInt32, 4294967295),
+      Integer(8, kBool, -1)};
   // Doubles come back bit for bit: a NaN with its payload, -0.0, an infinity.
   std::vector<PropertyValue> doubles;
   for (const double number : {std::bit_cast<double>(0x7FF4000000000ABCULL), -0.0,
                               -std::numeric_limits<double>::infinity(), 3.0}) {
-    doubles.push_back(real);
-    doubles.back().id =
-        MakePropertyId(static_cast<std::uint16_t>(20 + doubles.size()), PropertyType::kDouble);
-    doubles.back().real = number;
+    doubles.push_back(Value(21 + doubles.size(), kDouble, &PropertyValue::real, number));
   }
-  PropertyValue time;
-  time.id = MakePropertyId(4, PropertyType::kFileTime);
-  time.file_time = 0xFEDCBA9876543210ULL;
-  PropertyValue blob;
-  blob.id = MakePropertyId(5, PropertyType::kBlob);
-  blob.bytes = {0x00, 0xff, 0x10};
-  PropertyValue empty_blob;
-  empty_blob.id = MakePropertyId(6, PropertyType::kBlob);
-  const std::vector<PropertyValue> written = {Integer(9, PropertyType::kInt16, -5),
-                                              text,
-                                              real,
-                                              time,
-                                              blob,
-                                              empty_blob,
-                                              Integer(7, PropertyType::kUInt32, 4294967295),
-                                              Integer(8, PropertyType::kBool, -1)};
   const ObjectId object_id = store_.Write(database_, 0, written);
   ASSERT_NE(object_id, 0u);
   std::vector<PropertyValue> read;
@@ -90,7 +83,7 @@ TEST_F(SqliteObjectStoreTest, EveryValueTypeRoundTripsInWrittenOrder) {
   }
 
   // Asking for properties: one the record lacks comes back flagged, without a value.
-  const std::vector<std::uint32_t> wanted = {text.id, MakePropertyId(42, PropertyType::kInt32)};
+  const std::vector<std::uint32_t> wanted = {text.id, MakePropertyId(42, kInt32)};
   ASSERT_EQ(store_.Seek(database_, object_id), object_id);
   ASSERT_EQ(store_.ReadNext(database_, &wanted, &read), object_id);
   ASSERT_EQ(read.size(), 2u);
@@ -100,13 +93,12 @@ TEST_F(SqliteObjectStoreTest, EveryValueTypeRoundTripsInWrittenOrder) {
   // Adding to a record replaces a property of the same identifier and appends new ones.
   PropertyValue replaced = text;
   replaced.text = u"changed";
-  ASSERT_EQ(store_.Write(database_, object_id, {replaced, Integer(10, PropertyType::kInt32, 1)}),
-            object_id);
+  ASSERT_EQ(store_.Write(database_, object_id, {replaced, Integer(10, kInt32, 1)}), object_id);
   store_.Seek(database_, 0);
   store_.ReadNext(database_, nullptr, &read);
   ASSERT_EQ(read.size(), written.size() + 1);
   EXPECT_EQ(read[1].text, u"changed");
-  EXPECT_EQ(read.back().id, MakePropertyId(10, PropertyType::kInt32));
+  EXPECT_EQ(read.back().id, MakePropertyId(10, kInt32));
 }
 
 TEST_F(SqliteObjectStoreTest, PositionsBelongToEachHandle) {
