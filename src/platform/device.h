@@ -3,6 +3,7 @@
 
 #include "platform/clock.h"
 #include "platform/file_system.h"
+#include "platform/message_store.h"
 #include "platform/object_store.h"
 #include "platform/outlook.h"
 #include "platform/registry.h"
@@ -24,27 +25,30 @@ class Device {
   // A whole device, as a profile holds it, with the safeguards of its host when it has them.
   Device(FileSystem& files, const Clock& clock, const AnsiCodePage& code_page, Registry& registry,
          ObjectStore& object_store, OutlookRuntime& outlook, int os_major_version,
-         Safeguards* safeguards = nullptr)
+         MessageRuntime& messages, Safeguards* safeguards = nullptr)
       : files_(&files),
         clock_(&clock),
         code_page_(&code_page),
         registry_(&registry),
         object_store_(&object_store),
         outlook_(&outlook),
+        messages_(&messages),
         safeguards_(safeguards),
         os_major_version_(os_major_version) {}
 
   FileSystem& files() const { return *files_; }
   const Clock& clock() const { return *clock_; }
   const AnsiCodePage& code_page() const { return *code_page_; }
-  // Whether the registry, the object store and the object model are there; only a whole device
-  // has them.
+  // Whether the registry, the object store, the object model and the messaging are there; only
+  // a whole device has them.
   bool is_whole() const {
-    return registry_ != nullptr && object_store_ != nullptr && outlook_ != nullptr;
+    return registry_ != nullptr && object_store_ != nullptr && outlook_ != nullptr &&
+           messages_ != nullptr;
   }
   Registry& registry() const { return *registry_; }
   ObjectStore& object_store() const { return *object_store_; }
   OutlookRuntime& outlook() const { return *outlook_; }
+  MessageRuntime& messages() const { return *messages_; }
   int os_major_version() const { return os_major_version_; }
   // Null for a device without them.
   Safeguards* safeguards() const { return safeguards_; }
@@ -56,6 +60,7 @@ class Device {
   Registry* registry_ = nullptr;
   ObjectStore* object_store_ = nullptr;
   OutlookRuntime* outlook_ = nullptr;
+  MessageRuntime* messages_ = nullptr;
   Safeguards* safeguards_ = nullptr;
   int os_major_version_ = kWindowsMobile2005;
 };

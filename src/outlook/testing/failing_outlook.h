@@ -146,7 +146,8 @@ struct FailingOutlookDevice {
         object_model(store, real.device().os_major_version()),
         runtime(object_model, failures),
         device(real.files(), real.device().clock(), real.device().code_page(),
-               real.device().registry(), store, runtime, real.device().os_major_version()) {}
+               real.device().registry(), store, runtime, real.device().os_major_version(),
+               real.device().messages()) {}
 
   Failures failures;
   FailingStore store;

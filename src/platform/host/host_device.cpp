@@ -6,6 +6,7 @@
 #include "platform/host/host_safeguards.h"
 #include "platform/host/iconv_code_page.h"
 #include "platform/host/pim_outlook.h"
+#include "platform/host/sqlite_message_store.h"
 #include "platform/host/sqlite_object_store.h"
 #include "platform/host/sqlite_registry.h"
 
@@ -71,6 +72,14 @@ bool CreateDeviceProfile(const fs::path& profile, const DeviceIdentity& identity
       return Fail(error, "cannot create the database " + ToUtf8(database));
   }
   store.UnmountVolume(volume);
+  SqliteMessageRuntime messages(files);
+  for (const char16_t* name : kMessageStores) {
+    EntryId created;
+    if (Failed(messages.CreateStore(name, &created))) {
+      return Fail(error, "cannot create the message store " + ToUtf8(name) + ": " +
+                             ToUtf8(messages.FailureText()));
+    }
+  }
 
   // The identity goes last: a profile without it is not a profile yet.
   std::ofstream out(profile / kIdentityFile, std::ios::trunc);
@@ -115,12 +124,13 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
   host->object_store_ = std::make_unique<SqliteObjectStore>(host->files_);
   host->outlook_ =
       std::make_unique<PimOutlookRuntime>(*host->object_store_, identity.os_major_version);
+  host->messages_ = std::make_unique<SqliteMessageRuntime>(host->files_);
   const Clock& chosen_clock = clock != nullptr ? *clock : host->system_clock_;
-  host->safeguards_ =
-      std::make_unique<HostSafeguards>(profile, host->files_, *host->object_store_, chosen_clock);
-  host->device_ = std::make_unique<Device>(host->files_, chosen_clock, *host->code_page_,
-                                           *host->registry_, *host->object_store_, *host->outlook_,
-                                           identity.os_major_version, host->safeguards_.get());
+  host->safeguards_ = std::make_unique<HostSafeguards>(profile, host->files_, *host->object_store_,
+                                                       *host->messages_, chosen_clock);
+  host->device_ = std::make_unique<Device>(
+      host->files_, chosen_clock, *host->code_page_, *host->registry_, *host->object_store_,
+      *host->outlook_, identity.os_major_version, *host->messages_, host->safeguards_.get());
   return host;
 }
 

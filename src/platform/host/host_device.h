@@ -3,7 +3,8 @@
 // A device profile is a folder that holds one emulated handheld:
 //   <profile>/device.json   its identity: OS major version and ANSI code page
 //   <profile>/registry.db   the registry
-//   <profile>/fs/           the file system's "\", with "\pim.vol" the object-store volume
+//   <profile>/fs/           the file system's "\", with "\pim.vol" the object-store volume and
+//                           "\cemail.vol" the message stores
 //   <profile>/job.lock      the job lock; <profile>/undo/ the copy of the stores a job took
 // A device without a profile has only the host file system ("\" is "/"), the host's temporary
 // folder and a code page: enough for the archive commands.
@@ -24,6 +25,7 @@ namespace kestrav::platform::host {
 class HostSafeguards;
 class IconvCodePage;
 class PimOutlookRuntime;
+class SqliteMessageRuntime;
 class SqliteObjectStore;
 class SqliteRegistry;
 
@@ -36,8 +38,13 @@ struct DeviceIdentity {
 inline constexpr const char16_t* kPimDatabases[] = {u"clog.db", u"speed.db", u"Contacts Database",
                                                     u"Appointments Database", u"Tasks Database"};
 
+// The message stores of "\cemail.vol" that a new profile holds, each with the well-known folders
+// and no message.
+inline constexpr const char16_t* kMessageStores[] = {u"ActiveSync", u"SMS", u"Mail"};
+
 // Creates a new profile: the identity, the registry, the folders "\Storage Card", "\Temp",
-// "\My Documents" and "\Windows\Start Menu\Programs", and "\pim.vol" with its databases. Refuses
+// "\My Documents" and "\Windows\Start Menu\Programs", "\pim.vol" with its databases and
+// "\cemail.vol" with its stores. Refuses
 // a folder that already holds a profile. False with a one-line reason on failure.
 bool CreateDeviceProfile(const std::filesystem::path& profile, const DeviceIdentity& identity,
                          std::string* error);
@@ -61,6 +68,8 @@ class HostDevice {
   const DeviceIdentity& identity() const { return identity_; }
   // The object model over the profile's "\pim.vol"; null for a device without a profile.
   PimOutlookRuntime* outlook() { return outlook_.get(); }
+  // The message stores of the profile's "\cemail.vol"; null for a device without a profile.
+  SqliteMessageRuntime* messages() { return messages_.get(); }
 
  private:
   HostDevice(std::filesystem::path device_root, std::u16string temp_folder,
@@ -73,6 +82,7 @@ class HostDevice {
   std::unique_ptr<SqliteRegistry> registry_;
   std::unique_ptr<SqliteObjectStore> object_store_;
   std::unique_ptr<PimOutlookRuntime> outlook_;
+  std::unique_ptr<SqliteMessageRuntime> messages_;
   std::unique_ptr<HostSafeguards> safeguards_;
   std::unique_ptr<Device> device_;
 };

@@ -318,4 +318,14 @@ ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* re
   return kErrorSuccess;
 }
 
+std::u16string HostSafeguards::StoreFailure() {
+  std::u16string failure = store_.FailureText();
+  return failure.empty() ? messages_.FailureText() : failure;
+}
+
+void HostSafeguards::ClearStoreFailure() {
+  store_.ClearFailure();
+  messages_.ClearFailure();
+}
+
 }  // namespace kestrav::platform::host

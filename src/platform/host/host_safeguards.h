@@ -13,6 +13,7 @@
 
 #include "platform/clock.h"
 #include "platform/host/host_file_system.h"
+#include "platform/host/sqlite_message_store.h"
 #include "platform/host/sqlite_object_store.h"
 #include "platform/safeguards.h"
 
@@ -21,21 +22,27 @@ namespace kestrav::platform::host {
 class HostSafeguards : public Safeguards {
  public:
   HostSafeguards(std::filesystem::path profile, HostFileSystem& files, SqliteObjectStore& store,
-                 const Clock& clock)
-      : profile_(std::move(profile)), files_(files), store_(store), clock_(clock) {}
+                 SqliteMessageRuntime& messages, const Clock& clock)
+      : profile_(std::move(profile)),
+        files_(files),
+        store_(store),
+        messages_(messages),
+        clock_(clock) {}
 
   ErrorCode TryLockJob(std::u16string_view job, std::unique_ptr<JobLock>* lock,
                        JobHolder* holder) override;
   ErrorCode CheckWritable(bool stores_too, std::u16string* reason) override;
   ErrorCode TakeSnapshot(std::u16string_view job, std::u16string* reason) override;
   ErrorCode RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) override;
-  std::u16string StoreFailure() override { return store_.FailureText(); }
-  void ClearStoreFailure() override { store_.ClearFailure(); }
+  // The object store's failure, else the message store's.
+  std::u16string StoreFailure() override;
+  void ClearStoreFailure() override;
 
  private:
   std::filesystem::path profile_;
   HostFileSystem& files_;
   SqliteObjectStore& store_;
+  SqliteMessageRuntime& messages_;
   const Clock& clock_;
 };
 

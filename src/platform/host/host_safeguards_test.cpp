@@ -34,7 +34,8 @@ class HostSafeguardsTest : public ::testing::Test {
 
   testing::TemporaryDevice device_;
   SqliteObjectStore store_{device_.files(), 50};
-  HostSafeguards safeguards_{device_.folder(), device_.files(), store_, device_.clock()};
+  SqliteMessageRuntime messages_{device_.files()};
+  HostSafeguards safeguards_{device_.folder(), device_.files(), store_, messages_, device_.clock()};
   VolumeId volume_ = 0;
   DatabaseHandle database_ = kInvalidDatabaseHandle;
 };

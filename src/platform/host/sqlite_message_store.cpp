@@ -1,0 +1,881 @@
+#include "platform/host/sqlite_message_store.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <utility>
+
+#include "platform/text.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+constexpr char kSchema[] = R"sql(
+CREATE TABLE IF NOT EXISTS stores (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  display_name TEXT NOT NULL);
+CREATE TABLE IF NOT EXISTS folders (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  store_id INTEGER NOT NULL REFERENCES stores(id) ON DELETE CASCADE,
+  parent_id INTEGER REFERENCES folders(id) ON DELETE CASCADE,
+  name TEXT NOT NULL);
+CREATE INDEX IF NOT EXISTS folders_by_store ON folders (store_id, id);
+CREATE TABLE IF NOT EXISTS messages (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  folder_id INTEGER NOT NULL REFERENCES folders(id) ON DELETE CASCADE,
+  saved INTEGER NOT NULL DEFAULT 0,
+  subject TEXT NOT NULL DEFAULT '',
+  body TEXT NOT NULL DEFAULT '',
+  body_type INTEGER NOT NULL DEFAULT 0);
+CREATE INDEX IF NOT EXISTS messages_by_folder ON messages (folder_id, saved, id);
+CREATE TABLE IF NOT EXISTS message_properties (
+  message_id INTEGER NOT NULL REFERENCES messages(id) ON DELETE CASCADE,
+  tag INTEGER NOT NULL,
+  value,
+  PRIMARY KEY (message_id, tag)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS recipients (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  message_id INTEGER NOT NULL REFERENCES messages(id) ON DELETE CASCADE,
+  kind INTEGER NOT NULL CHECK (kind IN (1, 2, 3)),
+  display_name TEXT NOT NULL,
+  address TEXT NOT NULL,
+  address_type TEXT NOT NULL);
+CREATE INDEX IF NOT EXISTS recipients_by_message ON recipients (message_id, id);
+CREATE TABLE IF NOT EXISTS attachments (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  message_id INTEGER NOT NULL REFERENCES messages(id) ON DELETE CASCADE,
+  file_name TEXT NOT NULL,
+  method INTEGER NOT NULL,
+  contents BLOB NOT NULL);
+CREATE INDEX IF NOT EXISTS attachments_by_message ON attachments (message_id, id);
+)sql";
+
+enum class EntryKind : std::uint8_t { kStore = 1, kFolder = 2, kMessage = 3 };
+
+// An entry id: its kind, then its row as 8 bytes, least significant first.
+constexpr std::size_t kEntryIdBytes = 9;
+
+EntryId MakeEntryId(EntryKind kind, std::int64_t row) {
+  EntryId id{static_cast<std::uint8_t>(kind)};
+  for (int byte = 0; byte < 8; ++byte)
+    id.push_back(static_cast<std::uint8_t>(static_cast<std::uint64_t>(row) >> (8 * byte)));
+  return id;
+}
+
+// The row an entry id of that kind names; 0 (never a row) for anything else.
+std::int64_t RowOf(const EntryId& id, EntryKind kind) {
+  if (id.size() != kEntryIdBytes || id[0] != static_cast<std::uint8_t>(kind)) return 0;
+  std::uint64_t row = 0;
+  for (int byte = 0; byte < 8; ++byte)
+    row |= static_cast<std::uint64_t>(id[1 + byte]) << (8 * byte);
+  return static_cast<std::int64_t>(row);
+}
+
+// The device's answer to a host failure under the file.
+HResult DeviceAnswerOf(const StoreFailure& failure) {
+  switch (failure.code & 0xFF) {
+    case SQLITE_FULL:
+      return kENotEnoughDisk;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return kENoAccess;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return kEBusy;
+    case SQLITE_IOERR:
+      return kEDiskError;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return kECorruptData;
+    case SQLITE_NOMEM:
+      return kEOutOfMemory;
+  }
+  return kEFail;
+}
+
+bool IsPropertyType(std::uint32_t tag) {
+  switch (tag & 0xFFFF) {
+    case kMessageBinaryType:
+    case static_cast<std::uint16_t>(PropertyType::kString):
+    case static_cast<std::uint16_t>(PropertyType::kInt32):
+    case static_cast<std::uint16_t>(PropertyType::kFileTime):
+      return true;
+  }
+  return false;
+}
+
+void BindPropertyValue(SqliteStatement& statement, int index, const PropertyValue& value) {
+  switch (value.id & 0xFFFF) {
+    case kMessageBinaryType:
+      statement.Bind(index, value.bytes);
+      break;
+    case static_cast<std::uint16_t>(PropertyType::kString):
+      statement.Bind(index, std::u16string_view(value.text));
+      break;
+    case static_cast<std::uint16_t>(PropertyType::kFileTime):
+      statement.Bind(index, static_cast<std::int64_t>(value.file_time));
+      break;
+    default:
+      statement.Bind(index, static_cast<std::int64_t>(static_cast<std::int32_t>(value.integer)));
+      break;
+  }
+}
+
+void ReadPropertyValue(const SqliteStatement& row, int column, PropertyValue* value) {
+  switch (value->id & 0xFFFF) {
+    case kMessageBinaryType:
+      value->bytes = row.Bytes(column);
+      break;
+    case static_cast<std::uint16_t>(PropertyType::kString):
+      value->text = row.Text(column);
+      break;
+    case static_cast<std::uint16_t>(PropertyType::kFileTime):
+      value->file_time = static_cast<FileTime>(row.Integer(column));
+      break;
+    default:
+      value->integer = static_cast<std::int32_t>(row.Integer(column));
+      break;
+  }
+}
+
+std::uint32_t ClampedCount(std::int64_t count) {
+  return static_cast<std::uint32_t>(
+      std::clamp<std::int64_t>(count, 0, std::numeric_limits<std::uint32_t>::max()));
+}
+
+// What a session's objects share: the connection, and the one attachment blob kept open between
+// chunks.
+class Session {
+ public:
+  Session(SqliteMessageRuntime& runtime, std::unique_ptr<SqliteDatabase> database)
+      : runtime_(runtime), database_(std::move(database)) {}
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  SqliteDatabase& database() { return *database_; }
+  bool has_file() const { return database_ != nullptr; }
+
+  // Whether the session can work, after letting go of any open blob.
+  HResult Ready() {
+    LetGo();
+    return Usable();
+  }
+  HResult Usable() {
+    if (!logged_on_) return kEFail;
+    HandOverFailure();
+    return runtime_.FailureResult();
+  }
+  // The answer to a call that did not work out: the host's failure when there was one, else
+  // `otherwise`.
+  HResult Answer(HResult otherwise) {
+    HandOverFailure();
+    const HResult failure = runtime_.FailureResult();
+    return Failed(failure) ? failure : otherwise;
+  }
+  HResult Logoff() {
+    if (!logged_on_) return kEFail;
+    LetGo();
+    logged_on_ = false;
+    return kSOk;
+  }
+  bool Healthy() { return database_ != nullptr && !Failed(runtime_.FailureResult()); }
+
+  // Runs statements in one transaction, kept only when `work` says so.
+  template <typename Work>
+  bool Transaction(Work work) {
+    if (!database_->Execute("BEGIN IMMEDIATE")) return false;
+    if (work() && database_->Execute("COMMIT")) return true;
+    database_->Execute("ROLLBACK");
+    return false;
+  }
+
+  struct OpenBlob {
+    const void* owner = nullptr;
+    std::int64_t number = 0;
+    bool writing = false;
+    std::uint64_t position = 0;  // the next byte to write
+    std::uint64_t size = 0;
+    sqlite3_blob* handle = nullptr;
+  };
+  // The blob open for this owner's attachment in this mode, or null.
+  OpenBlob* BlobOf(const void* owner, std::int64_t number, bool writing) {
+    return blob_ && blob_->owner == owner && blob_->number == number && blob_->writing == writing
+               ? &*blob_
+               : nullptr;
+  }
+  OpenBlob& Keep(OpenBlob blob) { return blob_.emplace(blob); }
+  bool Owns(const void* owner) const { return blob_ && blob_->owner == owner; }
+  // Closes the open blob; an attachment whose contents were not written to their end is not
+  // kept.
+  void LetGo() {
+    if (!blob_) return;
+    const OpenBlob blob = *blob_;
+    blob_.reset();
+    database_->NoteResult(sqlite3_blob_close(blob.handle));
+    if (blob.writing) database_->Execute("ROLLBACK");
+  }
+  // Closes a blob written to its end and keeps it.
+  bool Finish() {
+    const OpenBlob blob = *blob_;
+    blob_.reset();
+    database_->NoteResult(sqlite3_blob_close(blob.handle));
+    if (database_->Execute("COMMIT")) return true;
+    database_->Execute("ROLLBACK");
+    return false;
+  }
+
+ private:
+  // The connection's host failure becomes the runtime's, so that every session answers it.
+  void HandOverFailure() {
+    if (!database_ || !database_->failure()) return;
+    runtime_.NoteFailure(*database_->failure());
+    database_->ClearFailure();
+  }
+
+  SqliteMessageRuntime& runtime_;
+  std::unique_ptr<SqliteDatabase> database_;
+  bool logged_on_ = true;
+  std::optional<OpenBlob> blob_;
+};
+
+// Opens an attachment's contents for reading or writing; the SQLite result.
+int OpenContents(SqliteDatabase& database, std::int64_t number, bool writing,
+                 sqlite3_blob** handle) {
+  *handle = nullptr;
+  const int result = sqlite3_blob_open(database.handle(), "main", "attachments", "contents", number,
+                                       writing ? 1 : 0, handle);
+  // A row that went, or a value that is no blob, is the store's answer, not a host failure.
+  if (result != SQLITE_ERROR) database.NoteResult(result);
+  if (result != SQLITE_OK) {
+    sqlite3_blob_close(*handle);
+    *handle = nullptr;
+  }
+  return result;
+}
+
+class SqliteMessage : public Message {
+ public:
+  SqliteMessage(std::shared_ptr<Session> session, std::int64_t row, bool saved)
+      : session_(std::move(session)),
+        row_(row),
+        entry_id_(MakeEntryId(EntryKind::kMessage, row)),
+        saved_(saved) {}
+
+  ~SqliteMessage() override {
+    if (session_->Owns(this)) session_->LetGo();
+    if (saved_ || !session_->Healthy()) return;
+    session_->database()
+        .Cached("DELETE FROM messages WHERE id = ? AND saved = 0")
+        ->Bind(1, row_)
+        .Run();
+  }
+
+  const EntryId& entry_id() const override { return entry_id_; }
+
+  HResult GetProperties(const std::vector<std::uint32_t>& tags,
+                        std::vector<PropertyValue>* properties) override {
+    properties->clear();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    const CachedStatement query = session_->database().Cached(
+        "SELECT value FROM message_properties WHERE message_id = ? AND tag = ?");
+    for (const std::uint32_t tag : tags) {
+      query->Reset();
+      PropertyValue value;
+      value.id = tag;
+      if (IsPropertyType(tag) &&
+          query->Bind(1, row_).Bind(2, static_cast<std::int64_t>(tag)).Step())
+        ReadPropertyValue(*query, 0, &value);
+      else if (query->Failed())
+        return Failure(properties);
+      else
+        value.flags = kPropertyNotFound;
+      properties->push_back(std::move(value));
+    }
+    return kSOk;
+  }
+
+  HResult SetProperties(const std::vector<PropertyValue>& properties) override {
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (!std::ranges::all_of(properties,
+                             [](const PropertyValue& value) { return IsPropertyType(value.id); })) {
+      return kEInvalidArgument;
+    }
+    SqliteDatabase& database = session_->database();
+    const bool written = session_->Transaction([&] {
+      for (const PropertyValue& value : properties) {
+        const bool removing = (value.flags & kPropertyDelete) != 0;
+        const CachedStatement change = database.Cached(
+            removing ? "DELETE FROM message_properties WHERE message_id = ?1 AND tag = ?2"
+                     : "INSERT OR REPLACE INTO message_properties (message_id, tag, value) "
+                       "VALUES (?1, ?2, ?3)");
+        change->Bind(1, row_).Bind(2, static_cast<std::int64_t>(value.id));
+        if (!removing) BindPropertyValue(*change, 3, value);
+        if (!change->Run()) return false;
+      }
+      return true;
+    });
+    return written ? kSOk : session_->Answer(kEFail);
+  }
+
+  HResult GetSubject(std::u16string* subject) override {
+    subject->clear();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    const CachedStatement query =
+        session_->database().Cached("SELECT subject FROM messages WHERE id = ?");
+    if (!query->Bind(1, row_).Step()) return session_->Answer(kENotFound);
+    *subject = query->Text(0);
+    return kSOk;
+  }
+
+  HResult SetSubject(std::u16string_view subject) override {
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    return Update(session_->database()
+                      .Cached("UPDATE messages SET subject = ? WHERE id = ?")
+                      ->Bind(1, subject)
+                      .Bind(2, row_));
+  }
+
+  HResult GetBody(std::u16string* body, std::int32_t* body_type) override {
+    body->clear();
+    *body_type = 0;
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    const CachedStatement query =
+        session_->database().Cached("SELECT body, body_type FROM messages WHERE id = ?");
+    if (!query->Bind(1, row_).Step()) return session_->Answer(kENotFound);
+    *body = query->Text(0);
+    *body_type = static_cast<std::int32_t>(query->Integer(1));
+    return kSOk;
+  }
+
+  HResult SetBody(std::u16string_view body, std::int32_t body_type) override {
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    return Update(session_->database()
+                      .Cached("UPDATE messages SET body = ?, body_type = ? WHERE id = ?")
+                      ->Bind(1, body)
+                      .Bind(2, static_cast<std::int64_t>(body_type))
+                      .Bind(3, row_));
+  }
+
+  HResult GetRecipients(std::vector<MessageRecipient>* recipients) override {
+    recipients->clear();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    const CachedStatement query = session_->database().Cached(
+        "SELECT kind, display_name, address, address_type FROM recipients WHERE message_id = ? "
+        "ORDER BY id");
+    query->Bind(1, row_);
+    while (query->Step()) {
+      const std::int64_t kind = query->Integer(0);
+      if (kind < static_cast<std::int64_t>(RecipientKind::kTo) ||
+          kind > static_cast<std::int64_t>(RecipientKind::kBcc)) {
+        recipients->clear();
+        return kECorruptData;
+      }
+      recipients->push_back(MessageRecipient{static_cast<RecipientKind>(kind), query->Text(1),
+                                             query->Text(2), query->Text(3)});
+    }
+    return query->Failed() ? Failure(recipients) : kSOk;
+  }
+
+  HResult SetRecipients(const std::vector<MessageRecipient>& recipients) override {
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (!std::ranges::all_of(recipients, [](const MessageRecipient& recipient) {
+          return recipient.kind == RecipientKind::kTo || recipient.kind == RecipientKind::kCc ||
+                 recipient.kind == RecipientKind::kBcc;
+        })) {
+      return kEInvalidArgument;
+    }
+    SqliteDatabase& database = session_->database();
+    const bool written = session_->Transaction([&] {
+      if (!database.Cached("DELETE FROM recipients WHERE message_id = ?")->Bind(1, row_).Run())
+        return false;
+      const CachedStatement insert = database.Cached(
+          "INSERT INTO recipients (message_id, kind, display_name, address, address_type) "
+          "VALUES (?, ?, ?, ?, ?)");
+      for (const MessageRecipient& recipient : recipients) {
+        insert->Reset();
+        if (!insert->Bind(1, row_)
+                 .Bind(2, static_cast<std::int64_t>(recipient.kind))
+                 .Bind(3, std::u16string_view(recipient.display_name))
+                 .Bind(4, std::u16string_view(recipient.address))
+                 .Bind(5, std::u16string_view(recipient.address_type))
+                 .Run()) {
+          return false;
+        }
+      }
+      return true;
+    });
+    return written ? kSOk : session_->Answer(kEFail);
+  }
+
+  HResult GetAttachments(std::vector<MessageAttachment>* attachments) override {
+    attachments->clear();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    // length() reads only the size of the contents, never the contents.
+    const CachedStatement query = session_->database().Cached(
+        "SELECT id, file_name, method, length(contents) FROM attachments WHERE message_id = ? "
+        "ORDER BY id");
+    query->Bind(1, row_);
+    while (query->Step()) {
+      attachments->push_back(MessageAttachment{query->Integer(0), query->Text(1),
+                                               static_cast<std::int32_t>(query->Integer(2)),
+                                               ClampedCount(query->Integer(3))});
+    }
+    return query->Failed() ? Failure(attachments) : kSOk;
+  }
+
+  HResult ReadAttachment(std::int64_t number, std::uint64_t offset, std::span<std::uint8_t> buffer,
+                         std::size_t* read) override {
+    *read = 0;
+    Session::OpenBlob* blob = session_->BlobOf(this, number, false);
+    if (blob == nullptr) {
+      if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+      if (!Holds(number)) return session_->Answer(kENotFound);
+      sqlite3_blob* handle = nullptr;
+      if (OpenContents(session_->database(), number, false, &handle) != SQLITE_OK)
+        return session_->Answer(kENotFound);
+      blob = &session_->Keep(Session::OpenBlob{
+          this, number, false, 0, static_cast<std::uint64_t>(sqlite3_blob_bytes(handle)), handle});
+    } else if (const HResult usable = session_->Usable(); Failed(usable)) {
+      return usable;
+    }
+    if (offset >= blob->size) {
+      session_->LetGo();
+      return kSOk;
+    }
+    const std::size_t length =
+        static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), blob->size - offset));
+    const int result = sqlite3_blob_read(blob->handle, buffer.data(), static_cast<int>(length),
+                                         static_cast<int>(offset));
+    if (result != SQLITE_OK) {
+      session_->database().NoteResult(result);
+      session_->LetGo();
+      return session_->Answer(kEFail);
+    }
+    *read = length;
+    if (offset + length == blob->size) session_->LetGo();
+    return kSOk;
+  }
+
+  HResult AddAttachment(std::u16string_view file_name, std::int32_t method, std::uint32_t size,
+                        std::int64_t* number) override {
+    *number = 0;
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    SqliteDatabase& database = session_->database();
+    if (size >
+        static_cast<std::uint32_t>(sqlite3_limit(database.handle(), SQLITE_LIMIT_LENGTH, -1)))
+      return kEInvalidArgument;
+    // The transaction stays open while the contents are written, so that an attachment is
+    // kept whole or not at all.
+    if (!database.Execute("BEGIN IMMEDIATE")) return session_->Answer(kEFail);
+    // zeroblob() makes the contents without holding them in memory.
+    if (!database
+             .Cached("INSERT INTO attachments (message_id, file_name, method, contents) "
+                     "VALUES (?, ?, ?, zeroblob(?))")
+             ->Bind(1, row_)
+             .Bind(2, file_name)
+             .Bind(3, static_cast<std::int64_t>(method))
+             .Bind(4, static_cast<std::int64_t>(size))
+             .Run()) {
+      database.Execute("ROLLBACK");
+      return session_->Answer(kEFail);
+    }
+    const std::int64_t added = database.LastInsertId();
+    if (size == 0) {
+      if (!database.Execute("COMMIT")) {
+        database.Execute("ROLLBACK");
+        return session_->Answer(kEFail);
+      }
+      *number = added;
+      return kSOk;
+    }
+    sqlite3_blob* handle = nullptr;
+    if (OpenContents(database, added, true, &handle) != SQLITE_OK) {
+      database.Execute("ROLLBACK");
+      return session_->Answer(kEFail);
+    }
+    session_->Keep(Session::OpenBlob{this, added, true, 0, size, handle});
+    *number = added;
+    return kSOk;
+  }
+
+  HResult WriteAttachment(std::int64_t number, std::uint64_t offset,
+                          std::span<const std::uint8_t> chunk) override {
+    if (const HResult usable = session_->Usable(); Failed(usable)) return usable;
+    Session::OpenBlob* blob = session_->BlobOf(this, number, true);
+    if (blob == nullptr || chunk.size() > kAttachmentChunkBytes || offset != blob->position ||
+        chunk.size() > blob->size - blob->position) {
+      return kEInvalidArgument;
+    }
+    const int result = sqlite3_blob_write(blob->handle, chunk.data(),
+                                          static_cast<int>(chunk.size()), static_cast<int>(offset));
+    if (result != SQLITE_OK) {
+      session_->database().NoteResult(result);
+      session_->LetGo();
+      return session_->Answer(kEFail);
+    }
+    blob->position += chunk.size();
+    if (blob->position == blob->size && !session_->Finish()) return session_->Answer(kEFail);
+    return kSOk;
+  }
+
+  HResult Save() override {
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (saved_) return kSOk;
+    const CachedStatement update =
+        session_->database().Cached("UPDATE messages SET saved = 1 WHERE id = ?");
+    if (!update->Bind(1, row_).Run()) return session_->Answer(kEFail);
+    if (session_->database().Changes() != 1) return kENotFound;
+    saved_ = true;
+    return kSOk;
+  }
+
+ private:
+  HResult Update(SqliteStatement& update) {
+    if (!update.Run()) return session_->Answer(kEFail);
+    return session_->database().Changes() == 1 ? kSOk : kENotFound;
+  }
+  template <typename Rows>
+  HResult Failure(Rows* rows) {
+    rows->clear();
+    return session_->Answer(kEFail);
+  }
+  bool Holds(std::int64_t number) {
+    return session_->database()
+        .Cached("SELECT 1 FROM attachments WHERE id = ? AND message_id = ?")
+        ->Bind(1, number)
+        .Bind(2, row_)
+        .Step();
+  }
+
+  std::shared_ptr<Session> session_;
+  std::int64_t row_;
+  EntryId entry_id_;
+  bool saved_;
+};
+
+class SqliteMessageFolder : public MessageFolder {
+ public:
+  SqliteMessageFolder(std::shared_ptr<Session> session, std::int64_t row, std::u16string name)
+      : session_(std::move(session)),
+        row_(row),
+        entry_id_(MakeEntryId(EntryKind::kFolder, row)),
+        name_(std::move(name)) {}
+
+  const EntryId& entry_id() const override { return entry_id_; }
+  const std::u16string& name() const override { return name_; }
+
+  HResult GetContents(std::vector<EntryId>* messages) override {
+    messages->clear();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    const CachedStatement query = session_->database().Cached(
+        "SELECT id FROM messages WHERE folder_id = ? AND saved = 1 ORDER BY id");
+    query->Bind(1, row_);
+    while (query->Step()) messages->push_back(MakeEntryId(EntryKind::kMessage, query->Integer(0)));
+    if (!query->Failed()) return kSOk;
+    messages->clear();
+    return session_->Answer(kEFail);
+  }
+
+  HResult OpenMessage(const EntryId& message, std::unique_ptr<Message>* opened) override {
+    opened->reset();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    const std::int64_t row = RowOf(message, EntryKind::kMessage);
+    const CachedStatement query = session_->database().Cached(
+        "SELECT 1 FROM messages WHERE id = ? AND folder_id = ? AND saved = 1");
+    if (!query->Bind(1, row).Bind(2, row_).Step()) return session_->Answer(kENotFound);
+    *opened = std::make_unique<SqliteMessage>(session_, row, true);
+    return kSOk;
+  }
+
+  HResult CreateMessage(std::unique_ptr<Message>* created) override {
+    created->reset();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (!session_->database()
+             .Cached("INSERT INTO messages (folder_id) VALUES (?)")
+             ->Bind(1, row_)
+             .Run()) {
+      return session_->Answer(kEFail);
+    }
+    *created =
+        std::make_unique<SqliteMessage>(session_, session_->database().LastInsertId(), false);
+    return kSOk;
+  }
+
+  HResult DeleteMessages(const std::vector<EntryId>& messages) override {
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    SqliteDatabase& database = session_->database();
+    std::size_t deleted = 0;
+    const bool done = session_->Transaction([&] {
+      const CachedStatement remove =
+          database.Cached("DELETE FROM messages WHERE id = ? AND folder_id = ? AND saved = 1");
+      for (const EntryId& message : messages) {
+        remove->Reset();
+        if (!remove->Bind(1, RowOf(message, EntryKind::kMessage)).Bind(2, row_).Run()) return false;
+        deleted += static_cast<std::size_t>(database.Changes());
+      }
+      return true;
+    });
+    if (!done) return session_->Answer(kEFail);
+    return deleted == messages.size() ? kSOk : kWPartialCompletion;
+  }
+
+ private:
+  std::shared_ptr<Session> session_;
+  std::int64_t row_;
+  EntryId entry_id_;
+  std::u16string name_;
+};
+
+class SqliteMessageStore : public MessageStore {
+ public:
+  SqliteMessageStore(std::shared_ptr<Session> session, std::int64_t row,
+                     std::u16string display_name)
+      : session_(std::move(session)),
+        row_(row),
+        entry_id_(MakeEntryId(EntryKind::kStore, row)),
+        display_name_(std::move(display_name)) {}
+
+  const EntryId& entry_id() const override { return entry_id_; }
+  const std::u16string& display_name() const override { return display_name_; }
+
+  HResult GetHierarchy(std::vector<MessageFolderRow>* folders) override {
+    folders->clear();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    struct Found {
+      std::int64_t id;
+      std::int64_t parent;
+      MessageFolderRow row;
+    };
+    std::vector<Found> found;
+    const CachedStatement query = session_->database().Cached(
+        "SELECT f.id, f.parent_id, f.name, (SELECT COUNT(*) FROM messages m "
+        "WHERE m.folder_id = f.id AND m.saved = 1) FROM folders f WHERE f.store_id = ? "
+        "ORDER BY f.id");
+    query->Bind(1, row_);
+    while (query->Step()) {
+      const std::int64_t id = query->Integer(0);
+      const std::int64_t parent = query->IsNull(1) ? 0 : query->Integer(1);
+      found.push_back(
+          Found{id, parent,
+                MessageFolderRow{MakeEntryId(EntryKind::kFolder, id),
+                                 parent == 0 ? EntryId() : MakeEntryId(EntryKind::kFolder, parent),
+                                 query->Text(2), ClampedCount(query->Integer(3))}});
+    }
+    if (query->Failed()) return session_->Answer(kEFail);
+    // Depth first from the top-level folders, without recursion so that no depth exhausts the
+    // stack; a folder whose parent is not in the store is never reached, and none twice.
+    std::multimap<std::int64_t, std::size_t> children;
+    for (std::size_t index = 0; index < found.size(); ++index)
+      children.emplace(found[index].parent, index);
+    std::vector<bool> reached(found.size(), false);
+    std::vector<std::size_t> pending;
+    const auto push_children = [&](std::int64_t parent) {
+      // The last sister first, so that sisters come out in the order they were made.
+      const auto [first, last] = children.equal_range(parent);
+      for (auto child = std::make_reverse_iterator(last);
+           child != std::make_reverse_iterator(first); ++child) {
+        if (!reached[child->second]) pending.push_back(child->second);
+      }
+    };
+    push_children(0);
+    while (!pending.empty()) {
+      const std::size_t index = pending.back();
+      pending.pop_back();
+      if (reached[index]) continue;
+      reached[index] = true;
+      folders->push_back(std::move(found[index].row));
+      push_children(found[index].id);
+    }
+    return kSOk;
+  }
+
+  HResult OpenFolder(const EntryId& folder, std::unique_ptr<MessageFolder>* opened) override {
+    opened->reset();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    const std::int64_t row = RowOf(folder, EntryKind::kFolder);
+    const CachedStatement query =
+        session_->database().Cached("SELECT name FROM folders WHERE id = ? AND store_id = ?");
+    if (!query->Bind(1, row).Bind(2, row_).Step()) return session_->Answer(kENotFound);
+    *opened = std::make_unique<SqliteMessageFolder>(session_, row, query->Text(0));
+    return kSOk;
+  }
+
+  HResult OpenFolderByName(std::u16string_view name,
+                           std::unique_ptr<MessageFolder>* opened) override {
+    opened->reset();
+    std::vector<MessageFolderRow> folders;
+    if (const HResult listed = GetHierarchy(&folders); Failed(listed)) return listed;
+    const auto named = std::ranges::find(folders, name, &MessageFolderRow::name);
+    if (named == folders.end()) return kENotFound;
+    return OpenFolder(named->entry_id, opened);
+  }
+
+ private:
+  std::shared_ptr<Session> session_;
+  std::int64_t row_;
+  EntryId entry_id_;
+  std::u16string display_name_;
+};
+
+class SqliteMessageSession : public MessageSession {
+ public:
+  explicit SqliteMessageSession(std::shared_ptr<Session> session) : session_(std::move(session)) {}
+  ~SqliteMessageSession() override { session_->Logoff(); }
+
+  HResult GetStores(std::vector<MessageStoreRow>* stores) override {
+    stores->clear();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (!session_->has_file()) return kSOk;
+    const CachedStatement query =
+        session_->database().Cached("SELECT id, display_name FROM stores ORDER BY id");
+    while (query->Step())
+      stores->push_back({MakeEntryId(EntryKind::kStore, query->Integer(0)), query->Text(1)});
+    if (!query->Failed()) return kSOk;
+    stores->clear();
+    return session_->Answer(kEFail);
+  }
+
+  HResult OpenStore(const EntryId& store, std::unique_ptr<MessageStore>* opened) override {
+    opened->reset();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (!session_->has_file()) return kENotFound;
+    const std::int64_t row = RowOf(store, EntryKind::kStore);
+    const CachedStatement query =
+        session_->database().Cached("SELECT display_name FROM stores WHERE id = ?");
+    if (!query->Bind(1, row).Step()) return session_->Answer(kENotFound);
+    *opened = std::make_unique<SqliteMessageStore>(session_, row, query->Text(0));
+    return kSOk;
+  }
+
+  HResult Logoff() override { return session_->Logoff(); }
+
+ private:
+  std::shared_ptr<Session> session_;
+};
+
+}  // namespace
+
+HResult SqliteMessageRuntime::Initialize() {
+  std::lock_guard lock(mutex_);
+  ++initialized_;
+  return kSOk;
+}
+
+void SqliteMessageRuntime::Uninitialize() {
+  std::lock_guard lock(mutex_);
+  if (initialized_ > 0) --initialized_;
+}
+
+HResult SqliteMessageRuntime::Logon(std::unique_ptr<MessageSession>* session) {
+  session->reset();
+  {
+    std::lock_guard lock(mutex_);
+    if (initialized_ == 0) return kENotInitialized;
+  }
+  if (const HResult failure = FailureResult(); Failed(failure)) return failure;
+  bool absent = false;
+  std::unique_ptr<SqliteDatabase> database = Connect(false, &absent);
+  if (!database && !absent) return FailureResult();
+  *session =
+      std::make_unique<SqliteMessageSession>(std::make_shared<Session>(*this, std::move(database)));
+  return kSOk;
+}
+
+std::unique_ptr<SqliteDatabase> SqliteMessageRuntime::Connect(bool create, bool* absent) {
+  FileAttributeData attributes;
+  const ErrorCode found = files_.GetAttributes(kMessageStoreFile, &attributes);
+  if (found == kErrorAccessDenied) {
+    NoteFailure(StoreFailure{SQLITE_CANTOPEN, "the file is reached through a symbolic link"});
+    return nullptr;
+  }
+  if (!create && (found == kErrorFileNotFound || found == kErrorPathNotFound)) {
+    *absent = true;
+    return nullptr;
+  }
+  StoreFailure opening;
+  std::unique_ptr<SqliteDatabase> database = SqliteDatabase::Open(
+      files_.HostPath(kMessageStoreFile), create, &opening, busy_timeout_milliseconds_);
+  if (!database) {
+    NoteFailure(opening);
+    return nullptr;
+  }
+  // Text kept in UTF-16, so that it comes back unit for unit; nothing to a file with tables.
+  if (!database->Execute("PRAGMA encoding = 'UTF-16le'") || !database->Execute(kSchema)) {
+    NoteFailure(database->failure().value_or(StoreFailure{SQLITE_NOTADB, "the file is damaged"}));
+    return nullptr;
+  }
+  return database;
+}
+
+HResult SqliteMessageRuntime::CreateStore(std::u16string_view display_name, EntryId* store) {
+  store->clear();
+  if (const HResult failure = FailureResult(); Failed(failure)) return failure;
+  bool absent = false;
+  std::unique_ptr<SqliteDatabase> database = Connect(true, &absent);
+  if (!database) return FailureResult();
+  std::int64_t row = 0;
+  bool written = database->Execute("BEGIN IMMEDIATE");
+  if (written) {
+    written = database->Prepare("INSERT INTO stores (display_name) VALUES (?)")
+                  .Bind(1, display_name)
+                  .Run();
+    row = database->LastInsertId();
+    SqliteStatement insert =
+        database->Prepare("INSERT INTO folders (store_id, parent_id, name) VALUES (?, NULL, ?)");
+    for (const char16_t* name : kWellKnownMessageFolders) {
+      insert.Reset();
+      written = written && insert.Bind(1, row).Bind(2, std::u16string_view(name)).Run();
+    }
+    written = written && database->Execute("COMMIT");
+    if (!written) database->Execute("ROLLBACK");
+  }
+  if (!written) {
+    if (database->failure()) NoteFailure(*database->failure());
+    return Failed(FailureResult()) ? FailureResult() : kEFail;
+  }
+  *store = MakeEntryId(EntryKind::kStore, row);
+  return kSOk;
+}
+
+HResult SqliteMessageRuntime::CreateFolder(const EntryId& parent_folder, std::u16string_view name,
+                                           EntryId* folder) {
+  folder->clear();
+  if (const HResult failure = FailureResult(); Failed(failure)) return failure;
+  bool absent = false;
+  std::unique_ptr<SqliteDatabase> database = Connect(false, &absent);
+  if (!database) return absent ? kENotFound : FailureResult();
+  SqliteStatement insert = database->Prepare(
+      "INSERT INTO folders (store_id, parent_id, name) "
+      "SELECT store_id, id, ? FROM folders WHERE id = ?");
+  if (!insert.Bind(1, name).Bind(2, RowOf(parent_folder, EntryKind::kFolder)).Run()) {
+    if (database->failure()) NoteFailure(*database->failure());
+    return Failed(FailureResult()) ? FailureResult() : kEFail;
+  }
+  if (database->Changes() != 1) return kENotFound;
+  *folder = MakeEntryId(EntryKind::kFolder, database->LastInsertId());
+  return kSOk;
+}
+
+HResult SqliteMessageRuntime::NoteFailure(const StoreFailure& failure) {
+  std::lock_guard lock(mutex_);
+  if (!failure_) failure_ = failure;
+  return DeviceAnswerOf(*failure_);
+}
+
+HResult SqliteMessageRuntime::FailureResult() {
+  std::lock_guard lock(mutex_);
+  return failure_ ? DeviceAnswerOf(*failure_) : kSOk;
+}
+
+std::u16string SqliteMessageRuntime::FailureText() {
+  std::lock_guard lock(mutex_);
+  if (!failure_) return {};
+  return std::u16string(kMessageStoreFile) + u": " + FromUtf8(failure_->message);
+}
+
+void SqliteMessageRuntime::ClearFailure() {
+  std::lock_guard lock(mutex_);
+  failure_.reset();
+}
+
+}  // namespace kestrav::platform::host
