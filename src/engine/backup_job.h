@@ -20,7 +20,7 @@ struct BackupJob {
   std::vector<ItemKind> kinds;   // in the order they are processed
   char16_t separator = u';';     // the record files' column separator
   int compression_method = 8;    // 8 deflated, 0 stored
-  int messages_option = 0;       // passed to the messages worker unchanged
+  MessagesOption messages_option;  // passed to the messages worker unchanged
   // A restore's prepared kinds, in order (see restore_pass.h): each worker with its pass, whose
   // sink and cancel flag are the job's when the pass runs.
   struct PreparedRestore {

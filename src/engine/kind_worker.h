@@ -11,6 +11,7 @@
 #include <string>
 
 #include "engine/item_kind.h"
+#include "engine/messages_option.h"
 #include "engine/progress_sink.h"
 #include "records/record_file.h"
 
@@ -29,7 +30,7 @@ struct PassContext {
   // The record file the backup writes or the restore reads.
   std::u16string record_file;
   RestoreMode mode = RestoreMode::kDeleteAllFirst;
-  int messages_option = 0;
+  MessagesOption messages_option;
 
   bool Canceled() const { return cancel != nullptr && cancel->load() != 0; }
 };

@@ -163,6 +163,10 @@ class MessageStore {
   // The first folder of the hierarchy with exactly this name.
   virtual HResult OpenFolderByName(std::u16string_view name,
                                    std::unique_ptr<MessageFolder>* opened) = 0;
+  // Makes a folder of that name below `parent`, or at the top of the store when `parent` is
+  // empty, and opens it.
+  virtual HResult CreateFolder(const EntryId& parent, std::u16string_view name,
+                               std::unique_ptr<MessageFolder>* created) = 0;
 };
 
 class MessageSession {

@@ -710,6 +710,31 @@ class SqliteMessageStore : public MessageStore {
     return OpenFolder(named->entry_id, opened);
   }
 
+  HResult CreateFolder(const EntryId& parent, std::u16string_view name,
+                       std::unique_ptr<MessageFolder>* created) override {
+    created->reset();
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    SqliteDatabase& database = session_->database();
+    std::optional<std::int64_t> parent_row;
+    if (!parent.empty()) {
+      parent_row = RowOf(parent, EntryKind::kFolder);
+      const CachedStatement query =
+          database.Cached("SELECT 1 FROM folders WHERE id = ? AND store_id = ?");
+      if (!query->Bind(1, *parent_row).Bind(2, row_).Step()) return session_->Answer(kENotFound);
+    }
+    const CachedStatement insert =
+        database.Cached("INSERT INTO folders (store_id, parent_id, name) VALUES (?, ?, ?)");
+    insert->Bind(1, row_);
+    if (parent_row)
+      insert->Bind(2, *parent_row);
+    else
+      insert->BindNull(2);
+    if (!insert->Bind(3, name).Run()) return session_->Answer(kEFail);
+    *created = std::make_unique<SqliteMessageFolder>(session_, database.LastInsertId(),
+                                                     std::u16string(name));
+    return kSOk;
+  }
+
  private:
   std::shared_ptr<Session> session_;
   std::int64_t row_;
