@@ -21,4 +21,9 @@ FileTime FixedClock::UtcToLocal(FileTime utc) const {
                                local_offset_minutes_ * kTicksPerMinute);
 }
 
+FileTime FixedClock::LocalToUtc(FileTime local) const {
+  return static_cast<FileTime>(static_cast<std::int64_t>(local) -
+                               local_offset_minutes_ * kTicksPerMinute);
+}
+
 }  // namespace kestrav::platform

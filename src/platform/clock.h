@@ -20,6 +20,9 @@ class Clock {
 
   // The local file time of a UTC file time, in the device's time zone.
   virtual FileTime UtcToLocal(FileTime utc) const = 0;
+  // The UTC file time of a local file time: the reverse of UtcToLocal, except within the hour a
+  // change of the clocks skips or repeats.
+  virtual FileTime LocalToUtc(FileTime local) const = 0;
 };
 
 // A clock that shows what it is told: for tests, and for runs that must repeat exactly.
@@ -32,6 +35,7 @@ class FixedClock : public Clock {
   SystemTime UtcTime() const override { return utc_; }
   std::uint32_t TickCount() const override { return tick_count_; }
   FileTime UtcToLocal(FileTime utc) const override;
+  FileTime LocalToUtc(FileTime local) const override;
 
   void AdvanceTicks(std::uint32_t milliseconds) { tick_count_ += milliseconds; }
 

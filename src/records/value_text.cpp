@@ -212,4 +212,36 @@ std::u16string LocalDateText(const platform::Clock& clock, platform::FileTime ut
                 local.minute, local.second);
 }
 
+bool ParseLocalDateText(const platform::Clock& clock, std::u16string_view text,
+                        platform::FileTime* utc) {
+  std::array<std::uint16_t, 6> parts{};
+  std::size_t part = 0;
+  std::size_t digits = 0;
+  std::uint32_t number = 0;
+  for (std::size_t index = 0; index <= text.size(); ++index) {
+    if (index == text.size() || text[index] == u',') {
+      if (digits == 0 || part == parts.size()) return false;
+      parts[part++] = static_cast<std::uint16_t>(number);
+      digits = 0;
+      number = 0;
+    } else if (text[index] >= u'0' && text[index] <= u'9' && digits < 4) {
+      number = number * 10 + static_cast<std::uint32_t>(text[index] - u'0');
+      ++digits;
+    } else {
+      return false;
+    }
+  }
+  if (part != parts.size()) return false;
+  const platform::SystemTime local{.year = parts[0],
+                                   .month = parts[1],
+                                   .day = parts[2],
+                                   .hour = parts[3],
+                                   .minute = parts[4],
+                                   .second = parts[5]};
+  platform::FileTime local_time = 0;
+  if (!platform::SystemTimeToFileTime(local, &local_time)) return false;
+  *utc = clock.LocalToUtc(local_time);
+  return true;
+}
+
 }  // namespace kestrav::records

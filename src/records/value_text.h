@@ -44,5 +44,9 @@ platform::PropertyValue ParsePropertyValue(std::uint32_t id, std::u16string_view
 // local date "%.4d,%.2d,%.2d,%.2d,%.2d,%.2d" (year, month, day, hour, minute, second).
 std::u16string UInt64Text(std::uint64_t value);
 std::u16string LocalDateText(const platform::Clock& clock, platform::FileTime utc);
+// Reads LocalDateText back into a UTC file time: six decimal numbers separated by ",", a date and
+// time that exist. False for any other text.
+bool ParseLocalDateText(const platform::Clock& clock, std::u16string_view text,
+                        platform::FileTime* utc);
 
 }  // namespace kestrav::records

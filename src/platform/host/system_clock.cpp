@@ -41,4 +41,15 @@ FileTime SystemClock::UtcToLocal(FileTime utc) const {
                                static_cast<std::int64_t>(local.tm_gmtoff) * 10'000'000);
 }
 
+FileTime SystemClock::LocalToUtc(FileTime local) const {
+  // The offset at the local time read as UTC is off by at most one change of the clocks; the
+  // offset at the instant that first guess names is the one in force then.
+  const std::int64_t first_offset =
+      static_cast<std::int64_t>(UtcToLocal(local)) - static_cast<std::int64_t>(local);
+  const FileTime guess = static_cast<FileTime>(static_cast<std::int64_t>(local) - first_offset);
+  const std::int64_t offset =
+      static_cast<std::int64_t>(UtcToLocal(guess)) - static_cast<std::int64_t>(guess);
+  return static_cast<FileTime>(static_cast<std::int64_t>(local) - offset);
+}
+
 }  // namespace kestrav::platform::host

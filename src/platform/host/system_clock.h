@@ -11,6 +11,7 @@ class SystemClock : public Clock {
   SystemTime UtcTime() const override;
   std::uint32_t TickCount() const override;
   FileTime UtcToLocal(FileTime utc) const override;
+  FileTime LocalToUtc(FileTime local) const override;
 };
 
 }  // namespace kestrav::platform::host
