@@ -6,6 +6,7 @@
 
 #include "platform/text.h"
 #include "profile/item_json.h"
+#include "profile/message_json.h"
 #include "profile/record_json.h"
 
 namespace kestrav::profile {
@@ -13,13 +14,14 @@ namespace {
 
 using platform::OutlookFolderId;
 
-constexpr std::array<DataKind, 3> kDataKinds = {{
+constexpr std::array<DataKind, 4> kDataKinds = {{
     {"contacts", "the contacts by property name", DumpItemsOf<OutlookFolderId::kContacts>,
      LoadItemsOf<OutlookFolderId::kContacts>},
     {"appointments", "the appointments by property name", DumpItemsOf<OutlookFolderId::kCalendar>,
      LoadItemsOf<OutlookFolderId::kCalendar>},
     {"tasks", "the tasks by property name", DumpItemsOf<OutlookFolderId::kTasks>,
      LoadItemsOf<OutlookFolderId::kTasks>},
+    {"messages", "the message stores with their folders and messages", DumpMessages, LoadMessages},
 }};
 
 const DataKind* FindDataKind(std::string_view word) {

@@ -57,9 +57,9 @@ Json InRestoreOrder(const Json& item, std::span<const std::string_view> order) {
   return ordered;
 }
 
-Json CopyOf(Json item, std::uint32_t copy) {
+Json CopyOf(Json item, std::uint32_t copy, const std::string& subject_key) {
   if (copy > 0)
-    item["Subject"] = item["Subject"].get<std::string>() + " " + std::to_string(copy + 1);
+    item[subject_key] = item[subject_key].get<std::string>() + " " + std::to_string(copy + 1);
   return item;
 }
 
@@ -67,7 +67,8 @@ bool FillSampleData(const platform::Device& device, std::uint32_t scale, std::st
   // Contacts before the speed dials that point at them.
   return FillSampleCallLogs(device, scale, error) && FillSampleContacts(device, scale, error) &&
          FillSampleSpeedDials(device, scale, error) &&
-         FillSampleAppointments(device, scale, error) && FillSampleTasks(device, scale, error);
+         FillSampleAppointments(device, scale, error) && FillSampleTasks(device, scale, error) &&
+         FillSampleMessages(device, scale, error);
 }
 
 }  // namespace kestrav::profile

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
@@ -15,6 +16,7 @@
 #include "platform/test_support/temporary_device.h"
 #include "platform/text.h"
 #include "profile/item_json.h"
+#include "profile/message_json.h"
 #include "profile/record_json.h"
 
 namespace kestrav::profile {
@@ -121,6 +123,54 @@ TEST(SampleDataTest, AThirdOfTheAppointmentsRecurAndCopiesHaveTheirOwnSubjects) 
                                   [](const auto& item) { return item.contains("recurrence"); }),
             static_cast<std::ptrdiff_t>(appointments.size() / 3));
   EXPECT_EQ(appointments[2 * kSampleAppointmentsPerScale + 3]["Subject"], "Stand-up 3");
+}
+
+// The messages of each folder by store and path, and the sizes of their attachments.
+void CollectMessages(const std::string& path, const nlohmann::ordered_json& folders,
+                     std::map<std::string, nlohmann::ordered_json>* messages,
+                     std::multiset<std::size_t>* attachment_sizes) {
+  for (const auto& folder : folders) {
+    const std::string folder_path = path + "/" + folder["name"].get<std::string>();
+    (*messages)[folder_path] = folder.value("messages", nlohmann::ordered_json::array());
+    for (const auto& message : (*messages)[folder_path]) {
+      for (const auto& attachment : message.value("attachments", nlohmann::ordered_json::array()))
+        attachment_sizes->insert(attachment["contents"].get<std::string>().size() / 4 * 3);
+    }
+    CollectMessages(folder_path, folder.value("folders", nlohmann::ordered_json::array()), messages,
+                    attachment_sizes);
+  }
+}
+
+TEST(SampleDataTest, MessagesFillTheirFoldersScaleTimesWithOneLargeAttachment) {
+  testing::TemporaryDevice device;
+  std::string error;
+  ASSERT_TRUE(FillSampleData(device.device(), 2, &error)) << error;
+  std::string json;
+  ASSERT_TRUE(DumpMessages(device.device(), &json, &error)) << error;
+  std::map<std::string, nlohmann::ordered_json> messages;
+  std::multiset<std::size_t> attachment_sizes;
+  for (const auto& store : nlohmann::ordered_json::parse(json))
+    CollectMessages(store["name"].get<std::string>(), store["folders"], &messages,
+                    &attachment_sizes);
+
+  std::size_t expected_total = 0;
+  for (const SampleMessageFolder& folder : kSampleMessageFolders) {
+    const std::string path = std::string(folder.store) + "/" + std::string(folder.path);
+    ASSERT_TRUE(messages.contains(path)) << path;
+    EXPECT_EQ(messages[path].size(), 2 * folder.messages_per_scale) << path;
+    expected_total += 2 * folder.messages_per_scale;
+    // A restore adding only new messages tells the copies apart by subject.
+    std::set<std::string> subjects;
+    for (const auto& message : messages[path]) subjects.insert(message["subject"]);
+    EXPECT_EQ(subjects.size(), messages[path].size()) << path;
+  }
+  std::size_t total = 0;
+  for (const auto& [path, folder_messages] : messages) total += folder_messages.size();
+  EXPECT_EQ(total, expected_total);
+  // Rounded up to whole groups of three.
+  EXPECT_EQ(attachment_sizes.count((kSampleLargeAttachmentBytes + 2) / 3 * 3), 1u);
+  EXPECT_EQ(messages["SMS/Inbox"][kSampleMessageFolders[0].messages_per_scale]["subject"],
+            "Oi Sam! Você vem à festa no sábado? Começa às 20h 🎉 2");
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ bool FillSampleSpeedDials(const platform::Device& device, std::uint32_t scale, s
 bool FillSampleAppointments(const platform::Device& device, std::uint32_t scale,
                             std::string* error);
 bool FillSampleTasks(const platform::Device& device, std::uint32_t scale, std::string* error);
+bool FillSampleMessages(const platform::Device& device, std::uint32_t scale, std::string* error);
 
 // An appointment or a task of the sample, in the form `device load` reads, with its properties
 // in the order a restore writes them, so that a backup and restore of the sample dumps the same:
@@ -26,8 +27,9 @@ bool FillSampleTasks(const platform::Device& device, std::uint32_t scale, std::s
 // recurrence and recipients make them. Keys `order` lacks follow, for the load to refuse.
 Json InRestoreOrder(const Json& item, std::span<const std::string_view> order);
 // The item of a copy after the first, its subject ending with the copy's number ("Stand-up 2"),
-// so that a restore that adds only new items finds each one.
-Json CopyOf(Json item, std::uint32_t copy);
+// so that a restore that adds only new items finds each one. A message names its subject
+// "subject".
+Json CopyOf(Json item, std::uint32_t copy, const std::string& subject_key = "Subject");
 
 // Values of the object model the sample appointments and tasks hold.
 enum BusyStatus { kFree = 0, kTentative = 1, kBusy = 2, kOutOfOffice = 3 };
