@@ -15,6 +15,8 @@ struct BackupOptions {
   std::string output;
   bool store = false;
   bool overwrite = false;
+  std::vector<std::string> folders;
+  bool attachments = false;
 };
 
 int Backup(CommandContext& context, const BackupOptions& options) {
@@ -44,6 +46,9 @@ int Backup(CommandContext& context, const BackupOptions& options) {
   job.archive_file = archive;
   job.kinds = chosen_kinds;
   job.compression_method = options.store ? 0 : 8;
+  job.messages_option.store_attachments = options.attachments;
+  if (!ChooseMessageFolders(device, options.folders, &job.messages_option, &reason))
+    return context.Fail(reason);
   std::u16string fault;
   const JobOutcome outcome =
       RunJob(device.clock(), true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
@@ -70,6 +75,11 @@ void AddBackupCommand(CLI::App& app, CommandContext& context) {
                       "backup folder, else \\Storage Card on the device)");
   command->add_flag("--store", options->store, "Store the record files without compressing them");
   command->add_flag("--overwrite", options->overwrite, "Replace an archive that already exists");
+  command->add_option("--folders", options->folders,
+                      "The message stores and folders to back up, by their shown names "
+                      "(\"Text Messages\", \"Text Messages/Inbox\"); default: all");
+  command->add_flag("--attachments", options->attachments,
+                    "Back up the contents of message attachments (makes backups much longer)");
   command->callback([&context, options] {
     context.action = [&context, options] { return Backup(context, *options); };
   });

@@ -61,6 +61,9 @@ int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
   if (chosen.size() != 1) return context.Fail("delete-all takes one kind");
   const kinds::KindRow* row = kinds::FindKind(chosen[0]);
   if (row == nullptr) return context.Fail(NoWorkerReason(chosen[0]));
+  if (row->delete_all == nullptr) {
+    return context.Fail(std::string(KindCommandWord(row->kind)) + " have no delete-all");
+  }
   platform::host::HostDevice* host = context.Profile();
   if (host == nullptr) return kExitFailure;
   if (!options.yes) {

@@ -15,6 +15,7 @@ struct RestoreOptions {
   std::string file;
   std::string kinds;
   std::vector<std::string> modes;
+  std::vector<std::string> folders;
 };
 
 int Restore(CommandContext& context, const RestoreOptions& options) {
@@ -63,6 +64,8 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       context.BeginJob(device, u"restore of " + file, true);
   if (!device_job) return kExitFailure;
   engine::BackupJob job;
+  if (!ChooseMessageFolders(device, options.folders, &job.messages_option, &reason))
+    return context.Fail(reason);
   if (const auto refusal =
           engine::PrepareRestore(device, job, chosen_kinds, entries, kinds::WorkerFactory(device));
       refusal)
@@ -83,6 +86,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
   command->add_option("--mode", options->modes,
                       "KIND=MODE, MODE one of delete-all (the default), add-new, add-update, "
                       "duplicates, as the kind offers them");
+  command->add_option("--folders", options->folders,
+                      "The message stores and folders to restore into, by their shown names "
+                      "(\"Text Messages\", \"Text Messages/Inbox\"); default: all");
   command->callback([&context, options] {
     context.action = [&context, options] { return Restore(context, *options); };
   });

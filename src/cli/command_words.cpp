@@ -4,6 +4,7 @@
 #include <array>
 
 #include "kinds/kinds.h"
+#include "messages/message_folders.h"
 #include "platform/text.h"
 
 namespace kestrav::cli {
@@ -77,6 +78,30 @@ std::string NoWorkerReason(engine::ItemKind kind) {
   if (kinds::FindKind(kind) != nullptr) return {};
   return KindCommandWord(kind) + ": this version of kestrav-cli cannot back up or restore " +
          platform::ToUtf8(engine::KindInfo(kind).word) + " yet";
+}
+
+bool ChooseMessageFolders(const platform::Device& device, const std::vector<std::string>& choices,
+                          engine::MessagesOption* option, std::string* error) {
+  option->exclusions.clear();
+  if (choices.empty()) return true;
+  std::vector<messages::StoreFolders> stores;
+  if (platform::Failed(messages::ListMessageFolders(device, &stores))) {
+    *error = "--folders: the message stores cannot be read";
+    return false;
+  }
+  std::vector<std::u16string> wide;
+  for (const std::string& choice : choices) wide.push_back(platform::FromUtf8(choice));
+  std::vector<std::u16string> unknown;
+  option->exclusions = messages::ExclusionsKeeping(stores, wide, &unknown);
+  if (unknown.empty()) return true;
+  std::string shown;
+  for (const messages::StoreFolders& store : stores) {
+    shown += (shown.empty() ? "" : ", ") +
+             platform::ToUtf8(messages::ShownStoreName(store.display_name));
+  }
+  *error = "--folders " + platform::ToUtf8(unknown.front()) +
+           ": no such store or folder on the device (stores: " + shown + ")";
+  return false;
 }
 
 }  // namespace kestrav::cli

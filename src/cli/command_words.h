@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "engine/item_kind.h"
+#include "engine/messages_option.h"
+#include "platform/device.h"
 
 namespace kestrav::cli {
 
@@ -23,5 +25,11 @@ std::string OfferedModeNames(engine::ItemKind kind);
 std::vector<engine::ItemKind> KindsWithWorkers();
 // Empty when this build backs up and restores the kind; otherwise the reason it is refused.
 std::string NoWorkerReason(engine::ItemKind kind);
+
+// The messages folders of --folders, each a shown store name ("Text Messages") or a store and a
+// folder ("Text Messages/Inbox"), as the exclusions that leave only them in; none chosen leaves
+// every folder in. False with the reason when a choice names nothing on the device.
+bool ChooseMessageFolders(const platform::Device& device, const std::vector<std::string>& choices,
+                          engine::MessagesOption* option, std::string* error);
 
 }  // namespace kestrav::cli

@@ -136,8 +136,11 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
         self.assertIn("--overwrite", device.run("backup", "--output", archive, expect=1).stderr)
         with open(archive, "rb") as kept:
             self.assertEqual(kept.read(), archived)
-        device.run("backup", "--kinds", "messages", "--output", self.path("s.qbk"), expect=1)
+        unknown = device.run("backup", "--kinds", "messages", "--folders", "Text Messages/Nowhere",
+                             "--output", self.path("s.qbk"), expect=1)
+        self.assertIn("Text Messages/Nowhere: no such store or folder", unknown.stderr)
         self.assertFalse(os.path.exists(self.path("s.qbk")))
+        self.assertIn("no delete-all", device.run("delete-all", "messages", "--yes", expect=1).stderr)
 
         self.assertIn("--yes", device.run("delete-all", "calllogs", expect=1).stderr)
         self.assertEqual(device.dump(), calls)

@@ -8,8 +8,8 @@ namespace kestrav::kinds {
 namespace {
 
 // The window's order.
-const std::array<const KindRow*, 5> kRows = {&kContactsRow, &kAppointmentsRow, &kTasksRow,
-                                             &kCallLogsRow, &kSpeedDialsRow};
+const std::array<const KindRow*, 6> kRows = {&kContactsRow, &kAppointmentsRow, &kTasksRow,
+                                             &kCallLogsRow, &kSpeedDialsRow,   &kMessagesRow};
 
 // The dialog as the front end shows it, counting the deletions it is told of.
 class CountingProgress : public devicedb::DeletionProgress {

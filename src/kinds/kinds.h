@@ -18,6 +18,7 @@
 namespace kestrav::kinds {
 
 // "Delete All..." of one kind: deletes every item under the deletion dialog, posting no rows.
+// A kind without the entry (messages) has none, and no texts for it.
 // The message shown at the end, or nothing when the kind's store could not be reached.
 using DeleteAll = std::optional<std::u16string> (*)(const platform::Device& device,
                                                     devicedb::DeletionProgress& progress);

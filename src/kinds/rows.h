@@ -11,6 +11,7 @@ extern const KindRow kAppointmentsRow;
 extern const KindRow kTasksRow;
 extern const KindRow kCallLogsRow;
 extern const KindRow kSpeedDialsRow;
+extern const KindRow kMessagesRow;
 
 // "Delete All..." of a database of "\pim.vol": the number deleted with the singular or plural
 // text, or nothing when the volume or the database cannot be opened.

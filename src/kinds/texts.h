@@ -66,4 +66,10 @@ inline constexpr char16_t kSpeedDialsDeleteAllFirst[] =
     u"Delete all existing speed dials from the database before restoration.";
 inline constexpr char16_t kSpeedDialsAddOnlyNew[] = u"Add only new speed dials to the database.";
 
+// Messages have no "Delete All..." entry; their choices say "Database" with a capital.
+inline constexpr char16_t kMessagesOptionsTitle[] = u"Restore messages options";
+inline constexpr char16_t kMessagesDeleteAllFirst[] =
+    u"Delete all existing messages from the Database before restoration.";
+inline constexpr char16_t kMessagesAddOnlyNew[] = u"Add only new messages to the Database.";
+
 }  // namespace kestrav::kinds::texts

@@ -27,6 +27,7 @@ class KindHarness {
     pass.separator = separator;
     pass.record_file = record_file_;
     pass.mode = mode;
+    pass.messages_option = messages_option;
     return pass;
   }
 
@@ -61,6 +62,7 @@ class KindHarness {
 
   CancelingSink page;
   char16_t separator = u';';
+  MessagesOption messages_option;
   // What the last restore reported of itself.
   RestoreTally tally;
 

@@ -1,0 +1,234 @@
+#include "messages/message_record.h"
+
+#include <charconv>
+#include <limits>
+
+#include "platform/format.h"
+#include "records/base64.h"
+#include "records/value_text.h"
+
+namespace kestrav::messages {
+
+using platform::MessageRecipient;
+using platform::PropertyType;
+using platform::PropertyValue;
+using platform::RecipientKind;
+
+const std::array<std::u16string_view, kColumnCount> kColumnNames = {
+    u"Msg Id",        u"Sender Name",   u"Sender Address", u"Sender AddressType",
+    u"Prefix",        u"Subject",       u"Body",           u"BodyType",
+    u"Folder",        u"Account",       u"Msg Class",      u"Content Length",
+    u"Msg Size",      u"Msg Flags",     u"Msg Status",     u"Modify Time",
+    u"Delivery Time", u"Recipient Nbr", u"Recipients",     u"Attachment Nbr",
+    u"Attachments"};
+
+const std::array<PropertyColumn, 12> kPropertyColumns = {{
+    {platform::kTagMessageIdBytes, kMessageIdColumn},
+    {platform::kTagSenderName, kSenderNameColumn},
+    {platform::kTagSenderAddress, kSenderAddressColumn},
+    {platform::kTagSenderAddressType, kSenderAddressTypeColumn},
+    {platform::kTagSubjectPrefix, kPrefixColumn},
+    {platform::kTagMessageClass, kMessageClassColumn},
+    {platform::kTagContentLength, kContentLengthColumn},
+    {platform::kTagMessageSize, kMessageSizeColumn},
+    {platform::kTagMessageFlags, kMessageFlagsColumn},
+    {platform::kTagMessageStatus, kMessageStatusColumn},
+    {platform::kTagLastModificationTime, kModifyTimeColumn},
+    {platform::kTagDeliveryTime, kDeliveryTimeColumn},
+}};
+
+namespace {
+
+constexpr char16_t kItemSeparator = u';';
+constexpr char16_t kFieldSeparator = u',';
+
+// The characters an item cannot hold as they are, and the two hex digits each is written with.
+struct Escape {
+  char16_t character;
+  char16_t digits[2];
+};
+constexpr Escape kEscapes[] = {{u'%', {u'2', u'5'}}, {u';', {u'3', u'B'}},  {u',', {u'2', u'C'}},
+                               {u'"', {u'2', u'2'}}, {u'\r', {u'0', u'D'}}, {u'\n', {u'0', u'A'}}};
+
+char16_t UpperCase(char16_t character) {
+  return character >= u'a' && character <= u'z' ? static_cast<char16_t>(character - 32) : character;
+}
+
+bool Unescape(std::u16string_view text, std::u16string* plain) {
+  plain->clear();
+  plain->reserve(text.size());
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    if (text[index] != u'%') {
+      plain->push_back(text[index]);
+      continue;
+    }
+    if (index + 2 >= text.size()) return false;
+    const char16_t high = UpperCase(text[index + 1]);
+    const char16_t low = UpperCase(text[index + 2]);
+    const Escape* found = nullptr;
+    for (const Escape& escape : kEscapes) {
+      if (escape.digits[0] == high && escape.digits[1] == low) found = &escape;
+    }
+    if (found == nullptr) return false;
+    plain->push_back(found->character);
+    index += 2;
+  }
+  return true;
+}
+
+// Splits text at a separator; no text gives no piece.
+std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separator) {
+  std::vector<std::u16string_view> pieces;
+  if (text.empty()) return pieces;
+  for (std::size_t start = 0;;) {
+    const std::size_t end = text.find(separator, start);
+    pieces.push_back(text.substr(start, end == std::u16string_view::npos ? end : end - start));
+    if (end == std::u16string_view::npos) return pieces;
+    start = end + 1;
+  }
+}
+
+// A decimal number as the writer writes it: an optional "-", then digits, within the type.
+template <typename Integer>
+bool ReadDecimal(std::u16string_view text, Integer* value) {
+  std::string narrow;
+  for (char16_t unit : text) {
+    if ((unit < u'0' || unit > u'9') && unit != u'-') return false;
+    narrow.push_back(static_cast<char>(unit));
+  }
+  const auto [end, error] = std::from_chars(narrow.data(), narrow.data() + narrow.size(), *value);
+  return error == std::errc() && end == narrow.data() + narrow.size() && !narrow.empty();
+}
+
+bool ReadRecipient(std::u16string_view text, MessageRecipient* recipient) {
+  const std::vector<std::u16string_view> fields = Split(text, kFieldSeparator);
+  std::int32_t kind = 0;
+  if (fields.size() != 4 || !ReadDecimal(fields[0], &kind) ||
+      kind < static_cast<std::int32_t>(RecipientKind::kTo) ||
+      kind > static_cast<std::int32_t>(RecipientKind::kBcc)) {
+    return false;
+  }
+  recipient->kind = static_cast<RecipientKind>(kind);
+  return Unescape(fields[1], &recipient->display_name) &&
+         Unescape(fields[2], &recipient->address) && Unescape(fields[3], &recipient->address_type);
+}
+
+bool ReadAttachment(std::u16string_view text, AttachmentItem* attachment) {
+  const std::vector<std::u16string_view> fields = Split(text, kFieldSeparator);
+  if (fields.size() != 3 && fields.size() != 4) return false;
+  if (!Unescape(fields[0], &attachment->file_name) ||
+      !ReadDecimal(fields[1], &attachment->method) || !ReadDecimal(fields[2], &attachment->size)) {
+    return false;
+  }
+  if (fields.size() == 3) return true;
+  const std::optional<std::uint64_t> size = records::DecodedBase64Size(fields[3]);
+  if (!size || *size > std::numeric_limits<std::uint32_t>::max()) return false;
+  attachment->contents = fields[3];
+  attachment->contents_size = *size;
+  return true;
+}
+
+// The items of a column with their count: as many as the count says.
+template <typename Item, typename ReadItem>
+bool ReadItems(std::u16string_view count_text, std::u16string_view items_text, ReadItem read_item,
+               std::vector<Item>* items) {
+  std::uint32_t count = 0;
+  if (!count_text.empty() && !ReadDecimal(count_text, &count)) return false;
+  const std::vector<std::u16string_view> pieces = Split(items_text, kItemSeparator);
+  if (pieces.size() != count) return false;
+  items->resize(pieces.size());
+  for (std::size_t index = 0; index < pieces.size(); ++index) {
+    if (!read_item(pieces[index], &(*items)[index])) return false;
+  }
+  return true;
+}
+
+bool ReadProperty(const platform::Clock& clock, std::uint32_t tag, std::u16string_view text,
+                  PropertyValue* value) {
+  value->id = tag;
+  switch (tag & 0xFFFF) {
+    case platform::kMessageBinaryType:
+      return records::ParseByteList(text, &value->bytes);
+    case static_cast<std::uint16_t>(PropertyType::kInt32): {
+      std::int32_t number = 0;
+      if (!ReadDecimal(text, &number)) return false;
+      value->integer = number;
+      return true;
+    }
+    case static_cast<std::uint16_t>(PropertyType::kFileTime):
+      return records::ParseLocalDateText(clock, text, &value->file_time);
+    default:
+      value->text = text;
+      return true;
+  }
+}
+
+}  // namespace
+
+std::u16string EscapedItemText(std::u16string_view text) {
+  std::u16string escaped;
+  escaped.reserve(text.size());
+  for (char16_t unit : text) {
+    const Escape* found = nullptr;
+    for (const Escape& escape : kEscapes) {
+      if (escape.character == unit) found = &escape;
+    }
+    if (found == nullptr) {
+      escaped.push_back(unit);
+    } else {
+      escaped.push_back(u'%');
+      escaped.append(found->digits, 2);
+    }
+  }
+  return escaped;
+}
+
+std::u16string RecipientText(const MessageRecipient& recipient) {
+  return platform::Format(u"%d", static_cast<int>(recipient.kind)) + kFieldSeparator +
+         EscapedItemText(recipient.display_name) + kFieldSeparator +
+         EscapedItemText(recipient.address) + kFieldSeparator +
+         EscapedItemText(recipient.address_type);
+}
+
+std::u16string AttachmentHeadText(const platform::MessageAttachment& attachment) {
+  return EscapedItemText(attachment.file_name) + kFieldSeparator +
+         platform::Format(u"%d", attachment.method) + kFieldSeparator +
+         records::UInt64Text(attachment.size);
+}
+
+bool ReadMessageRecord(const platform::Clock& clock, const records::Record& record,
+                       MessageRecord* message) {
+  *message = MessageRecord();
+  if (record.size() < kColumnCount) return false;
+  message->account = record[kAccountColumn];
+  message->folder = record[kFolderColumn];
+  message->subject = record[kSubjectColumn];
+  message->body = record[kBodyColumn];
+  if (record[kMessageClassColumn] == kFolderRecordClass) {
+    message->is_folder = true;
+    return !message->subject.empty();
+  }
+  if (!record[kBodyTypeColumn].empty() &&
+      !ReadDecimal(record[kBodyTypeColumn], &message->body_type)) {
+    return false;
+  }
+  for (const PropertyColumn& property : kPropertyColumns) {
+    const std::u16string_view text = record[property.column];
+    if (text.empty()) continue;
+    if (!ReadProperty(clock, property.tag, text, &message->properties.emplace_back())) return false;
+  }
+  return ReadItems(record[kRecipientCountColumn], record[kRecipientsColumn], ReadRecipient,
+                   &message->recipients) &&
+         ReadItems(record[kAttachmentCountColumn], record[kAttachmentsColumn], ReadAttachment,
+                   &message->attachments);
+}
+
+bool IsMessagesHeader(const records::Record& header) {
+  if (header.size() < kColumnCount) return false;
+  for (std::size_t column = 0; column < kColumnCount; ++column) {
+    if (header[column] != kColumnNames[column]) return false;
+  }
+  return true;
+}
+
+}  // namespace kestrav::messages
