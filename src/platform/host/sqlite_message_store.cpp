@@ -276,22 +276,25 @@ class SqliteMessage : public Message {
                         std::vector<PropertyValue>* properties) override {
     properties->clear();
     if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    // One look at the message's properties, whatever the number asked for.
     const CachedStatement query = session_->database().Cached(
-        "SELECT value FROM message_properties WHERE message_id = ? AND tag = ?");
+        "SELECT tag, value FROM message_properties WHERE message_id = ?");
+    query->Bind(1, row_);
     for (const std::uint32_t tag : tags) {
-      query->Reset();
       PropertyValue value;
       value.id = tag;
-      if (IsPropertyType(tag) &&
-          query->Bind(1, row_).Bind(2, static_cast<std::int64_t>(tag)).Step())
-        ReadPropertyValue(*query, 0, &value);
-      else if (query->Failed())
-        return Failure(properties);
-      else
-        value.flags = kPropertyNotFound;
+      value.flags = kPropertyNotFound;
       properties->push_back(std::move(value));
     }
-    return kSOk;
+    while (query->Step()) {
+      const auto tag = static_cast<std::uint32_t>(query->Integer(0));
+      for (PropertyValue& value : *properties) {
+        if (value.id != tag || !IsPropertyType(tag)) continue;
+        value.flags = 0;
+        ReadPropertyValue(*query, 1, &value);
+      }
+    }
+    return query->Failed() ? Failure(properties) : kSOk;
   }
 
   HResult SetProperties(const std::vector<PropertyValue>& properties) override {
