@@ -103,14 +103,15 @@ std::vector<FolderExclusion> ExclusionsKeeping(std::span<const StoreFolders> sto
 }
 
 std::optional<ExclusionRecord> MakeExclusionRecord(const FolderExclusion& exclusion) {
-  const std::u16string_view folder = exclusion.folder.value_or(std::u16string());
+  const std::u16string folder = exclusion.folder.value_or(std::u16string());
   if (exclusion.store.size() + folder.size() > kExclusionNameUnits) return std::nullopt;
   ExclusionRecord record{};
   PutWord(exclusion.folder ? kFolderLeftOut : kStoreLeftOut, &record[0]);
   PutWord(static_cast<std::uint32_t>(exclusion.store.size()), &record[4]);
   PutWord(static_cast<std::uint32_t>(folder.size()), &record[8]);
   std::size_t offset = 12;
-  for (const std::u16string_view name : {std::u16string_view(exclusion.store), folder}) {
+  for (const std::u16string_view name :
+       {std::u16string_view(exclusion.store), std::u16string_view(folder)}) {
     for (char16_t unit : name) {
       record[offset++] = static_cast<std::uint8_t>(unit);
       record[offset++] = static_cast<std::uint8_t>(unit >> 8);

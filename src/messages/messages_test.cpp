@@ -180,9 +180,169 @@ TEST_F(MessagesTest, BackupRestoreAndBackupAgainGiveTheSameFile) {
   fresh.WriteFile(kFile, first);
   engine::testing::KindHarness restore(fresh, ItemKind::kMessages, kFile);
   MessagesWorker fresh_worker(fresh.device());
-  for (auto& row : restore.Restore(fresh_worker, RestoreMode::kDeleteAllFirst)) fprintf(stderr, "%s\n", std::string(row.begin(), row.end()).c_str());
+  restore.Restore(fresh_worker, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(restore.tally.records, 3u);
+  EXPECT_EQ(restore.tally.restored, 3u);
   restore.messages_option.store_attachments = true;
   EXPECT_EQ(restore.Backup(fresh_worker), first);
+}
+
+TEST_F(MessagesTest, BackupTextsAndChoice) {
+  const std::vector<std::u16string> start = {u"Connecting to Outlook...", u"Connected to Outlook.",
+                                             u"Retrieving messages from 'Outlook E-Mail'...",
+                                             u"Retrieving messages from 'Text Messages'...",
+                                             u"Retrieving messages from 'Mail'..."};
+  const auto rows = [&](std::u16string end) {
+    std::vector<std::u16string> all = start;
+    all.insert(all.end(), {std::move(end), u"Disconnecting from Outlook...", u"Disconnected."});
+    return all;
+  };
+  EXPECT_EQ(
+      harness_.Backup(worker_),
+      kestrav::testing::Utf16FileBytes(
+          u"Msg Id;Sender Name;Sender Address;Sender AddressType;Prefix;Subject;Body;"
+          u"BodyType;Folder;Account;Msg Class;Content Length;Msg Size;Msg Flags;Msg Status;"
+          u"Modify Time;Delivery Time;Recipient Nbr;Recipients;Attachment Nbr;Attachments\r\n"));
+  EXPECT_EQ(harness_.page.Rows(), rows(u"No message found, nothing done."));
+
+  Add(u"SMS", u"Inbox", Simple(u"", u"Hi"));
+  harness_.Backup(worker_);
+  EXPECT_EQ(harness_.page.Rows(), rows(u"1 message has been successfully saved."));
+  Add(u"Mail", u"Inbox", Simple(u"A", u""));
+  Add(u"Mail", u"Sent Items", Simple(u"B", u""));
+  harness_.Backup(worker_);
+  EXPECT_EQ(harness_.page.Rows(), rows(u"3 messages have been successfully saved."));
+
+  // A store left out is still named; a folder left out is passed over.
+  harness_.messages_option.exclusions = {{u"SMS", std::nullopt}, {u"Mail", u"Inbox"}};
+  const std::string chosen = harness_.Backup(worker_);
+  EXPECT_EQ(harness_.page.Rows(), rows(u"1 message has been successfully saved."));
+  EXPECT_NE(chosen.find(kestrav::testing::Utf16FileBytes(u";Sent Items;Mail;").substr(2)),
+            std::string::npos);
+
+  harness_.page.cancel_after = u"Retrieving messages from 'Text Messages'...";
+  harness_.Backup(worker_);
+  std::vector<std::u16string> canceled(start.begin(), start.end() - 1);
+  canceled.insert(canceled.end(), {u"! Messages backup has been canceled.",
+                                   u"Disconnecting from Outlook...", u"Disconnected."});
+  EXPECT_EQ(harness_.page.Rows(), canceled);
+}
+
+TEST_F(MessagesTest, RestoreModesChoiceAndCancel) {
+  Add(u"SMS", u"Inbox", Simple(u"", u"Hi"));
+  Add(u"Mail", u"Inbox", Simple(u"A", u""));
+  MakeFolder(u"Mail", u"Inbox", u"Empty");
+  harness_.Backup(worker_);
+  const std::vector<std::u16string> start = {
+      u"Retrieving file records...", u"3 records found in file.", u"Retrieving messages fields...",
+      u"Connecting to Outlook...", u"Connected to Outlook."};
+  const auto rows = [&](std::vector<std::u16string> middle) {
+    std::vector<std::u16string> all = start;
+    all.insert(all.end(), middle.begin(), middle.end());
+    all.insert(all.end(), {u"Disconnecting from Outlook...", u"Disconnected from Outlook."});
+    return all;
+  };
+  EXPECT_EQ(harness_.Restore(worker_, RestoreMode::kAddOnlyNew),
+            rows({u"Inserting messages...", u"0 message inserted in the database.",
+                  u"2 messages not inserted cos exist in the database."}));
+  EXPECT_EQ(harness_.tally.restored, 2u);
+  EXPECT_EQ(harness_.Restore(worker_, RestoreMode::kDeleteAllFirst),
+            rows({u"Deleting existing messages...", u"2 messages deleted from the database.",
+                  u"Inserting messages...", u"2 messages inserted in the database."}));
+  EXPECT_EQ(Count(u"SMS", u"Inbox") + Count(u"Mail", u"Inbox"), 2u);
+
+  // What is left out is neither deleted nor restored.
+  harness_.messages_option.exclusions = {{u"SMS", std::nullopt}};
+  std::unique_ptr<MessageFolder> inbox = Folder(u"Mail", u"Inbox");
+  std::vector<EntryId> mail;
+  inbox->GetContents(&mail);
+  inbox->DeleteMessages(mail);
+  harness_.Restore(worker_, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(Count(u"SMS", u"Inbox"), 1u);
+  EXPECT_EQ(Count(u"Mail", u"Inbox"), 1u);
+  EXPECT_EQ(harness_.tally.restored, 1u);
+
+  harness_.messages_option.exclusions.clear();
+  harness_.page.cancel_after = u"Inserting messages...";
+  EXPECT_EQ(harness_.Restore(worker_, RestoreMode::kAddOnlyNew),
+            rows({u"Inserting messages...", u"! Messages restore has been canceled.",
+                  u"0 message inserted in the database.",
+                  u"0 message not inserted cos exists in the database."}));
+}
+
+TEST_F(MessagesTest, DamagedFilesAreRefusedAndUnreadableRecordsPassedOver) {
+  Add(u"Mail", u"Inbox", Simple(u"Kept", u""));
+  const std::u16string header =
+      u"Msg Id;Sender Name;Sender Address;Sender AddressType;Prefix;Subject;Body;BodyType;Folder;"
+      u"Account;Msg Class;Content Length;Msg Size;Msg Flags;Msg Status;Modify Time;"
+      u"Delivery Time;Recipient Nbr;Recipients;Attachment Nbr;Attachments\r\n";
+  const std::u16string message = u";;;;;Hi;;0;Archive;Mail;;;;;;;;0;;0;\r\n";
+  const auto refused = [&](std::u16string text) {
+    harness_.WriteRecordFile(text);
+    return harness_.Restore(worker_, RestoreMode::kDeleteAllFirst);
+  };
+  EXPECT_EQ(refused(u"Name;Subject\r\n" + message),
+            (std::vector<std::u16string>{
+                u"Retrieving file records...",
+                u"! Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found.Nothing done."}));
+  EXPECT_EQ(refused(header + message + u";;;;;\"cut off"),
+            (std::vector<std::u16string>{
+                u"Retrieving file records...",
+                u"! Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 3.Nothing done."}));
+  EXPECT_EQ(refused(header),
+            (std::vector<std::u16string>{u"Retrieving file records...", u"0 record found in file.",
+                                         u"No messages found. Nothing done"}));
+  EXPECT_EQ(Count(u"Mail", u"Inbox"), 1u);
+
+  // A subject with a quote before a separator is written as it is and reads back split.
+  const std::vector<std::u16string> rows =
+      refused(header + u";;;;;\"Re: \"x\";y\";;0;Inbox;Mail;;;;;;;;0;;0;\r\n" + message +
+              u";;;;;Bad;;0;Inbox;Mail;;;;;;;;2;\"1,a,b,c\";0;\r\n");
+  EXPECT_EQ(
+      std::vector<std::u16string>(rows.begin() + 7, rows.end() - 2),
+      (std::vector<std::u16string>{u"Inserting messages...",
+                                   u"! Record 1 couldn't be read as a message; it is not restored.",
+                                   u"! Record 3 couldn't be read as a message; it is not restored.",
+                                   u"1 message inserted in the database."}));
+  EXPECT_EQ(harness_.tally.records, 3u);
+  EXPECT_EQ(harness_.tally.restored, 1u);
+  // A folder the device lacks is made at the top of its store.
+  std::vector<platform::MessageFolderRow> folders;
+  Store(u"Mail")->GetHierarchy(&folders);
+  EXPECT_EQ(folders.back().name, u"Archive");
+  EXPECT_TRUE(folders.back().parent_id.empty());
+  EXPECT_EQ(folders.back().message_count, 1u);
+}
+
+TEST(MessageFolders, ExclusionRecordsAndChoices) {
+  const std::optional<ExclusionRecord> record = MakeExclusionRecord({u"SMS", u"Inbox"});
+  ASSERT_TRUE(record);
+  EXPECT_EQ(std::vector<std::uint8_t>(record->begin(), record->begin() + 24),
+            (std::vector<std::uint8_t>{2,   0, 0,   0, 3,   0, 0,   0, 5,   0, 0,   0,
+                                       'S', 0, 'M', 0, 'S', 0, 'I', 0, 'n', 0, 'b', 0}));
+  EXPECT_EQ(ReadExclusionRecord(*record), (FolderExclusion{u"SMS", u"Inbox"}));
+  const FolderExclusion store{u"\U0001F4E7 Mail", std::nullopt};
+  EXPECT_EQ(ReadExclusionRecord(*MakeExclusionRecord(store)), store);
+  EXPECT_FALSE(MakeExclusionRecord({std::u16string(300, u'x'), std::u16string(217, u'y')}));
+  ExclusionRecord junk{};
+  EXPECT_FALSE(ReadExclusionRecord(junk));
+  junk[0] = 1;
+  junk[4] = 0xFF;
+  junk[5] = 0xFF;
+  EXPECT_FALSE(ReadExclusionRecord(junk));
+  EXPECT_FALSE(ReadExclusionRecord(std::span(*record).first(1043)));
+
+  const std::vector<platform::MessageFolderRow> folders = {
+      {{1}, {}, u"Inbox", 0}, {{2}, {1}, u"Projects", 0}, {{3}, {}, u"Sent Items", 0}};
+  const std::vector<StoreFolders> stores = {
+      {u"ActiveSync", folders}, {u"SMS", folders}, {u"Mail", folders}};
+  std::vector<std::u16string> unknown;
+  const std::vector<std::u16string> choices = {u"Text Messages", u"Mail/Projects", u"Mail/Nowhere"};
+  EXPECT_EQ(ExclusionsKeeping(stores, choices, &unknown),
+            (std::vector<FolderExclusion>{
+                {u"ActiveSync", std::nullopt}, {u"Mail", u"Inbox"}, {u"Mail", u"Sent Items"}}));
+  EXPECT_EQ(unknown, std::vector<std::u16string>{u"Mail/Nowhere"});
+  EXPECT_EQ(FolderLabel(u"Inbox", 12), u"Inbox(12)");
 }
 
 }  // namespace
