@@ -260,6 +260,7 @@ TEST_F(MessagesTest, RestoreModesChoiceAndCancel) {
   harness_.Restore(worker_, RestoreMode::kDeleteAllFirst);
   EXPECT_EQ(Count(u"SMS", u"Inbox"), 1u);
   EXPECT_EQ(Count(u"Mail", u"Inbox"), 1u);
+  EXPECT_EQ(harness_.tally.records, 1u);
   EXPECT_EQ(harness_.tally.restored, 1u);
 
   harness_.messages_option.exclusions.clear();

@@ -435,6 +435,8 @@ void RestorePass::InsertRecords(MessageSession& session,
     const bool chosen =
         !IsExcluded(option, message.account, message.folder) &&
         !(message.is_folder && IsExcluded(option, message.account, message.subject));
+    // A message the user left out is no record the restore owed them.
+    if (!chosen && !message.is_folder) --tally_.records;
     if (chosen && Reach(session, stores, message.account, message.folder)) {
       if (message.is_folder) {
         std::unique_ptr<MessageFolder> subfolder;
