@@ -1,8 +1,13 @@
 #include "platform/host/sqlite_message_store.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <charconv>
+#include <fstream>
 #include <limits>
 #include <map>
+#include <sstream>
 #include <utility>
 
 #include "platform/text.h"
@@ -48,6 +53,10 @@ CREATE TABLE IF NOT EXISTS attachments (
   method INTEGER NOT NULL,
   contents BLOB NOT NULL);
 CREATE INDEX IF NOT EXISTS attachments_by_message ON attachments (message_id, id);
+CREATE TABLE IF NOT EXISTS unsaved_messages (
+  message_id INTEGER PRIMARY KEY REFERENCES messages(id) ON DELETE CASCADE,
+  process INTEGER NOT NULL,
+  process_start INTEGER NOT NULL);
 )sql";
 
 enum class EntryKind : std::uint8_t { kStore = 1, kFolder = 2, kMessage = 3 };
@@ -91,6 +100,47 @@ HResult DeviceAnswerOf(const StoreFailure& failure) {
       return kEOutOfMemory;
   }
   return kEFail;
+}
+
+// When a process started, in clock ticks after the machine's boot; nothing when there is no such
+// process. With its id, it names a process for good: ids are given again, start times are not.
+std::optional<std::int64_t> ProcessStart(std::int64_t process) {
+  std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  if (!std::getline(stat, line)) return std::nullopt;
+  // The command name, in parentheses, may hold blanks; the fields after it are numbered from 3.
+  const std::size_t name_end = line.rfind(')');
+  if (name_end == std::string::npos) return std::nullopt;
+  std::istringstream fields(line.substr(name_end + 1));
+  std::string field;
+  for (int number = 3; number <= 22; ++number) fields >> field;
+  std::int64_t start = 0;
+  const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), start);
+  if (error != std::errc() || end != field.data() + field.size()) return std::nullopt;
+  return start;
+}
+
+// Removes the messages that a program ended before saving them left in the file: made, never
+// saved, and no longer anybody's. A message being made by a live program is left alone. Nothing
+// to sweep, or a file that cannot be written now, leaves it for another time.
+void SweepUnsavedMessages(SqliteDatabase& database) {
+  std::vector<std::int64_t> left;
+  {
+    SqliteStatement query =
+        database.Prepare("SELECT message_id, process, process_start FROM unsaved_messages");
+    while (query.Step()) {
+      if (ProcessStart(query.Integer(1)) != query.Integer(2)) left.push_back(query.Integer(0));
+    }
+  }
+  if (left.empty()) return;
+  bool swept = database.Execute("BEGIN IMMEDIATE");
+  SqliteStatement remove = database.Prepare("DELETE FROM messages WHERE id = ? AND saved = 0");
+  for (const std::int64_t message : left) {
+    remove.Reset();
+    swept = swept && remove.Bind(1, message).Run();
+  }
+  if (!swept || !database.Execute("COMMIT")) database.Execute("ROLLBACK");
+  database.ClearFailure();
 }
 
 bool IsPropertyType(std::uint32_t tag) {
@@ -524,10 +574,18 @@ class SqliteMessage : public Message {
   HResult Save() override {
     if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
     if (saved_) return kSOk;
-    const CachedStatement update =
-        session_->database().Cached("UPDATE messages SET saved = 1 WHERE id = ?");
-    if (!update->Bind(1, row_).Run()) return session_->Answer(kEFail);
-    if (session_->database().Changes() != 1) return kENotFound;
+    SqliteDatabase& database = session_->database();
+    bool found = false;
+    const bool written = session_->Transaction([&] {
+      if (!database.Cached("UPDATE messages SET saved = 1 WHERE id = ?")->Bind(1, row_).Run())
+        return false;
+      found = database.Changes() == 1;
+      return database.Cached("DELETE FROM unsaved_messages WHERE message_id = ?")
+          ->Bind(1, row_)
+          .Run();
+    });
+    if (!written) return session_->Answer(kEFail);
+    if (!found) return kENotFound;
     saved_ = true;
     return kSOk;
   }
@@ -593,14 +651,23 @@ class SqliteMessageFolder : public MessageFolder {
   HResult CreateMessage(std::unique_ptr<Message>* created) override {
     created->reset();
     if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
-    if (!session_->database()
-             .Cached("INSERT INTO messages (folder_id) VALUES (?)")
-             ->Bind(1, row_)
-             .Run()) {
-      return session_->Answer(kEFail);
-    }
-    *created =
-        std::make_unique<SqliteMessage>(session_, session_->database().LastInsertId(), false);
+    SqliteDatabase& database = session_->database();
+    std::int64_t row = 0;
+    // Owned by this process until it is saved, so that one it never saves can be found.
+    const bool made = session_->Transaction([&] {
+      if (!database.Cached("INSERT INTO messages (folder_id) VALUES (?)")->Bind(1, row_).Run())
+        return false;
+      row = database.LastInsertId();
+      return database
+          .Cached(
+              "INSERT INTO unsaved_messages (message_id, process, process_start) VALUES (?, ?, ?)")
+          ->Bind(1, row)
+          .Bind(2, static_cast<std::int64_t>(::getpid()))
+          .Bind(3, ProcessStart(::getpid()).value_or(0))
+          .Run();
+    });
+    if (!made) return session_->Answer(kEFail);
+    *created = std::make_unique<SqliteMessage>(session_, row, false);
     return kSOk;
   }
 
@@ -804,6 +871,7 @@ HResult SqliteMessageRuntime::Logon(std::unique_ptr<MessageSession>* session) {
   bool absent = false;
   std::unique_ptr<SqliteDatabase> database = Connect(false, &absent);
   if (!database && !absent) return FailureResult();
+  if (database) SweepUnsavedMessages(*database);
   *session =
       std::make_unique<SqliteMessageSession>(std::make_shared<Session>(*this, std::move(database)));
   return kSOk;

@@ -11,7 +11,8 @@
 //   on as a failed device: Logon fails, and so does every operation of every object already
 //   made. The failure is kept, with its cause, until it is cleared.
 // - A new message is in the file from CreateMessage on, out of its folder's contents until it
-//   is saved; dropped unsaved, it goes.
+//   is saved; dropped unsaved, it goes. One whose program ended before saving it (killed, say)
+//   goes at the next Logon.
 // - An attachment being read or written in chunks keeps its blob open between chunks, so that
 //   each chunk is found without walking the contents from their start; it is let go at the last
 //   byte, at any other operation of the session, and when the message goes. The chunks written

@@ -216,6 +216,31 @@ TEST_F(SqliteMessageStoreTest, WhatIsLeftHalfDoneIsNotKept) {
   std::vector<EntryId> listed;
   ASSERT_EQ(drafts->GetContents(&listed), kSOk);
   EXPECT_EQ(listed, std::vector<EntryId>{message->entry_id()});
+
+  // One whose program ended before saving it goes at the next log-on; one being made stays.
+  std::unique_ptr<Message> orphan;
+  ASSERT_EQ(drafts->CreateMessage(&orphan), kSOk);
+  ASSERT_EQ(drafts->CreateMessage(&unsaved), kSOk);
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(device_.HostPath(kMessageStoreFile).c_str(), &other), SQLITE_OK);
+  const auto unsaved_rows = [&] {
+    sqlite3_stmt* count = nullptr;
+    sqlite3_prepare_v2(other, "SELECT COUNT(*) FROM messages WHERE saved = 0", -1, &count, nullptr);
+    sqlite3_step(count);
+    const int rows = sqlite3_column_int(count, 0);
+    sqlite3_finalize(count);
+    return rows;
+  };
+  ASSERT_EQ(sqlite3_exec(other,
+                         "UPDATE unsaved_messages SET process_start = -1 WHERE message_id = "
+                         "(SELECT MIN(message_id) FROM unsaved_messages)",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  Logon();
+  EXPECT_EQ(unsaved_rows(), 1);
+  ASSERT_EQ(unsaved->Save(), kSOk);
+  EXPECT_EQ(unsaved_rows(), 0);
+  sqlite3_close(other);
 }
 
 TEST_F(SqliteMessageStoreTest, UserFoldersNestBelowTheWellKnownOnes) {
