@@ -199,27 +199,28 @@ std::u16string AttachmentHeadText(const platform::MessageAttachment& attachment)
 bool ReadMessageRecord(const platform::Clock& clock, const records::Record& record,
                        MessageRecord* message) {
   *message = MessageRecord();
-  if (record.size() < kColumnCount) return false;
-  message->account = record[kAccountColumn];
-  message->folder = record[kFolderColumn];
-  message->subject = record[kSubjectColumn];
-  message->body = record[kBodyColumn];
-  if (record[kMessageClassColumn] == kFolderRecordClass) {
+  // A record shorter than the header reads its missing columns as empty.
+  const auto column = [&](Column number) { return record.Value(number); };
+  message->account = column(kAccountColumn);
+  message->folder = column(kFolderColumn);
+  message->subject = column(kSubjectColumn);
+  message->body = column(kBodyColumn);
+  if (column(kMessageClassColumn) == kFolderRecordClass) {
     message->is_folder = true;
     return !message->subject.empty();
   }
-  if (!record[kBodyTypeColumn].empty() &&
-      !ReadDecimal(record[kBodyTypeColumn], &message->body_type)) {
+  if (!column(kBodyTypeColumn).empty() &&
+      !ReadDecimal(column(kBodyTypeColumn), &message->body_type)) {
     return false;
   }
   for (const PropertyColumn& property : kPropertyColumns) {
-    const std::u16string_view text = record[property.column];
+    const std::u16string_view text = column(property.column);
     if (text.empty()) continue;
     if (!ReadProperty(clock, property.tag, text, &message->properties.emplace_back())) return false;
   }
-  return ReadItems(record[kRecipientCountColumn], record[kRecipientsColumn], ReadRecipient,
+  return ReadItems(column(kRecipientCountColumn), column(kRecipientsColumn), ReadRecipient,
                    &message->recipients) &&
-         ReadItems(record[kAttachmentCountColumn], record[kAttachmentsColumn], ReadAttachment,
+         ReadItems(column(kAttachmentCountColumn), column(kAttachmentsColumn), ReadAttachment,
                    &message->attachments);
 }
 

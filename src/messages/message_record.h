@@ -97,7 +97,7 @@ struct MessageRecord {
   std::vector<AttachmentItem> attachments;
 };
 
-// Reads a record of at least kColumnCount values. False when a column does not read as its
+// Reads a record; columns past its end read as empty. False when a column does not read as its
 // layout says: a byte list, a decimal number or a date that is none, a count that is not the
 // number of its items, an item out of its layout, contents that are not base64.
 bool ReadMessageRecord(const platform::Clock& clock, const records::Record& record,

@@ -362,8 +362,7 @@ bool RestorePass::CheckFile(std::uint64_t* count) {
   int failure = reader.LastError() != 0 ? reader.LastError() : records::kErrorCsvBadHeader;
   while (good && reader.Next(&record)) {
     ++*count;
-    if (record.size() < kColumnCount || record[kMessageClassColumn] != kFolderRecordClass)
-      ++tally_.records;
+    if (record.Value(kMessageClassColumn) != kFolderRecordClass) ++tally_.records;
   }
   if (good && reader.LastError() != 0) {
     good = false;
