@@ -8,6 +8,7 @@ import sys
 import tempfile
 import time
 import unittest
+import zipfile
 
 CLI = None  # set from the command line by main()
 ROW = re.compile(r"^\d\d:\d\d:\d\d  (.*)$")
@@ -63,8 +64,8 @@ class Profile:
         self.run("device", "init", *options)
         return self
 
-    def dump(self):
-        return json.loads(self.run("device", "dump", "clog.db").stdout)
+    def dump(self, what="clog.db"):
+        return json.loads(self.run("device", "dump", what).stdout)
 
     def load(self, records):
         self.run("device", "load", "clog.db", "-", stdin=json.dumps(records))
@@ -80,6 +81,13 @@ def rows(stdout):
         assert match, f"not a status row: {line!r}"
         texts.append(match.group(1))
     return texts
+
+
+def member(archive, extension):
+    """The bytes of the archive's one member with that extension."""
+    with zipfile.ZipFile(archive) as zipped:
+        (name,) = [name for name in zipped.namelist() if name.endswith(extension)]
+        return zipped.read(name)
 
 
 def without_oids(records):

@@ -3,7 +3,6 @@
 
 Usage: end_to_end_test.py /path/to/kestrav-cli [unittest options]
 """
-import json
 import os
 import signal
 import subprocess
@@ -13,14 +12,29 @@ import zipfile
 
 sys.dont_write_bytecode = True  # no __pycache__ beside the sources
 import e2e_support  # noqa: E402
-from e2e_support import TWO_CALLS, TWO_CALLS_FILE, Profile, rows, today, without_oids  # noqa: E402
+from e2e_support import (TWO_CALLS, TWO_CALLS_FILE, Profile, member, rows, today,  # noqa: E402
+                         without_oids)
+
+
+def filled_folders(stores):
+    """The messages of each folder that holds any, by path: "SMS/Inbox"."""
+    found = {}
+
+    def walk(path, folder):
+        if folder.get("messages"):
+            found[path] = folder["messages"]
+        for sub in folder.get("folders", []):
+            walk(f"{path}/{sub['name']}", sub)
+    for store in stores:
+        walk(store["name"], store)
+    return found
 
 
 class EndToEnd(e2e_support.TemporaryFolderCase):
-    def sample_with_backup(self):
+    def sample_with_backup(self, *options):
         source = Profile(self, "source").init("--sample")
         archive = self.path("sample.qbk")
-        backup = source.run("backup", "--output", archive)
+        backup = source.run("backup", "--output", archive, *options)
         self.assertTrue(backup.stdout.endswith(f"Backup file: {archive}\n"))
         return source, archive
 
@@ -66,11 +80,13 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
 
     def test_every_kind_both_ways_then_add_new_finds_each(self):
         # Windows Mobile 2005 to 2003 SE and back: every kind comes back as it was, speed dials
-        # linked again to the same contacts' phones.
-        source, archive = self.sample_with_backup()
+        # linked again to the same contacts' phones, messages with their attachments' contents.
+        # Stored: deflating the 5 MB attachment's text takes seconds.
+        source, archive = self.sample_with_backup("--attachments", "--store")
         older = Profile(self, "older").init("--os", "4")
         older.run("restore", archive)
-        older.run("backup", "--output", self.path("older.qbk"))
+        older.run("backup", "--attachments", "--store", "--output", self.path("older.qbk"))
+        self.assertEqual(member(archive, ".csm"), member(self.path("older.qbk"), ".csm"))
         newer = Profile(self, "newer").init("--os", "5")
         newer.run("restore", self.path("older.qbk"))
         compare = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts",
@@ -81,12 +97,16 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
 
         # Restored over themselves adding only what is new, every item is found and none added
         # but the contact without a name, which is never found.
-        modes = [f"--mode={kind}=add-new"
-                 for kind in ("contacts", "appointments", "tasks", "calllogs", "speeddials")]
+        messages = older.dump("messages")
+        modes = [f"--mode={kind}=add-new" for kind in
+                 ("contacts", "appointments", "tasks", "calllogs", "speeddials", "messages")]
         log = rows(older.run("restore", archive, *modes).stdout)
         self.assertEqual([r for r in log if r.endswith(" inserted.")], ["11. '' inserted."])
         found = [r for r in log if r.endswith(" already exists. Nothing done.")]
         self.assertEqual(len(found), 24 + 40 + 8 + self.sample_items(older))
+        self.assertIn("0 message inserted in the database.", log)
+        self.assertIn("31 messages not inserted cos exist in the database.", log)
+        self.assertEqual(older.dump("messages"), messages)
 
         for kind, texts in (("appointments", " appointments successfully deleted."),
                             ("tasks", " tasks successfully deleted."),
@@ -97,8 +117,7 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
 
     def sample_items(self, device):
         """The sample's appointments and tasks on the device."""
-        return sum(len(json.loads(device.run("device", "dump", what).stdout))
-                   for what in ("appointments", "tasks"))
+        return sum(len(device.dump(what)) for what in ("appointments", "tasks"))
 
     def test_stored_member_is_byte_exact(self):
         for os_version in ("4", "5"):
@@ -110,17 +129,15 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
                 device.run("backup", "--kinds", "calllogs", "--output", archive, "--store")
                 with zipfile.ZipFile(archive) as zipped:
                     self.assertIsNone(zipped.testzip())
-                    (member,) = zipped.infolist()
-                    self.assertIn(member.filename, {f"clogs_{day}.csl", f"clogs_{today()}.csl"})
-                    self.assertEqual(member.compress_type, zipfile.ZIP_STORED)
-                    self.assertEqual(zipped.read(member), TWO_CALLS_FILE)
+                    (stored,) = zipped.infolist()
+                    self.assertIn(stored.filename, {f"clogs_{day}.csl", f"clogs_{today()}.csl"})
+                    self.assertEqual(stored.compress_type, zipfile.ZIP_STORED)
+                    self.assertEqual(zipped.read(stored), TWO_CALLS_FILE)
 
     def test_refusals_change_nothing(self):
         device, archive = self.sample_with_backup()
         calls = device.dump()
-        with zipfile.ZipFile(archive) as zipped:
-            (member,) = [name for name in zipped.namelist() if name.endswith(".csl")]
-            text = zipped.read(member).decode("utf-16")
+        text = member(archive, ".csl").decode("utf-16")
         # One signature byte off: not a call-log file.
         wrong = self.path("wrong.csl")
         with open(wrong, "wb") as out:
@@ -136,10 +153,6 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
         self.assertIn("--overwrite", device.run("backup", "--output", archive, expect=1).stderr)
         with open(archive, "rb") as kept:
             self.assertEqual(kept.read(), archived)
-        unknown = device.run("backup", "--kinds", "messages", "--folders", "Text Messages/Nowhere",
-                             "--output", self.path("s.qbk"), expect=1)
-        self.assertIn("Text Messages/Nowhere: no such store or folder", unknown.stderr)
-        self.assertFalse(os.path.exists(self.path("s.qbk")))
         self.assertIn("no delete-all", device.run("delete-all", "messages", "--yes", expect=1).stderr)
 
         self.assertIn("--yes", device.run("delete-all", "calllogs", expect=1).stderr)
@@ -147,6 +160,37 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
         deleted = device.run("delete-all", "calllogs", "--yes")
         self.assertEqual(deleted.stdout, "40 call logs deleted from the database.\n")
         self.assertEqual(device.dump(), [])
+
+    def test_messages_of_chosen_folders_and_damaged_files(self):
+        device = Profile(self, "texts").init("--sample")
+        unknown = device.run("backup", "--kinds", "messages", "--folders", "Text Messages/Nowhere",
+                             "--output", self.path("none.qbk"), expect=1)
+        self.assertIn("Text Messages/Nowhere: no such store or folder", unknown.stderr)
+        self.assertFalse(os.path.exists(self.path("none.qbk")))
+
+        # Only the chosen folder goes out: restored onto an empty device, it alone fills.
+        inbox = self.path("inbox.qbk")
+        device.run("backup", "--kinds", "messages", "--folders", "Text Messages/Inbox",
+                   "--output", inbox)
+        target = Profile(self, "target").init("--os", "4")
+        self.assertIn("6 records found in file.", rows(target.run("restore", inbox).stdout))
+        restored = target.dump("messages")
+        self.assertEqual(filled_folders(restored),
+                         {"SMS/Inbox": filled_folders(device.dump("messages"))["SMS/Inbox"]})
+
+        # A value cut off at the end, or a header not of messages: refused before the delete.
+        text = member(inbox, ".csm").decode("utf-16")
+        for name, damaged in (("cut", text[:text.rindex('"')]),
+                              ("header", text.replace("Msg Id;", "Msg ID;", 1))):
+            with self.subTest(name):
+                path = self.path(name + ".csm")
+                with open(path, "wb") as out:
+                    out.write(("\ufeff" + damaged).encode("utf-16-le"))
+                log = rows(target.run("restore", path, expect=1).stdout)
+                self.assertTrue([r for r in log if r.startswith("(!) ") and
+                                 r.endswith("Nothing done.")], log)
+                self.assertNotIn("Deleting existing messages...", log)
+        self.assertEqual(target.dump("messages"), restored)
 
     def test_add_new_passes_over_calls_already_there(self):
         # Calls that come back property for property: each is found where it lies.
@@ -200,7 +244,7 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
 
     def test_contacts_round_trip_between_generations(self):
         def contacts(profile):
-            dump = json.loads(profile.run("device", "dump", "contacts").stdout)
+            dump = profile.dump("contacts")
             for contact in dump:
                 del contact["oid"]
                 contact["store"] = sorted(contact.get("store", []), key=lambda p: p["id"])
