@@ -4,8 +4,10 @@
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/message_store.h"
+#include "platform/notifications.h"
 #include "platform/object_store.h"
 #include "platform/outlook.h"
+#include "platform/power.h"
 #include "platform/registry.h"
 #include "platform/safeguards.h"
 #include "platform/text.h"
@@ -52,6 +54,13 @@ class Device {
   int os_major_version() const { return os_major_version_; }
   // Null for a device without them.
   Safeguards* safeguards() const { return safeguards_; }
+  // The timed launches and the power of the device; null for a device without them.
+  Notifications* notifications() const { return notifications_; }
+  Power* power() const { return power_; }
+  void AttachScheduling(Notifications* notifications, Power* power) {
+    notifications_ = notifications;
+    power_ = power;
+  }
 
  private:
   FileSystem* files_;
@@ -62,6 +71,8 @@ class Device {
   OutlookRuntime* outlook_ = nullptr;
   MessageRuntime* messages_ = nullptr;
   Safeguards* safeguards_ = nullptr;
+  Notifications* notifications_ = nullptr;
+  Power* power_ = nullptr;
   int os_major_version_ = kWindowsMobile2005;
 };
 
