@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "messages/message_folders.h"
 #include "platform/registry.h"
 #include "settings/settings_keys.h"
 
@@ -87,7 +88,8 @@ bool DeleteSubkey(platform::Registry& registry, platform::RegistryKey root,
 // The message folders left out of the scheduled backup. Value number n holds records 0 to n
 // one after another: the writer appends each record to one growing buffer and writes it whole.
 // Only as many values as records are written; values with higher numbers stay as they were.
-using ExclusionRecord = std::array<std::uint8_t, kExclusionRecordBytes>;
+using messages::ExclusionRecord;
+using messages::kExclusionRecordBytes;
 bool WriteExclusions(platform::Registry& registry, std::span<const ExclusionRecord> records);
 // One record per value, from the leading bytes of each value long enough to hold one. As every
 // value begins with record 0, that is what comes back for each: the layout's quirk, kept.

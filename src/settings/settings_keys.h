@@ -27,7 +27,4 @@ inline constexpr char16_t kDefaultFolder[] = u"\\Storage Card";
 inline constexpr char16_t kDefaultBackupFolder[] = u"\\Storage Card\\";
 inline constexpr std::uint32_t kDefaultKeepFiles = 3;
 
-// One folder-exclusion record of the messages folder tree.
-inline constexpr std::size_t kExclusionRecordBytes = 1044;
-
 }  // namespace kestrav::settings
