@@ -205,10 +205,23 @@ class Session {
   SqliteDatabase& database() { return *database_; }
   bool has_file() const { return database_ != nullptr; }
 
-  // Whether the session can work, after letting go of any open blob.
+  // Whether the session can change the file, after letting go of any open blob and of the reads
+  // in hand.
   HResult Ready() {
     LetGo();
+    if (database_) database_->EndReading();
     return Usable();
+  }
+  // Whether the session can read. The reads of a message's parts share one read transaction
+  // with the listing before them (up to a bound), so a backup does not take and drop the file's
+  // locks for every call; a listing (fresh) starts a new one, and sees what others changed.
+  HResult ReadyToRead(bool fresh = false) {
+    LetGo();
+    const HResult usable = Usable();
+    if (Failed(usable) || !database_) return usable;
+    if (fresh) database_->EndReading();
+    database_->Reading();
+    return usable;
   }
   HResult Usable() {
     if (!logged_on_) return kEFail;
@@ -225,6 +238,7 @@ class Session {
   HResult Logoff() {
     if (!logged_on_) return kEFail;
     LetGo();
+    if (database_) database_->EndReading();
     logged_on_ = false;
     return kSOk;
   }
@@ -314,6 +328,7 @@ class SqliteMessage : public Message {
   ~SqliteMessage() override {
     if (session_->Owns(this)) session_->LetGo();
     if (saved_ || !session_->Healthy()) return;
+    session_->database().EndReading();
     session_->database()
         .Cached("DELETE FROM messages WHERE id = ? AND saved = 0")
         ->Bind(1, row_)
@@ -325,7 +340,7 @@ class SqliteMessage : public Message {
   HResult GetProperties(const std::vector<std::uint32_t>& tags,
                         std::vector<PropertyValue>* properties) override {
     properties->clear();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
     // One look at the message's properties, whatever the number asked for.
     const CachedStatement query = session_->database().Cached(
         "SELECT tag, value FROM message_properties WHERE message_id = ?");
@@ -372,7 +387,7 @@ class SqliteMessage : public Message {
 
   HResult GetSubject(std::u16string* subject) override {
     subject->clear();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
     const CachedStatement query =
         session_->database().Cached("SELECT subject FROM messages WHERE id = ?");
     if (!query->Bind(1, row_).Step()) return session_->Answer(kENotFound);
@@ -391,7 +406,7 @@ class SqliteMessage : public Message {
   HResult GetBody(std::u16string* body, std::int32_t* body_type) override {
     body->clear();
     *body_type = 0;
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
     const CachedStatement query =
         session_->database().Cached("SELECT body, body_type FROM messages WHERE id = ?");
     if (!query->Bind(1, row_).Step()) return session_->Answer(kENotFound);
@@ -411,7 +426,7 @@ class SqliteMessage : public Message {
 
   HResult GetRecipients(std::vector<MessageRecipient>* recipients) override {
     recipients->clear();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
     const CachedStatement query = session_->database().Cached(
         "SELECT kind, display_name, address, address_type FROM recipients WHERE message_id = ? "
         "ORDER BY id");
@@ -462,7 +477,7 @@ class SqliteMessage : public Message {
 
   HResult GetAttachments(std::vector<MessageAttachment>* attachments) override {
     attachments->clear();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
     // length() reads only the size of the contents, never the contents.
     const CachedStatement query = session_->database().Cached(
         "SELECT id, file_name, method, length(contents) FROM attachments WHERE message_id = ? "
@@ -627,7 +642,7 @@ class SqliteMessageFolder : public MessageFolder {
 
   HResult GetContents(std::vector<EntryId>* messages) override {
     messages->clear();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(true); Failed(ready)) return ready;
     const CachedStatement query = session_->database().Cached(
         "SELECT id FROM messages WHERE folder_id = ? AND saved = 1 ORDER BY id");
     query->Bind(1, row_);
@@ -639,7 +654,7 @@ class SqliteMessageFolder : public MessageFolder {
 
   HResult OpenMessage(const EntryId& message, std::unique_ptr<Message>* opened) override {
     opened->reset();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
     const std::int64_t row = RowOf(message, EntryKind::kMessage);
     const CachedStatement query = session_->database().Cached(
         "SELECT 1 FROM messages WHERE id = ? AND folder_id = ? AND saved = 1");
@@ -710,7 +725,7 @@ class SqliteMessageStore : public MessageStore {
 
   HResult GetHierarchy(std::vector<MessageFolderRow>* folders) override {
     folders->clear();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(true); Failed(ready)) return ready;
     struct Found {
       std::int64_t id;
       std::int64_t parent;
@@ -761,7 +776,7 @@ class SqliteMessageStore : public MessageStore {
 
   HResult OpenFolder(const EntryId& folder, std::unique_ptr<MessageFolder>* opened) override {
     opened->reset();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(true); Failed(ready)) return ready;
     const std::int64_t row = RowOf(folder, EntryKind::kFolder);
     const CachedStatement query =
         session_->database().Cached("SELECT name FROM folders WHERE id = ? AND store_id = ?");
@@ -819,7 +834,7 @@ class SqliteMessageSession : public MessageSession {
 
   HResult GetStores(std::vector<MessageStoreRow>* stores) override {
     stores->clear();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(true); Failed(ready)) return ready;
     if (!session_->has_file()) return kSOk;
     const CachedStatement query =
         session_->database().Cached("SELECT id, display_name FROM stores ORDER BY id");
@@ -832,7 +847,7 @@ class SqliteMessageSession : public MessageSession {
 
   HResult OpenStore(const EntryId& store, std::unique_ptr<MessageStore>* opened) override {
     opened->reset();
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (const HResult ready = session_->ReadyToRead(true); Failed(ready)) return ready;
     if (!session_->has_file()) return kENotFound;
     const std::int64_t row = RowOf(store, EntryKind::kStore);
     const CachedStatement query =
