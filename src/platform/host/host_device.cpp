@@ -3,12 +3,15 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "platform/host/host_commands.h"
 #include "platform/host/host_safeguards.h"
 #include "platform/host/iconv_code_page.h"
+#include "platform/host/logind_power.h"
 #include "platform/host/pim_outlook.h"
 #include "platform/host/sqlite_message_store.h"
 #include "platform/host/sqlite_object_store.h"
 #include "platform/host/sqlite_registry.h"
+#include "platform/host/systemd_timers.h"
 
 namespace kestrav::platform::host {
 namespace {
@@ -131,6 +134,11 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
   host->device_ = std::make_unique<Device>(
       host->files_, chosen_clock, *host->code_page_, *host->registry_, *host->object_store_,
       *host->outlook_, identity.os_major_version, *host->messages_, host->safeguards_.get());
+  host->commands_ = std::make_unique<SpawnedHostCommands>();
+  host->notifications_ = std::make_unique<SystemdNotifications>(
+      profile, SystemdNotifications::UserUnitFolder(), *host->commands_);
+  host->power_ = std::make_unique<LogindPower>(*host->commands_);
+  host->device_->AttachScheduling(host->notifications_.get(), host->power_.get());
   return host;
 }
 

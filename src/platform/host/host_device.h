@@ -24,10 +24,13 @@ namespace kestrav::platform::host {
 // opens a profile sees neither SQLite nor iconv.
 class HostSafeguards;
 class IconvCodePage;
+class LogindPower;
 class PimOutlookRuntime;
+class SpawnedHostCommands;
 class SqliteMessageRuntime;
 class SqliteObjectStore;
 class SqliteRegistry;
+class SystemdNotifications;
 
 struct DeviceIdentity {
   int os_major_version = kWindowsMobile2005;
@@ -70,6 +73,9 @@ class HostDevice {
   PimOutlookRuntime* outlook() { return outlook_.get(); }
   // The message stores of the profile's "\cemail.vol"; null for a device without a profile.
   SqliteMessageRuntime* messages() { return messages_.get(); }
+  // The profile's timed launches as systemd user timers, which say whether the user's manager
+  // took them; null for a device without a profile.
+  SystemdNotifications* notifications() { return notifications_.get(); }
 
  private:
   HostDevice(std::filesystem::path device_root, std::u16string temp_folder,
@@ -84,6 +90,9 @@ class HostDevice {
   std::unique_ptr<PimOutlookRuntime> outlook_;
   std::unique_ptr<SqliteMessageRuntime> messages_;
   std::unique_ptr<HostSafeguards> safeguards_;
+  std::unique_ptr<SpawnedHostCommands> commands_;
+  std::unique_ptr<SystemdNotifications> notifications_;
+  std::unique_ptr<LogindPower> power_;
   std::unique_ptr<Device> device_;
 };
 

@@ -1,0 +1,476 @@
+#include "platform/host/systemd_timers.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/host/host_file_system.h"
+#include "platform/text.h"
+#include "platform/time.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kUnitPrefix[] = "kestrav-schedule-";
+constexpr char kTimer[] = ".timer";
+constexpr char kService[] = ".service";
+constexpr char kProfileVariable[] = "KESTRAV_DEVICE=";
+// Ours are a few hundred bytes; anything bigger is not one of ours.
+constexpr std::size_t kUnitSizeLimit = 64 * 1024;
+// The years systemd's calendar holds.
+constexpr unsigned kFirstCalendarYear = 1970;
+constexpr unsigned kLastCalendarYear = 2199;
+// A Set that keeps losing the next number to other programs gives up after this many.
+constexpr int kNumberAttempts = 64;
+
+// FNV-1a: the same on every build and machine, unlike std::hash, so a profile keeps its units.
+std::string ProfileKey(std::string_view profile) {
+  std::uint64_t hash = 0xcbf29ce484222325ULL;
+  for (const char byte : profile) {
+    hash ^= static_cast<unsigned char>(byte);
+    hash *= 0x100000001b3ULL;
+  }
+  char text[17];
+  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
+  return text;
+}
+
+// One folder, one key: links and "." or ".." resolved, no trailing separator.
+std::string AbsoluteProfile(const fs::path& profile) {
+  std::error_code failure;
+  fs::path absolute = fs::weakly_canonical(profile, failure);
+  if (failure) absolute = fs::absolute(profile, failure).lexically_normal();
+  std::string text = absolute.string();
+  while (text.size() > 1 && text.back() == '/') text.pop_back();
+  return text;
+}
+
+// Where the unit folder cannot be made or written: something in the way of a folder is a place
+// the device may not write, and a failing disk a write fault.
+ErrorCode WriteError(int error_number) {
+  switch (error_number) {
+    case EEXIST:
+    case ENOTDIR:
+      return kErrorAccessDenied;
+    case EIO:
+      return kErrorWriteFault;
+    default:
+      return ErrorFromErrno(error_number);
+  }
+}
+
+// A word as systemd reads it back: in double quotes, with C escapes for the quote, the backslash
+// and control characters, "%%" for a percent sign (specifiers) and, where systemd substitutes
+// variables, "$$" for a dollar sign.
+std::string Quoted(std::string_view text, bool double_dollars) {
+  std::string quoted = "\"";
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (character == '"' || character == '\\') {
+      quoted += '\\';
+      quoted += character;
+    } else if (character == '%' || (character == '$' && double_dollars)) {
+      quoted += character;
+      quoted += character;
+    } else if (byte < 0x20 || byte == 0x7f) {
+      char escape[5];
+      std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+      quoted += escape;
+    } else {
+      quoted += character;
+    }
+  }
+  return quoted + '"';
+}
+
+// Takes one word written by Quoted off the front of *line, with the blank after it.
+bool Unquote(std::string_view* line, bool double_dollars, std::string* word) {
+  std::string_view rest = *line;
+  if (rest.empty() || rest.front() != '"') return false;
+  rest.remove_prefix(1);
+  word->clear();
+  while (!rest.empty() && rest.front() != '"') {
+    const char character = rest.front();
+    std::size_t used = 2;
+    if (character == '\\' && rest.size() >= 2 && (rest[1] == '"' || rest[1] == '\\')) {
+      *word += rest[1];
+    } else if (character == '\\' && rest.size() >= 4 && rest[1] == 'x') {
+      unsigned value = 0;
+      const auto [end, failure] = std::from_chars(rest.data() + 2, rest.data() + 4, value, 16);
+      if (failure != std::errc() || end != rest.data() + 4) return false;
+      *word += static_cast<char>(value);
+      used = 4;
+    } else if (character == '%' || (character == '$' && double_dollars)) {
+      if (rest.size() < 2 || rest[1] != character) return false;
+      *word += character;
+    } else if (character == '\\') {
+      return false;
+    } else {
+      *word += character;
+      used = 1;
+    }
+    rest.remove_prefix(used);
+  }
+  if (rest.empty()) return false;
+  rest.remove_prefix(1);
+  if (!rest.empty() && rest.front() != ' ') return false;
+  if (!rest.empty()) rest.remove_prefix(1);
+  *line = rest;
+  return true;
+}
+
+// systemd refuses to start an executable whose name holds quotes, backslashes or control
+// characters, whatever the quoting.
+bool SystemdStarts(std::string_view application) {
+  if (!application.starts_with('/')) return false;
+  return std::none_of(application.begin(), application.end(), [](char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return character == '"' || character == '\'' || character == '\\' || byte < 0x20 ||
+           byte == 0x7f;
+  });
+}
+
+bool CalendarText(const SystemTime& start, std::string* text) {
+  FileTime unused = 0;
+  if (!SystemTimeToFileTime(start, &unused) || start.year < kFirstCalendarYear ||
+      start.year > kLastCalendarYear) {
+    return false;
+  }
+  char buffer[48];  // room for any field values, as the compiler checks
+  std::snprintf(buffer, sizeof buffer, "%04u-%02u-%02u %02u:%02u:%02u UTC", start.year, start.month,
+                start.day, start.hour, start.minute, start.second);
+  *text = buffer;
+  return true;
+}
+
+bool ParseCalendar(std::string_view text, SystemTime* start) {
+  constexpr std::string_view kShape = "0000-00-00 00:00:00 UTC";
+  if (text.size() != kShape.size()) return false;
+  for (std::size_t index = 0; index < kShape.size(); ++index) {
+    const bool digit = std::isdigit(static_cast<unsigned char>(text[index])) != 0;
+    if (kShape[index] == '0' ? !digit : text[index] != kShape[index]) return false;
+  }
+  const auto number = [text](std::size_t at, std::size_t length) {
+    std::uint16_t value = 0;
+    for (std::size_t index = at; index < at + length; ++index)
+      value = static_cast<std::uint16_t>(value * 10 + (text[index] - '0'));
+    return value;
+  };
+  SystemTime parsed;
+  parsed.year = number(0, 4);
+  parsed.month = number(5, 2);
+  parsed.day = number(8, 2);
+  parsed.hour = number(11, 2);
+  parsed.minute = number(14, 2);
+  parsed.second = number(17, 2);
+  FileTime time = 0;
+  if (parsed.year < kFirstCalendarYear || parsed.year > kLastCalendarYear ||
+      !SystemTimeToFileTime(parsed, &time)) {
+    return false;
+  }
+  return FileTimeToSystemTime(time, start);  // which fills in the day of the week
+}
+
+// The value of the one line "key=value" of a unit; none when the key is missing or repeated.
+std::optional<std::string_view> Setting(std::string_view unit, std::string_view key) {
+  std::optional<std::string_view> found;
+  while (!unit.empty()) {
+    const std::size_t end = unit.find('\n');
+    const std::string_view line = unit.substr(0, end);
+    unit = end == std::string_view::npos ? std::string_view() : unit.substr(end + 1);
+    if (!line.starts_with(key) || line.size() <= key.size() || line[key.size()] != '=') continue;
+    if (found) return std::nullopt;
+    found = line.substr(key.size() + 1);
+  }
+  return found;
+}
+
+// A launch due while the machine sleeps runs when it wakes. WakeSystem= is left out: a user's
+// manager lacks the privilege to arm a waking clock (systemd.timer(5)), and the timer would not
+// arm at all.
+std::string TimerUnit(std::string_view calendar, std::string_view service) {
+  return "[Unit]\nDescription=Kestrav timed launch\n\n[Timer]\nOnCalendar=" +
+         std::string(calendar) + "\nPersistent=true\nUnit=" + std::string(service) +
+         "\n\n[Install]\nWantedBy=timers.target\n";
+}
+
+std::string ServiceUnit(std::string_view profile, std::string_view application,
+                        std::string_view arguments) {
+  // The executable's own name is taken as it stands; only the arguments get variables.
+  std::string command = Quoted(application, false);
+  for (std::size_t start = arguments.find_first_not_of(" \t"); start != std::string_view::npos;) {
+    const std::size_t end = arguments.find_first_of(" \t", start);
+    command += ' ' + Quoted(arguments.substr(start, end - start), true);
+    start = arguments.find_first_not_of(" \t", end);
+  }
+  return "[Unit]\nDescription=Kestrav timed launch\n\n[Service]\nType=oneshot\nEnvironment=" +
+         Quoted(std::string(kProfileVariable) + std::string(profile), false) +
+         "\nExecStart=" + command + "\n";
+}
+
+// Writes a new file whole: into a temporary file first, then linked in under its name, which
+// fails (kErrorFileExists) rather than replace a file another program put there meanwhile.
+ErrorCode WriteNewFile(const fs::path& file, std::string_view text) {
+  std::string temporary =
+      (file.parent_path() / ("." + file.filename().string() + ".XXXXXX")).string();
+  const int descriptor = ::mkostemp(temporary.data(), O_CLOEXEC);
+  if (descriptor < 0) return WriteError(errno);
+  int error_number = 0;
+  for (std::size_t written = 0; written < text.size() && error_number == 0;) {
+    const ssize_t count = ::write(descriptor, text.data() + written, text.size() - written);
+    if (count >= 0) written += static_cast<std::size_t>(count);
+    if (count < 0 && errno != EINTR) error_number = errno;
+  }
+  if (error_number == 0 && (::fchmod(descriptor, 0644) != 0 || ::fsync(descriptor) != 0))
+    error_number = errno;
+  if (::close(descriptor) != 0 && error_number == 0) error_number = errno;
+  ErrorCode error = error_number == 0 ? kErrorSuccess : WriteError(error_number);
+  if (error == kErrorSuccess && ::link(temporary.c_str(), file.c_str()) != 0)
+    error = errno == EEXIST ? kErrorFileExists : WriteError(errno);
+  ::unlink(temporary.c_str());
+  return error;
+}
+
+ErrorCode ReadUnit(const fs::path& file, std::string* text) {
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  if (descriptor < 0) return errno == ENOENT ? kErrorInvalidHandle : ErrorFromErrno(errno);
+  text->clear();
+  char buffer[4096];
+  ErrorCode error = kErrorSuccess;
+  for (;;) {
+    const ssize_t count = ::read(descriptor, buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) error = ErrorFromErrno(errno);
+    if (count <= 0) break;
+    text->append(buffer, static_cast<std::size_t>(count));
+    if (text->size() > kUnitSizeLimit) {
+      error = kErrorGenFailure;
+      break;
+    }
+  }
+  ::close(descriptor);
+  return error;
+}
+
+ErrorCode RemoveFile(const fs::path& file) {
+  return ::unlink(file.c_str()) == 0 || errno == ENOENT ? kErrorSuccess : WriteError(errno);
+}
+
+}  // namespace
+
+fs::path SystemdNotifications::UserUnitFolder() {
+  // A relative config folder is to be ignored, as systemd ignores it.
+  if (const char* config = std::getenv("XDG_CONFIG_HOME"); config != nullptr && config[0] == '/')
+    return fs::path(config) / "systemd" / "user";
+  if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/')
+    return fs::path(home) / ".config" / "systemd" / "user";
+  return {};
+}
+
+SystemdNotifications::SystemdNotifications(const fs::path& profile, fs::path unit_folder,
+                                           HostCommands& commands)
+    : profile_(AbsoluteProfile(profile)),
+      unit_prefix_(kUnitPrefix + ProfileKey(profile_) + "-"),
+      unit_folder_(std::move(unit_folder)),
+      commands_(commands) {}
+
+std::string SystemdNotifications::UnitName(NotificationHandle handle,
+                                           std::string_view suffix) const {
+  return unit_prefix_ + std::to_string(handle) + std::string(suffix);
+}
+
+ErrorCode SystemdNotifications::ListHandles(std::string_view suffix,
+                                            std::vector<NotificationHandle>* handles) {
+  handles->clear();
+  std::error_code failure;
+  for (fs::directory_iterator entries(unit_folder_, failure), end; !failure && entries != end;
+       entries.increment(failure)) {
+    const std::string name = entries->path().filename().string();
+    if (!name.starts_with(unit_prefix_) || !name.ends_with(suffix)) continue;
+    const std::string_view number = std::string_view(name).substr(
+        unit_prefix_.size(), name.size() - unit_prefix_.size() - suffix.size());
+    NotificationHandle handle = 0;
+    const auto [end_of_number, parse_failure] =
+        std::from_chars(number.data(), number.data() + number.size(), handle);
+    // The number exactly as UnitName writes it: no sign, no leading zero.
+    if (parse_failure == std::errc() && end_of_number == number.data() + number.size() &&
+        number.front() != '0') {
+      handles->push_back(handle);
+    }
+  }
+  if (failure && failure != std::errc::no_such_file_or_directory)
+    return ErrorFromErrno(failure.value());
+  std::sort(handles->begin(), handles->end());
+  return kErrorSuccess;
+}
+
+ErrorCode SystemdNotifications::GetHandles(std::vector<NotificationHandle>* handles) {
+  return ListHandles(kTimer, handles);
+}
+
+ErrorCode SystemdNotifications::Get(NotificationHandle handle, NotificationTrigger* trigger) {
+  std::string timer;
+  std::string service;
+  if (ErrorCode error = ReadUnit(unit_folder_ / UnitName(handle, kTimer), &timer)) return error;
+  if (ErrorCode error = ReadUnit(unit_folder_ / UnitName(handle, kService), &service))
+    return error == kErrorInvalidHandle ? kErrorGenFailure : error;
+
+  NotificationTrigger found;
+  const auto calendar = Setting(timer, "OnCalendar");
+  const auto unit = Setting(timer, "Unit");
+  auto environment = Setting(service, "Environment");
+  auto command = Setting(service, "ExecStart");
+  std::string profile;
+  std::string application;
+  if (!calendar || !ParseCalendar(*calendar, &found.start) || unit != UnitName(handle, kService) ||
+      !environment || !command || !Unquote(&*environment, false, &profile) ||
+      !environment->empty() || profile != kProfileVariable + profile_ ||
+      !Unquote(&*command, false, &application)) {
+    return kErrorGenFailure;
+  }
+  found.application = FromUtf8(application);
+  std::string arguments;
+  for (std::string word; !command->empty();) {
+    if (!Unquote(&*command, true, &word)) return kErrorGenFailure;
+    arguments += (arguments.empty() ? "" : " ") + word;
+  }
+  found.arguments = FromUtf8(arguments);
+  *trigger = found;
+  return kErrorSuccess;
+}
+
+ErrorCode SystemdNotifications::Set(const NotificationTrigger& trigger,
+                                    NotificationHandle* handle) {
+  note_.clear();
+  std::string calendar;
+  const std::string application = ToUtf8(trigger.application);
+  if (trigger.type != kNotificationTypeTime || !CalendarText(trigger.start, &calendar))
+    return kErrorInvalidParameter;
+  if (!SystemdStarts(application)) return kErrorInvalidName;
+  if (unit_folder_.empty()) return kErrorPathNotFound;
+  std::error_code failure;
+  fs::create_directories(unit_folder_, failure);
+  if (failure) return WriteError(failure.value());
+
+  // Services count too: one left without its timer still holds its number.
+  std::vector<NotificationHandle> timers;
+  std::vector<NotificationHandle> services;
+  if (ErrorCode error = ListHandles(kTimer, &timers)) return error;
+  if (ErrorCode error = ListHandles(kService, &services)) return error;
+  NotificationHandle number = 1;
+  if (!timers.empty()) number = std::max(number, timers.back() + 1);
+  if (!services.empty()) number = std::max(number, services.back() + 1);
+
+  // The service claims the number, so another program setting at the same time takes the next.
+  const std::string service_text = ServiceUnit(profile_, application, ToUtf8(trigger.arguments));
+  ErrorCode written = kErrorFileExists;
+  for (int attempt = 0; attempt < kNumberAttempts && written == kErrorFileExists; ++attempt) {
+    written = WriteNewFile(unit_folder_ / UnitName(number, kService), service_text);
+    if (written == kErrorFileExists) ++number;
+  }
+  if (written != kErrorSuccess) return written;
+  written = WriteNewFile(unit_folder_ / UnitName(number, kTimer),
+                         TimerUnit(calendar, UnitName(number, kService)));
+  if (written != kErrorSuccess) {
+    RemoveFile(unit_folder_ / UnitName(number, kService));
+    return written;
+  }
+
+  const std::string timer = UnitName(number, kTimer);
+  if (!AskManager()) {
+    // Linked into timers.target, the timer starts with the user's manager at the next login.
+    const bool linked = Systemctl({"enable", timer});
+    note_ =
+        u"The systemd user manager does not run here: " + FromUtf8(timer) +
+        (linked ? u" is written and enabled, and starts with the manager at your next login."
+                : u" is written but not enabled (" + note_ +
+                      u"); \"systemctl --user enable --now " + FromUtf8(timer) + u"\" starts it.");
+    *handle = number;
+    return kErrorSuccess;
+  }
+  if (!Systemctl({"daemon-reload"}) || !Systemctl({"enable", "--now", timer})) {
+    // The device never keeps half a notification: what was written goes again.
+    const std::u16string refusal = note_;
+    Disable(number, true);
+    RemoveUnits(number, true);
+    note_ = refusal;
+    return kErrorGenFailure;
+  }
+  *handle = number;
+  return kErrorSuccess;
+}
+
+ErrorCode SystemdNotifications::Clear(NotificationHandle handle) {
+  note_.clear();
+  struct stat status {};
+  if (::lstat((unit_folder_ / UnitName(handle, kTimer)).c_str(), &status) != 0 &&
+      ::lstat((unit_folder_ / UnitName(handle, kService)).c_str(), &status) != 0) {
+    return kErrorInvalidHandle;
+  }
+  // A timer the manager would not stop keeps its units, so a later Clear can try again.
+  const bool manager_running = AskManager();
+  if (!Disable(handle, manager_running)) return kErrorGenFailure;
+  return RemoveUnits(handle, manager_running);
+}
+
+bool SystemdNotifications::Disable(NotificationHandle handle, bool manager_running) {
+  const std::string timer = UnitName(handle, kTimer);
+  if (manager_running) return Systemctl({"disable", "--now", timer});
+  // Without a manager this only drops the link an earlier enable left, which would dangle once
+  // the units are gone; nothing else can have armed the timer.
+  commands_.Run("systemctl", {"--user", "disable", timer});
+  return true;
+}
+
+ErrorCode SystemdNotifications::RemoveUnits(NotificationHandle handle, bool manager_running) {
+  if (ErrorCode error = RemoveFile(unit_folder_ / UnitName(handle, kTimer))) return error;
+  if (ErrorCode error = RemoveFile(unit_folder_ / UnitName(handle, kService))) return error;
+  if (manager_running) Systemctl({"daemon-reload"});
+  return kErrorSuccess;
+}
+
+std::u16string SystemdNotifications::ProgramPath() {
+  std::error_code failure;
+  const fs::path program = fs::read_symlink("/proc/self/exe", failure);
+  return failure ? std::u16string() : FromUtf8(program.string());
+}
+
+bool SystemdNotifications::ManagerRunning() {
+  return manager_running_.has_value() ? *manager_running_ : AskManager();
+}
+
+bool SystemdNotifications::AskManager() {
+  // The state it prints counts, not the exit status: a "degraded" manager (some unit failed)
+  // exits non-zero yet takes units like a running one. "offline", or no answer, is no manager.
+  const CommandRun run = commands_.Run("systemctl", {"--user", "is-system-running"});
+  const std::string_view state = std::string_view(run.output).substr(0, run.output.find('\n'));
+  manager_running_ = run.exited && (state == "running" || state == "degraded" ||
+                                    state == "starting" || state == "initializing");
+  return *manager_running_;
+}
+
+bool SystemdNotifications::Systemctl(const std::vector<std::string>& arguments) {
+  std::vector<std::string> command = {"--user"};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  const CommandRun run = commands_.Run("systemctl", command);
+  if (run.Succeeded()) return true;
+  std::string words = "systemctl";
+  for (const std::string& argument : command) words += ' ' + argument;
+  const std::string complaint = run.errors.substr(0, run.errors.find('\n'));
+  note_ = FromUtf8(words + ": " +
+                   (!run.exited         ? std::string("did not finish")
+                    : complaint.empty() ? "failed with status " + std::to_string(run.exit_status)
+                                        : complaint));
+  return false;
+}
+
+}  // namespace kestrav::platform::host

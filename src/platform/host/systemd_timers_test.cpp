@@ -1,0 +1,236 @@
+#include "platform/host/systemd_timers.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "platform/host/logind_power.h"
+#include "platform/test_support/temporary_device.h"
+#include "platform/text.h"
+
+namespace kestrav::platform::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kManagerState[] = "systemctl --user is-system-running";
+
+// Records each command line; answers with the first answer whose line it starts with, else with
+// a quiet success.
+class RecordingCommands : public HostCommands {
+ public:
+  CommandRun Run(std::string_view program, const std::vector<std::string>& arguments) override {
+    std::string line(program);
+    for (const std::string& argument : arguments) line += ' ' + argument;
+    lines.push_back(line);
+    for (const auto& [beginning, run] : answers) {
+      if (line.starts_with(beginning)) return run;
+    }
+    return {true, 0, "", ""};
+  }
+  bool Ran(std::string_view part) const {
+    return std::any_of(lines.begin(), lines.end(),
+                       [part](const std::string& line) { return line.find(part) != line.npos; });
+  }
+
+  std::vector<std::pair<std::string, CommandRun>> answers;
+  std::vector<std::string> lines;
+};
+
+std::string ReadText(const fs::path& file) {
+  std::ifstream in(file);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+class SystemdTimersTest : public ::testing::Test {
+ protected:
+  SystemdTimersTest() {
+    commands.answers = {{kManagerState, {true, 0, "running\n", ""}}};
+    fs::create_directories(program.parent_path());
+    fs::copy_file("/bin/true", program);
+    trigger.application = FromUtf8(program.string());
+    trigger.arguments = u"/SchedBackup \"quoted\" 100% $HOME back\\slash";
+    trigger.start = {2099, 3, 0, 15, 10, 20, 30, 0};  // a Sunday
+  }
+
+  fs::path Unit(NotificationHandle handle, const char* suffix) const {
+    return units / notifications.UnitName(handle, suffix);
+  }
+
+  kestrav::testing::TemporaryFolder folder;
+  const fs::path units = folder.path() / "config" / "systemd" / "user";
+  // A real executable at a path that needs systemd's quoting.
+  const fs::path program = folder.path() / "Program Files" / "kestrav 100% $x ü" / "kestrav-cli";
+  RecordingCommands commands;
+  SystemdNotifications notifications{folder.path() / "profile", units, commands};
+  NotificationTrigger trigger;
+};
+
+TEST_F(SystemdTimersTest, SetWritesUnitsSystemdAcceptsAndGetReadsTheTriggerBack) {
+  NotificationHandle handle = 0;
+  ASSERT_EQ(notifications.Set(trigger, &handle), kErrorSuccess);
+  EXPECT_EQ(handle, 1u);
+  const std::string timer = Unit(handle, ".timer").string();
+  const std::string service = Unit(handle, ".service").string();
+
+  // systemd judges the units itself; it also finds the executable only if the quoting is right.
+  SpawnedHostCommands host;
+  const fs::path runtime = folder.path() / "runtime";
+  fs::create_directory(runtime);
+  const CommandRun verify =
+      host.Run("env", {"XDG_RUNTIME_DIR=" + runtime.string(), "systemd-analyze", "--user", "verify",
+                       "--man=no", timer, service});
+  EXPECT_TRUE(verify.Succeeded()) << verify.errors << ReadText(timer) << ReadText(service);
+  const std::string timer_text = ReadText(timer);
+  const std::size_t calendar_start = timer_text.find("OnCalendar=") + 11;
+  const std::string calendar =
+      timer_text.substr(calendar_start, timer_text.find('\n', calendar_start) - calendar_start);
+  EXPECT_EQ(calendar, "2099-03-15 10:20:30 UTC");
+  EXPECT_TRUE(host.Run("systemd-analyze", {"calendar", calendar}).Succeeded());
+
+  NotificationTrigger read;
+  ASSERT_EQ(notifications.Get(handle, &read), kErrorSuccess);
+  EXPECT_EQ(read, trigger);
+  EXPECT_EQ(commands.lines,
+            (std::vector<std::string>{
+                kManagerState, "systemctl --user daemon-reload",
+                "systemctl --user enable --now " + Unit(handle, ".timer").filename().string()}));
+  EXPECT_TRUE(notifications.ManagerRunning());
+  EXPECT_TRUE(notifications.note().empty());
+}
+
+TEST_F(SystemdTimersTest, EachProfileSeesAndClearsOnlyItsOwn) {
+  SystemdNotifications other(folder.path() / "other profile", units, commands);
+  std::vector<NotificationHandle> handles = {7};
+  // No unit folder yet: no notification, as for a user who never had a timer.
+  ASSERT_EQ(notifications.GetHandles(&handles), kErrorSuccess);
+  EXPECT_TRUE(handles.empty());
+  NotificationHandle first = 0, second = 0, others = 0;
+  ASSERT_EQ(notifications.Set(trigger, &first), kErrorSuccess);
+  ASSERT_EQ(other.Set(trigger, &others), kErrorSuccess);
+  ASSERT_EQ(notifications.Set(trigger, &second), kErrorSuccess);
+  ASSERT_EQ(notifications.GetHandles(&handles), kErrorSuccess);
+  EXPECT_EQ(handles, (std::vector<NotificationHandle>{1, 2}));
+  ASSERT_EQ(other.GetHandles(&handles), kErrorSuccess);
+  EXPECT_EQ(handles, (std::vector<NotificationHandle>{1}));
+  EXPECT_EQ(other.Clear(2), kErrorInvalidHandle);
+
+  commands.lines.clear();
+  ASSERT_EQ(notifications.Clear(first), kErrorSuccess);
+  EXPECT_EQ(commands.lines, (std::vector<std::string>{kManagerState,
+                                                      "systemctl --user disable --now " +
+                                                          Unit(first, ".timer").filename().string(),
+                                                      "systemctl --user daemon-reload"}));
+  EXPECT_FALSE(fs::exists(Unit(first, ".timer")));
+  EXPECT_FALSE(fs::exists(Unit(first, ".service")));
+  EXPECT_EQ(notifications.Get(first, &trigger), kErrorInvalidHandle);
+  NotificationTrigger read;
+  EXPECT_EQ(other.Get(others, &read), kErrorSuccess);
+  // One past the highest, so the handles keep the order they were set in.
+  ASSERT_EQ(notifications.Set(trigger, &first), kErrorSuccess);
+  EXPECT_EQ(first, 3u);
+}
+
+TEST_F(SystemdTimersTest, OnlyARunningManagerStartsTimersAndARefusalLeavesNothingSet) {
+  const std::pair<CommandRun, bool> states[] = {
+      {{true, 1, "degraded\n", ""}, true},  // a failed unit elsewhere: still takes timers
+      {{true, 1, "offline\n", ""}, false},
+      {{}, false},  // systemctl missing, or hanging until killed
+  };
+  for (const auto& [state, running] : states) {
+    commands.answers = {{kManagerState, state}};
+    commands.lines.clear();
+    NotificationHandle handle = 0;
+    ASSERT_EQ(notifications.Set(trigger, &handle), kErrorSuccess) << state.output;
+    EXPECT_EQ(notifications.ManagerRunning(), running) << state.output;
+    // Without a manager the timer is linked to start at the next login, not started now.
+    EXPECT_EQ(commands.Ran("enable --now"), running) << state.output;
+    EXPECT_EQ(notifications.note().empty(), running) << state.output;
+    EXPECT_TRUE(fs::exists(Unit(handle, ".timer")));
+  }
+
+  commands.answers = {{kManagerState, {true, 0, "running\n", ""}},
+                      {"systemctl --user enable", {true, 1, "", "Access denied\n"}},
+                      {"systemctl --user disable", {true, 1, "", "Unit is masked\n"}}};
+  NotificationHandle handle = 0;
+  EXPECT_EQ(notifications.Set(trigger, &handle), kErrorGenFailure);
+  EXPECT_NE(notifications.note().find(u"Access denied"), std::u16string::npos);
+  EXPECT_FALSE(fs::exists(Unit(4, ".timer")));
+  // A timer the manager will not stop keeps its units, for a later Clear.
+  EXPECT_EQ(notifications.Clear(1), kErrorGenFailure);
+  EXPECT_TRUE(fs::exists(Unit(1, ".timer")));
+}
+
+TEST_F(SystemdTimersTest, DamagedForeignOrImpossibleUnitsGiveErrorCodes) {
+  NotificationHandle handle = 0;
+  ASSERT_EQ(notifications.Set(trigger, &handle), kErrorSuccess);
+  const std::string written = ReadText(Unit(handle, ".service"));
+  NotificationTrigger read;
+  const std::pair<std::string, std::string> edits[] = {
+      {"\"/SchedBackup\"", "/SchedBackup"},
+      {"KESTRAV_DEVICE=", "KESTRAV_DEVICE=/another"},
+      {"ExecStart=", "ExecStart=/bin/true\nExecStart="},
+      {"$$HOME", "$HOME"},
+      {written, written.substr(0, written.size() / 2)},
+  };
+  for (const auto& [from, to] : edits) {
+    std::string text = written;
+    std::ofstream(Unit(handle, ".service")) << text.replace(text.find(from), from.size(), to);
+    EXPECT_EQ(notifications.Get(handle, &read), kErrorGenFailure) << to;
+  }
+  std::ofstream(Unit(handle, ".timer")) << std::string("\0\xff[Timer", 8);
+  EXPECT_EQ(notifications.Get(handle, &read), kErrorGenFailure);
+  EXPECT_EQ(notifications.Clear(handle), kErrorSuccess);
+
+  NotificationTrigger quoted = trigger;
+  quoted.application = u"/opt/\"kestrav\"/kestrav-cli";
+  EXPECT_EQ(notifications.Set(quoted, &handle), kErrorInvalidName);
+  NotificationTrigger too_late = trigger;
+  too_late.start.year = 2200;
+  EXPECT_EQ(notifications.Set(too_late, &handle), kErrorInvalidParameter);
+}
+
+TEST_F(SystemdTimersTest, UnwritableUnitFolderGivesAFailureCode) {
+  std::ofstream(folder.path() / "config") << "a file where the folder should be";
+  NotificationHandle handle = 0;
+  EXPECT_EQ(notifications.Set(trigger, &handle), kErrorAccessDenied);
+
+  const fs::path read_only = folder.path() / "read-only";
+  fs::create_directory(read_only);
+  fs::permissions(read_only, fs::perms::owner_read | fs::perms::owner_exec);
+  SystemdNotifications locked(folder.path() / "profile", read_only, commands);
+  // Root writes regardless of the folder's permissions.
+  if (::access(read_only.c_str(), W_OK) != 0) {
+    EXPECT_EQ(locked.Set(trigger, &handle), kErrorAccessDenied);
+  }
+  EXPECT_FALSE(commands.Ran("enable"));
+  fs::permissions(read_only, fs::perms::owner_all);
+}
+
+TEST(SpawnedHostCommands, MissingHangingAndTalkativeProgramsEndAsTheyShould) {
+  SpawnedHostCommands commands(std::chrono::milliseconds(300));
+  EXPECT_FALSE(commands.Run("kestrav-no-such-program", {}).exited);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(commands.Run("sh", {"-c", "sleep 20 & sleep 20"}).exited);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+
+  const CommandRun talkative =
+      commands.Run("sh", {"-c", "head -c 100000 /dev/zero; echo complaint >&2; exit 3"});
+  EXPECT_TRUE(talkative.exited);
+  EXPECT_EQ(talkative.exit_status, 3);
+  EXPECT_EQ(talkative.output.size(), kCommandOutputLimit);
+  EXPECT_EQ(talkative.errors, "complaint\n");
+}
+
+TEST(LogindPower, TheOffKeyAsksForASuspend) {
+  RecordingCommands commands;
+  LogindPower power(commands);
+  EXPECT_EQ(power.SetSystemPowerState(kPowerStateOn), kErrorSuccess);
+  power.PressOffKey();
+  EXPECT_EQ(commands.lines, std::vector<std::string>{"systemctl suspend --no-ask-password"});
+}
+
+}  // namespace
+}  // namespace kestrav::platform::host
