@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -46,6 +47,8 @@ class CommandContext {
   std::string device_option;
   // The --wait option: how long a job waits for another job on the same device.
   int wait_seconds = 60;
+  // A fixed clock the profile's device stands on (KESTRAV_CLOCK), for repeatable runs.
+  std::optional<platform::FixedClock> fixed_clock;
   // The command's action to run once the command line is parsed.
   std::function<int()> action;
 
@@ -55,10 +58,17 @@ class CommandContext {
 };
 
 inline constexpr int kExitSuccess = 0;
+// How long the unattended backup waits for another job on its device.
+inline constexpr int kScheduledWaitSeconds = 60 * 60;
 inline constexpr int kExitFailure = 1;
 
 // A host path given on the command line, as the device's file system takes it.
 std::u16string CommandLinePath(const std::string& path);
+
+// The unattended backup, when the whole command line is "/SchedBackup" (any case, or followed by
+// a blank and more), as a timer starts the program: its rows on standard output, then the
+// program's exit status. Nothing when the command line is another.
+std::optional<int> RunScheduledStart(CommandContext& context, std::u16string_view command_line);
 // A name from an archive or a file, for a terminal: control characters shown as "\x1b".
 std::string PrintableName(std::u16string_view name);
 
@@ -70,6 +80,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context);
 void AddDeleteAllCommand(CLI::App& app, CommandContext& context);
 void AddImportContactsCommand(CLI::App& app, CommandContext& context);
 void AddUndoCommand(CLI::App& app, CommandContext& context);
+void AddScheduleCommand(CLI::App& app, CommandContext& context);
 // "device init", and "device dump" and "device load" (AddDeviceDataCommands).
 void AddDeviceCommand(CLI::App& app, CommandContext& context);
 void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context);

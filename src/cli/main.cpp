@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 
 #include "cli/cli.h"
 #include "platform/format.h"
@@ -13,7 +14,8 @@ namespace kestrav::cli {
 platform::host::HostDevice* CommandContext::Profile() {
   if (!profile_) {
     std::string error;
-    profile_ = platform::host::HostDevice::OpenProfile(ProfileFolder(), &error);
+    profile_ = platform::host::HostDevice::OpenProfile(ProfileFolder(), &error,
+                                                       fixed_clock ? &*fixed_clock : nullptr);
     if (!profile_) {
       const bool missing = !std::filesystem::exists(ProfileFolder() / "device.json");
       Fail(missing ? error + " (create one with \"kestrav-cli device init\")" : error);
@@ -88,11 +90,50 @@ std::u16string CommandLinePath(const std::string& path) {
 
 }  // namespace kestrav::cli
 
+namespace {
+
+// KESTRAV_CLOCK="2026-11-23T09:00:00Z": the UTC time the device stands on, its local time the
+// same; for runs that must repeat exactly, as the tests' are.
+std::optional<kestrav::platform::FixedClock> FixedClockOfEnvironment() {
+  const char* text = std::getenv("KESTRAV_CLOCK");
+  unsigned year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  char zone = 0;
+  if (text == nullptr ||
+      std::sscanf(text, "%4u-%2u-%2uT%2u:%2u:%2u%c", &year, &month, &day, &hour, &minute, &second,
+                  &zone) != 7 ||
+      zone != 'Z')
+    return std::nullopt;
+  kestrav::platform::FileTime time = 0;
+  kestrav::platform::SystemTime utc{.year = static_cast<std::uint16_t>(year),
+                                    .month = static_cast<std::uint16_t>(month),
+                                    .day = static_cast<std::uint16_t>(day),
+                                    .hour = static_cast<std::uint16_t>(hour),
+                                    .minute = static_cast<std::uint16_t>(minute),
+                                    .second = static_cast<std::uint16_t>(second)};
+  if (!kestrav::platform::SystemTimeToFileTime(utc, &time) ||
+      !kestrav::platform::FileTimeToSystemTime(time, &utc))
+    return std::nullopt;
+  return kestrav::platform::FixedClock(utc, 0);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   using namespace kestrav::cli;
+  // A write past a file-size limit fails with "disk full" instead of killing the program.
+  std::signal(SIGXFSZ, SIG_IGN);
+  CommandContext context;
+  context.fixed_clock = FixedClockOfEnvironment();
+  // A timer starts the program with "/SchedBackup" as its whole command line.
+  std::string command_line;
+  for (int index = 1; index < argc; ++index)
+    command_line += (index > 1 ? " " : "") + std::string(argv[index]);
+  if (const std::optional<int> status =
+          RunScheduledStart(context, kestrav::platform::FromUtf8(command_line)))
+    return *status;
+
   CLI::App app{"kestrav-cli - back up and restore a handheld's personal information"};
   app.require_subcommand(1);
-  CommandContext context;
   app.add_option("--device", context.device_option,
                  "The device profile folder (default: $KESTRAV_DEVICE, else "
                  "$XDG_DATA_HOME/kestrav/device)");
@@ -109,8 +150,7 @@ int main(int argc, char** argv) {
   AddExtractCommand(app, context);
   AddAddCommand(app, context);
   AddDeviceCommand(app, context);
-  // A write past a file-size limit fails with "disk full" instead of killing the program.
-  std::signal(SIGXFSZ, SIG_IGN);
+  AddScheduleCommand(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

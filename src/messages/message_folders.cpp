@@ -34,6 +34,12 @@ std::u16string ShownStoreName(std::u16string_view display_name) {
   return std::u16string(display_name);
 }
 
+std::u16string StoreNameOfShown(std::u16string_view shown) {
+  if (shown == texts::kActiveSyncShown) return texts::kActiveSyncStore;
+  if (shown == texts::kSmsShown) return texts::kSmsStore;
+  return std::u16string(shown);
+}
+
 std::u16string FolderLabel(std::u16string_view name, std::uint32_t message_count) {
   return platform::Format(texts::kFolderLabel, name, message_count);
 }

@@ -20,6 +20,8 @@ namespace kestrav::messages {
 
 // "ActiveSync" shows as "Outlook E-Mail", "SMS" as "Text Messages", any other store as it is.
 std::u16string ShownStoreName(std::u16string_view display_name);
+// The reverse: the display name of the store shown under that name.
+std::u16string StoreNameOfShown(std::u16string_view shown);
 // A folder in the tree: "Inbox(12)".
 std::u16string FolderLabel(std::u16string_view name, std::uint32_t message_count);
 

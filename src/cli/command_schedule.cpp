@@ -1,0 +1,221 @@
+#include <cstdio>
+
+#include "cli/cli.h"
+#include "cli/command_words.h"
+#include "kinds/jobs.h"
+#include "messages/message_folders.h"
+#include "platform/format.h"
+#include "platform/host/systemd_timers.h"
+#include "platform/text.h"
+#include "settings/schedule.h"
+
+namespace kestrav::cli {
+namespace {
+
+constexpr std::string_view kDayWords[] = {"sun", "mon", "tue", "wed", "thu", "fri", "sat"};
+constexpr std::string_view kDayNames[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                          "Thursday", "Friday", "Saturday"};
+
+struct SetOptions {
+  std::string days = "all";
+  std::string time;
+  std::string folder;
+  std::string kinds;
+  int keep = 0;
+  bool turn_off = false;
+  bool store = false;
+  bool attachments = false;
+  std::vector<std::string> exclude;
+};
+
+bool ParseDays(std::string_view list, std::uint8_t* days, std::string* error) {
+  *days = 0;
+  if (list == "all") {
+    *days = 0x7F;
+    return true;
+  }
+  while (!list.empty()) {
+    const std::string_view word = list.substr(0, list.find(','));
+    list.remove_prefix(std::min(list.size(), word.size() + 1));
+    std::size_t day = 0;
+    while (day < 7 && kDayWords[day] != word) ++day;
+    if (day == 7) {
+      *error = "--days: \"" + std::string(word) +
+               "\" is no day (sun, mon, tue, wed, thu, fri, "
+               "sat, or all)";
+      return false;
+    }
+    *days |= static_cast<std::uint8_t>(1u << day);
+  }
+  return true;
+}
+
+// "HH:MM" or "HH:MM:SS" as seconds after midnight.
+bool ParseTime(std::string_view text, std::uint32_t* seconds) {
+  unsigned hour = 0;
+  unsigned minute = 0;
+  unsigned second = 0;
+  char tail = 0;
+  const std::string copy(text);
+  const int read = std::sscanf(copy.c_str(), "%2u:%2u:%2u%c", &hour, &minute, &second, &tail);
+  if ((read != 2 && read != 3) || hour > 23 || minute > 59 || second > 59) return false;
+  if (read == 2 && copy.size() != 5) return false;
+  *seconds = (hour * 60 + minute) * 60 + second;
+  return true;
+}
+
+std::string TimeText(const platform::SystemTime& time) {
+  return platform::ToUtf8(platform::Format(u"%.4d-%.2d-%.2d %.2d:%.2d:%.2d UTC", time.year,
+                                           time.month, time.day, time.hour, time.minute,
+                                           time.second));
+}
+
+// The next run as the user reads it, or why there is none.
+std::string NextRunText(const platform::Device& device) {
+  const std::optional<platform::SystemTime> next = settings::NextScheduledRun(device);
+  if (next) return TimeText(*next);
+  return "none armed (saved on a scheduled day after its start time, the schedule arms no run "
+         "until it is saved again)";
+}
+
+// What the host's timer service did with the last change, when it could not start the timer.
+void SayWhetherTimersRun(platform::host::HostDevice& host) {
+  const platform::host::SystemdNotifications* timers = host.notifications();
+  if (timers != nullptr && !timers->note().empty())
+    std::printf("%s\n", platform::ToUtf8(timers->note()).c_str());
+}
+
+int Show(CommandContext& context) {
+  platform::host::HostDevice* host = context.Profile();
+  if (host == nullptr) return kExitFailure;
+  const platform::Device& device = host->device();
+  const std::optional<settings::ScheduleChoice> schedule = settings::ReadSchedule(device);
+  if (!schedule) {
+    std::printf("No backup schedule is set.\n");
+    return kExitSuccess;
+  }
+  std::string days;
+  for (std::size_t day = 0; day < 7; ++day) {
+    if ((schedule->days & (1u << day)) != 0)
+      days += (days.empty() ? "" : ", ") + std::string(kDayNames[day]);
+  }
+  std::string kinds;
+  for (const engine::ItemKind kind : schedule->kinds)
+    kinds += (kinds.empty() ? "" : ", ") + KindCommandWord(kind);
+  std::string excluded;
+  for (const engine::FolderExclusion& exclusion : schedule->exclusions) {
+    excluded += (excluded.empty() ? "" : ", ") +
+                platform::ToUtf8(messages::ShownStoreName(exclusion.store)) +
+                (exclusion.folder ? "/" + platform::ToUtf8(*exclusion.folder) : "");
+  }
+  const std::uint32_t start = schedule->start_seconds;
+  std::printf("Days: %s\n", days.empty() ? "none" : days.c_str());
+  std::printf("Start time: %.2u:%.2u:%.2u UTC\n", start / 3600, start % 3600 / 60, start % 60);
+  std::printf("Folder: %s\n", platform::ToUtf8(schedule->backup_folder).c_str());
+  std::printf("Kinds: %s\n", kinds.empty() ? "none" : kinds.c_str());
+  if (schedule->delete_old)
+    std::printf("Old backups: deleted, keeping %u\n", schedule->keep_files);
+  else
+    std::printf("Old backups: kept\n");
+  std::printf("Turn off after backup: %s\n", schedule->turn_off ? "yes" : "no");
+  std::printf("Compress: %s\n", schedule->compress ? "yes" : "no");
+  std::printf("Message attachments: %s\n", schedule->store_attachments ? "yes" : "no");
+  std::printf("Message folders left out: %s\n", excluded.empty() ? "none" : excluded.c_str());
+  std::printf("Next run: %s\n", NextRunText(device).c_str());
+  return kExitSuccess;
+}
+
+int Set(CommandContext& context, const SetOptions& options) {
+  platform::host::HostDevice* host = context.Profile();
+  if (host == nullptr) return kExitFailure;
+  const platform::Device& device = host->device();
+  settings::ScheduleChoice choice;
+  std::string reason;
+  if (!ParseDays(options.days, &choice.days, &reason)) return context.Fail(reason);
+  if (!ParseTime(options.time, &choice.start_seconds))
+    return context.Fail("--time " + options.time + ": expected HH:MM or HH:MM:SS (UTC)");
+  choice.kinds = KindsWithWorkers();
+  if (!options.kinds.empty() && !ParseKinds(options.kinds, &choice.kinds, &reason))
+    return context.Fail(reason);
+  choice.backup_folder = options.folder.empty() ? kinds::DefaultBackupFolder(device)
+                                                : platform::FromUtf8(options.folder);
+  choice.delete_old = options.keep != 0;
+  choice.keep_files = options.keep != 0 ? static_cast<std::uint32_t>(options.keep) : 3;
+  choice.turn_off = options.turn_off;
+  choice.compress = !options.store;
+  choice.store_attachments = options.attachments;
+  for (const std::string& path : options.exclude) {
+    const std::u16string wide = platform::FromUtf8(path);
+    const std::size_t slash = wide.find(u'/');
+    engine::FolderExclusion exclusion{messages::StoreNameOfShown(wide.substr(0, slash)),
+                                      std::nullopt};
+    if (slash != std::u16string::npos) exclusion.folder = wide.substr(slash + 1);
+    if (!messages::MakeExclusionRecord(exclusion))
+      return context.Fail("--exclude " + path + ": the names are too long");
+    choice.exclusions.push_back(std::move(exclusion));
+  }
+  const std::unique_ptr<engine::DeviceJob> job = context.BeginJob(device, u"schedule set", false);
+  if (!job) return kExitFailure;
+  bool armed = false;
+  if (!settings::SaveSchedule(device, choice, &armed))
+    return context.FailOnStoreFailure(*job, "the schedule could not be saved", true);
+  std::printf("%s\n", platform::ToUtf8(settings::kScheduleUpdated).c_str());
+  std::printf("Next run: %s\n", NextRunText(device).c_str());
+  SayWhetherTimersRun(*host);
+  return kExitSuccess;
+}
+
+int Clear(CommandContext& context) {
+  platform::host::HostDevice* host = context.Profile();
+  if (host == nullptr) return kExitFailure;
+  const std::unique_ptr<engine::DeviceJob> job =
+      context.BeginJob(host->device(), u"schedule clear", false);
+  if (!job) return kExitFailure;
+  if (!settings::ReadSchedule(host->device())) {
+    std::printf("No backup schedule is set.\n");
+    return kExitSuccess;
+  }
+  if (!settings::ClearSchedule(host->device()))
+    return context.Fail("the schedule could not be cleared");
+  std::printf("The backup schedule is cleared.\n");
+  SayWhetherTimersRun(*host);
+  return kExitSuccess;
+}
+
+}  // namespace
+
+void AddScheduleCommand(CLI::App& app, CommandContext& context) {
+  CLI::App* command = app.add_subcommand(
+      "schedule", "Show, set or clear the unattended backup (a systemd user timer)");
+  command->require_subcommand(1);
+  command->add_subcommand("show", "Show the schedule and its next run")->callback([&context] {
+    context.action = [&context] { return Show(context); };
+  });
+  CLI::App* set = command->add_subcommand(
+      "set", "Set the schedule, as the window's Schedule page saves it, and arm its next run");
+  auto options = std::make_shared<SetOptions>();
+  set->add_option("--days", options->days,
+                  "Comma-separated days: sun, mon, tue, wed, thu, fri, sat, or all (default)");
+  set->add_option("--time", options->time, "The start time, HH:MM or HH:MM:SS, UTC")->required();
+  set->add_option("--folder", options->folder,
+                  "The device folder the backups go to (default: the default backup folder)");
+  set->add_option("--kinds", options->kinds, "Comma-separated kinds (default: every kind)");
+  set->add_option("--keep", options->keep,
+                  "Delete old backups after each run, keeping this many (1 to 10)")
+      ->check(CLI::Range(1, 10));
+  set->add_flag("--turn-off", options->turn_off, "Suspend the machine after the backup");
+  set->add_flag("--store", options->store, "Store the record files without compressing them");
+  set->add_flag("--attachments", options->attachments,
+                "Back up the contents of message attachments");
+  set->add_option("--exclude", options->exclude,
+                  "A message store or folder to leave out, by its shown name "
+                  "(\"Text Messages\", \"Mail/Inbox\"); may be repeated");
+  set->callback([&context, options] {
+    context.action = [&context, options] { return Set(context, *options); };
+  });
+  command->add_subcommand("clear", "Clear the schedule and its timer")->callback([&context] {
+    context.action = [&context] { return Clear(context); };
+  });
+}
+
+}  // namespace kestrav::cli
