@@ -160,6 +160,12 @@ int Set(CommandContext& context, const SetOptions& options) {
   if (!settings::SaveSchedule(device, choice, &armed))
     return context.FailOnStoreFailure(*job, "the schedule could not be saved", true);
   std::printf("%s\n", platform::ToUtf8(settings::kScheduleUpdated).c_str());
+  if (choice.exclusions.size() > 1) {
+    // Each saved value begins with the first record, and the run reads each value's first.
+    std::printf(
+        "Note: as on the handheld, the scheduled run leaves out only the first folder "
+        "given to --exclude.\n");
+  }
   std::printf("Next run: %s\n", NextRunText(device).c_str());
   SayWhetherTimersRun(*host);
   return kExitSuccess;
