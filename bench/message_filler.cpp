@@ -28,10 +28,13 @@
 #include "platform/message_store.h"
 #include "platform/text.h"
 #include "platform/time.h"
+#include "profile/samples.h"
 
 namespace {
 
 namespace platform = kestrav::platform;
+using kestrav::profile::MessageId;
+using kestrav::profile::Mixed;
 using platform::EntryId;
 using platform::FromUtf8;
 using platform::HResult;
@@ -53,13 +56,6 @@ constexpr std::int32_t kAttachedByValue = 1;
 constexpr std::int64_t kHeaderBytes = 512;
 // 1 January 2025, 00:00 UTC, in seconds since 1970.
 constexpr std::int64_t kStartOf2025 = 1'735'689'600;
-
-// The finaliser of SplitMix64: a bijection, so distinct inputs give distinct outputs.
-std::uint64_t Mixed(std::uint64_t value) {
-  value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9;
-  value = (value ^ (value >> 27)) * 0x94D049BB133111EB;
-  return value ^ (value >> 31);
-}
 
 // The n-th of a few independent draws for one message, below `limit`.
 std::uint64_t Draw(std::uint64_t serial, std::uint64_t n, std::uint64_t limit) {
@@ -200,16 +196,6 @@ PropertyValue TimeProperty(std::uint32_t tag, std::int64_t unix_seconds) {
   PropertyValue value = Property(tag);
   value.file_time = platform::FileTimeFromUnixNanoseconds(unix_seconds * 1'000'000'000);
   return value;
-}
-
-// 16 bytes unique to the message's serial number.
-std::vector<std::uint8_t> MessageId(std::uint64_t serial) {
-  std::vector<std::uint8_t> id;
-  for (const std::uint64_t word : {Mixed(serial), Mixed(~serial)}) {
-    for (int byte = 0; byte < 8; ++byte)
-      id.push_back(static_cast<std::uint8_t>(word >> (8 * byte)));
-  }
-  return id;
 }
 
 struct Attachment {

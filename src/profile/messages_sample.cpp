@@ -151,13 +151,6 @@ std::vector<std::uint8_t> EveryByteValue() {
   return bytes;
 }
 
-// The finaliser of SplitMix64: a bijection, so distinct inputs give distinct outputs.
-std::uint64_t Mixed(std::uint64_t value) {
-  value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9;
-  value = (value ^ (value >> 27)) * 0x94D049BB133111EB;
-  return value ^ (value >> 31);
-}
-
 // The same bytes on every machine, without a pattern a compressor would fold away.
 std::vector<std::uint8_t> PseudoRandomBytes(std::size_t size) {
   std::vector<std::uint8_t> bytes(size);
@@ -167,16 +160,6 @@ std::vector<std::uint8_t> PseudoRandomBytes(std::size_t size) {
       bytes[at + byte] = static_cast<std::uint8_t>(word >> (8 * byte));
   }
   return bytes;
-}
-
-// 16 bytes unique to the message's serial number within the sample.
-std::vector<std::uint8_t> MessageId(std::uint64_t serial) {
-  std::vector<std::uint8_t> id;
-  for (const std::uint64_t word : {Mixed(serial), Mixed(~serial)}) {
-    for (int byte = 0; byte < 8; ++byte)
-      id.push_back(static_cast<std::uint8_t>(word >> (8 * byte)));
-  }
-  return id;
 }
 
 std::size_t Utf16Bytes(const Json& text) {
@@ -436,6 +419,21 @@ bool FillSampleMessages(const platform::Device& device, std::uint32_t scale, std
     }
   }
   return LoadMessageDocument(device, document, error);
+}
+
+std::uint64_t Mixed(std::uint64_t value) {
+  value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9;
+  value = (value ^ (value >> 27)) * 0x94D049BB133111EB;
+  return value ^ (value >> 31);
+}
+
+std::vector<std::uint8_t> MessageId(std::uint64_t serial) {
+  std::vector<std::uint8_t> id;
+  for (const std::uint64_t word : {Mixed(serial), Mixed(~serial)}) {
+    for (int byte = 0; byte < 8; ++byte)
+      id.push_back(static_cast<std::uint8_t>(word >> (8 * byte)));
+  }
+  return id;
 }
 
 }  // namespace kestrav::profile

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/device.h"
 #include "profile/record_json.h"
@@ -54,6 +55,11 @@ enum DayOfWeek {
   kFriday = 32,
   kSaturday = 64,
 };
+
+// The finaliser of SplitMix64: a bijection, so distinct inputs give distinct outputs.
+std::uint64_t Mixed(std::uint64_t value);
+// A message's "Msg Id": 16 bytes unique to its serial number.
+std::vector<std::uint8_t> MessageId(std::uint64_t serial);
 
 // The OLE date of a day, at a time of day.
 double OleDate(int year, int month, int day, int hour = 0, int minute = 0);
