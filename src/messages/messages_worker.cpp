@@ -1,5 +1,6 @@
 #include "messages/messages_worker.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -207,13 +208,16 @@ bool BackupPass::WriteMessage(Message& message, std::u16string_view folder,
     // A record longer than a restore reads would lose the whole message: past that, the
     // attachments go without their contents.
     std::uint64_t units = 1024;
-    for (const std::optional<std::u16string>& value : values) units += value ? value->size() : 0;
+    // A line break in a value may end a physical line, which the reader counts as two units.
+    for (const std::optional<std::u16string>& value : values) {
+      if (value) units += value->size() + std::ranges::count(*value, u'\n');
+    }
     for (const platform::MessageAttachment& attachment : attachments)
       units += AttachmentHeadText(attachment).size() + 2 + Base64Units(attachment.size);
     if (units > records::kMaxRecordUnits) {
       with_contents = false;
-      SendLine(pass_.sink, platform::Format(texts::kAttachmentsTooLarge, *values[kSubjectColumn]),
-               LogIcon::kError);
+      // Told, not flagged: the message is saved, and a flagged row would cost the whole backup.
+      SendLine(pass_.sink, platform::Format(texts::kAttachmentsTooLarge, *values[kSubjectColumn]));
     }
   }
   for (const std::optional<std::u16string>& value : values) {
@@ -310,6 +314,7 @@ class RestorePass {
   bool Reach(MessageSession& session, const std::vector<platform::MessageStoreRow>& stores,
              std::u16string_view account, std::u16string_view folder);
   bool Exists(const MessageRecord& record);
+  void Remember(const MessageRecord& record);
   bool Insert(const MessageRecord& record);
 
   const platform::Device& device_;
@@ -384,6 +389,7 @@ void RestorePass::DeleteChosenMessages(MessageSession& session,
   const engine::MessagesOption& option = pass_.messages_option;
   std::uint64_t deleted = 0;
   for (const platform::MessageStoreRow& row : stores) {
+    if (pass_.Canceled()) break;
     std::unique_ptr<MessageStore> store;
     std::vector<platform::MessageFolderRow> folders;
     if (IsExcluded(option, row.display_name) || Failed(session.OpenStore(row.entry_id, &store)) ||
@@ -391,6 +397,7 @@ void RestorePass::DeleteChosenMessages(MessageSession& session,
       continue;
     }
     for (const platform::MessageFolderRow& folder_row : folders) {
+      if (pass_.Canceled()) break;
       std::unique_ptr<MessageFolder> folder;
       std::vector<EntryId> contents;
       if (IsExcluded(option, row.display_name, folder_row.name) ||
@@ -445,6 +452,7 @@ void RestorePass::InsertRecords(MessageSession& session,
         ++existing;
         ++tally_.restored;
       } else if (Insert(message)) {
+        if (add_only_new) Remember(message);
         ++inserted;
         ++tally_.restored;
       }
@@ -463,6 +471,7 @@ void RestorePass::InsertRecords(MessageSession& session,
 bool RestorePass::Reach(MessageSession& session,
                         const std::vector<platform::MessageStoreRow>& stores,
                         std::u16string_view account, std::u16string_view folder) {
+  if (folder.empty()) return false;  // no folder to make a nameless one for
   if (!store_ || store_->display_name() != account) {
     store_.reset();
     folder_.reset();
@@ -499,8 +508,12 @@ bool RestorePass::Exists(const MessageRecord& record) {
       keys->second.insert(MessageKey(subject, properties));
     }
   }
+  return keys->second.contains(MessageKey(record.subject, record.properties));
+}
+
+void RestorePass::Remember(const MessageRecord& record) {
   // A message inserted now counts as there for the records after it.
-  return !keys->second.insert(MessageKey(record.subject, record.properties)).second;
+  keys_[folder_->entry_id()].insert(MessageKey(record.subject, record.properties));
 }
 
 bool RestorePass::Insert(const MessageRecord& record) {
