@@ -35,6 +35,11 @@ int Backup(CommandContext& context, const BackupOptions& options) {
       options.output.empty() ? kinds::DefaultArchiveFile(device) : CommandLinePath(options.output);
   const std::string archive_shown = host->files().HostPath(archive).string();
   platform::FileSystem& files = device.files();
+  // The handheld would end "successfully" with no archive; say so before anything starts.
+  std::u16string folder(platform::FolderOf(archive));
+  if (folder.size() > 1) folder.pop_back();
+  if (!folder.empty() && (!files.Exists(folder) || files.FileExists(folder)))
+    return context.Fail(host->files().HostPath(folder).string() + ": no such folder");
   const bool replacing = files.FileExists(archive);
   if (replacing && !options.overwrite)
     return context.Fail(archive_shown + ": the file exists (--overwrite replaces it)");

@@ -6,6 +6,7 @@
 #include "messages/message_folders.h"
 #include "platform/format.h"
 #include "platform/host/systemd_timers.h"
+#include "platform/system_error.h"
 #include "platform/text.h"
 #include "settings/schedule.h"
 
@@ -47,7 +48,8 @@ bool ParseDays(std::string_view list, std::uint8_t* days, std::string* error) {
     }
     *days |= static_cast<std::uint8_t>(1u << day);
   }
-  return true;
+  if (*days == 0) *error = "--days: no day given";
+  return *days != 0;
 }
 
 // "HH:MM" or "HH:MM:SS" as seconds after midnight.
@@ -139,6 +141,12 @@ int Set(CommandContext& context, const SetOptions& options) {
     return context.Fail(reason);
   choice.backup_folder = options.folder.empty() ? kinds::DefaultBackupFolder(device)
                                                 : platform::FromUtf8(options.folder);
+  std::u16string folder = choice.backup_folder;
+  if (folder.size() > 1 && folder.back() == u'\\') folder.pop_back();
+  if (!device.files().Exists(folder) || device.files().FileExists(folder)) {
+    return context.Fail("--folder " + platform::ToUtf8(choice.backup_folder) +
+                        ": no such folder on the device");
+  }
   choice.delete_old = options.keep != 0;
   choice.keep_files = options.keep != 0 ? static_cast<std::uint32_t>(options.keep) : 3;
   choice.turn_off = options.turn_off;
@@ -156,10 +164,28 @@ int Set(CommandContext& context, const SetOptions& options) {
   }
   const std::unique_ptr<engine::DeviceJob> job = context.BeginJob(device, u"schedule set", false);
   if (!job) return kExitFailure;
+  const std::optional<settings::ScheduleChoice> before = settings::ReadSchedule(device);
   bool armed = false;
-  if (!settings::SaveSchedule(device, choice, &armed))
+  platform::ErrorCode arm_error = platform::kErrorSuccess;
+  if (!settings::SaveSchedule(device, choice, &armed, &arm_error))
     return context.FailOnStoreFailure(*job, "the schedule could not be saved", true);
+  if (arm_error != platform::kErrorSuccess) {
+    const platform::host::SystemdNotifications* timers = host->notifications();
+    const std::u16string why = timers != nullptr && !timers->note().empty()
+                                   ? timers->note()
+                                   : platform::SystemErrorText(arm_error);
+    return context.Fail(u"the schedule is saved, but its timer could not be set: " + why);
+  }
   std::printf("%s\n", platform::ToUtf8(settings::kScheduleUpdated).c_str());
+  if (choice.start_seconds == 0) {
+    std::printf("Note: as on the handheld, a start time of 00:00 never runs a backup.\n");
+  }
+  if (choice.exclusions.empty() && before && !before->exclusions.empty()) {
+    // Saving writes only the exclusions given; those saved before stay in force.
+    std::printf(
+        "Note: the message folders left out before stay left out; \"schedule clear\" "
+        "removes them.\n");
+  }
   if (choice.exclusions.size() > 1) {
     // Each saved value begins with the first record, and the run reads each value's first.
     std::printf(
@@ -177,12 +203,14 @@ int Clear(CommandContext& context) {
   const std::unique_ptr<engine::DeviceJob> job =
       context.BeginJob(host->device(), u"schedule clear", false);
   if (!job) return kExitFailure;
-  if (!settings::ReadSchedule(host->device())) {
+  const bool was_set = settings::ReadSchedule(host->device()).has_value();
+  // The timer goes even when the settings went another way first.
+  if (!settings::ClearSchedule(host->device()) && was_set)
+    return context.Fail("the schedule could not be cleared");
+  if (!was_set) {
     std::printf("No backup schedule is set.\n");
     return kExitSuccess;
   }
-  if (!settings::ClearSchedule(host->device()))
-    return context.Fail("the schedule could not be cleared");
   std::printf("The backup schedule is cleared.\n");
   SayWhetherTimersRun(*host);
   return kExitSuccess;

@@ -63,8 +63,8 @@ std::u16string ScheduledFolder(RegKey& key) {
   if (!value) return kDefaultBackupFolder;
   std::u16string folder(reinterpret_cast<const char16_t*>(value->data()), value->size() / 2);
   folder = folder.substr(0, folder.find(u'\0'));
-  if (!folder.ends_with(u'\\')) folder.push_back(u'\\');
-  return folder;
+  // "\" for a device folder; a host folder (from the host's file dialog) takes "/".
+  return platform::WithTrailingSeparator(folder);
 }
 
 std::vector<engine::FolderExclusion> ScheduledExclusions(const platform::Device& device) {
@@ -112,7 +112,8 @@ std::optional<ScheduleChoice> ReadSchedule(const platform::Device& device) {
   return choice;
 }
 
-bool SaveSchedule(const platform::Device& device, const ScheduleChoice& choice, bool* armed) {
+bool SaveSchedule(const platform::Device& device, const ScheduleChoice& choice, bool* armed,
+                  platform::ErrorCode* arm_error) {
   platform::Registry& registry = device.registry();
   const std::uint32_t keep = choice.keep_files > 65535 ? kDefaultKeepFiles : choice.keep_files;
   bool written = WriteDwordValue(registry, kScheduleKey, kScheduleDaysValue, choice.days);
@@ -139,7 +140,7 @@ bool SaveSchedule(const platform::Device& device, const ScheduleChoice& choice, 
       written;
   written =
       WriteDwordValue(registry, kScheduleKey, kShouldCompressValue, choice.compress) && written;
-  *armed = ArmNextRun(device, choice.days, choice.start_seconds, true).has_value();
+  *armed = ArmNextRun(device, choice.days, choice.start_seconds, true, arm_error).has_value();
   return written;
 }
 
@@ -162,9 +163,16 @@ std::optional<platform::NotificationHandle> FindScheduleNotification(const platf
 }
 
 std::optional<SystemTime> ArmNextRun(const platform::Device& device, std::uint8_t days,
-                                     std::uint32_t start_seconds, bool allow_today) {
+                                     std::uint32_t start_seconds, bool allow_today,
+                                     platform::ErrorCode* error) {
+  platform::ErrorCode ignored = platform::kErrorSuccess;
+  if (error == nullptr) error = &ignored;
+  *error = platform::kErrorSuccess;
   platform::Notifications* notifications = device.notifications();
-  if (notifications == nullptr) return std::nullopt;
+  if (notifications == nullptr) {
+    *error = platform::kErrorInvalidHandle;
+    return std::nullopt;
+  }
   const std::u16string program = notifications->ProgramPath();
   if (const auto handle = FindScheduleNotification(device, program)) notifications->Clear(*handle);
 
@@ -187,7 +195,8 @@ std::optional<SystemTime> ArmNextRun(const platform::Device& device, std::uint8_
   trigger.arguments = kScheduleArgument;
   if (!platform::FileTimeToSystemTime(target, &trigger.start)) return std::nullopt;
   platform::NotificationHandle handle = 0;
-  if (notifications->Set(trigger, &handle) != platform::kErrorSuccess) return std::nullopt;
+  *error = notifications->Set(trigger, &handle);
+  if (*error != platform::kErrorSuccess) return std::nullopt;
   return trigger.start;
 }
 
@@ -240,7 +249,8 @@ int RunScheduledBackup(const platform::Device& device, const engine::KindWorkerF
   // The day's file is replaced, and only by a whole new one.
   const std::u16string fault = engine::RunCheckedBackup(device, job, factory);
   if (failure != nullptr) *failure = fault.empty() ? fault : job.archive_file + u": " + fault;
-  if (delete_old) DeleteOldBackups(device, folder, keep);
+  // A value of 0 is no value: the default holds.
+  if (delete_old) DeleteOldBackups(device, folder, keep != 0 ? keep : kDefaultKeepFiles);
   ArmNextRun(device, static_cast<std::uint8_t>(days), start, false);
   return turn_off ? kSwitchOffAnswer : 0;
 }

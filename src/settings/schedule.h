@@ -57,17 +57,21 @@ struct ScheduleChoice {
 // exclusions are those the unattended run reads.
 std::optional<ScheduleChoice> ReadSchedule(const platform::Device& device);
 // Writes the schedule, then arms its next run (today allowed). False when a value could not be
-// written; *armed tells whether a run is armed now.
-bool SaveSchedule(const platform::Device& device, const ScheduleChoice& choice, bool* armed);
+// written; *armed tells whether a run is armed now, and *arm_error (when given) the notification
+// service's answer when it would not set one.
+bool SaveSchedule(const platform::Device& device, const ScheduleChoice& choice, bool* armed,
+                  platform::ErrorCode* arm_error = nullptr);
 
 // The notification of the running program's schedule: the first one that starts `program` with
 // "/SchedBackup" (both compared without regard to case).
 std::optional<platform::NotificationHandle> FindScheduleNotification(const platform::Device& device,
                                                                      std::u16string_view program);
 // Clears the schedule's notification and arms the next run after today's (allow_today: today's
-// too, if its time is still to come). The time armed, as UTC; nothing when none is armed.
+// too, if its time is still to come). The time armed, as UTC; nothing when none is armed - with
+// *error (when given) the notification service's answer when it failed, else success.
 std::optional<platform::SystemTime> ArmNextRun(const platform::Device& device, std::uint8_t days,
-                                               std::uint32_t start_seconds, bool allow_today);
+                                               std::uint32_t start_seconds, bool allow_today,
+                                               platform::ErrorCode* error = nullptr);
 // The time the schedule's notification is armed for, as UTC; nothing when none is.
 std::optional<platform::SystemTime> NextScheduledRun(const platform::Device& device);
 // Clears the notification and deletes the schedule from the registry.

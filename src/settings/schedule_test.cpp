@@ -159,6 +159,12 @@ TEST_F(ScheduleTest, ThePageLoadsWhatValidateSaved) {
   ASSERT_TRUE(key.OpenForRead(platform::kHkeyCurrentUser, kExclusionsKey));
   EXPECT_EQ(key.ReadBinary(u"BckpExclusions#1")->size(), 2088u);
 
+  EXPECT_EQ(ReadSchedule(device())->backup_folder, u"\\Storage Card\\Backups\\");
+  // A host folder, as the host's file dialog gives one, takes the host's separator.
+  choice.backup_folder = u"/home/zoe/Backups";
+  SaveSchedule(device(), choice, &armed);
+  EXPECT_EQ(ReadSchedule(device())->backup_folder, u"/home/zoe/Backups/");
+
   ASSERT_TRUE(ClearSchedule(device()));
   EXPECT_EQ(Armed(), std::nullopt);
   EXPECT_FALSE(key.OpenForRead(platform::kHkeyCurrentUser, kScheduleKey));
