@@ -260,17 +260,12 @@ void DeleteOldBackups(const platform::Device& device, std::u16string_view folder
   std::vector<platform::FoundFile> found =
       device.files().Find(platform::Format(u"%s*%s", folder, kBackupExtension));
   if (found.size() <= keep) return;
-  // By last write time, oldest first: the high half compared signed, the low half unsigned.
+  // By last write time, oldest first: the high half compared signed and the low half unsigned
+  // is the time read as a signed 64-bit number.
   std::sort(found.begin(), found.end(),
             [](const platform::FoundFile& first, const platform::FoundFile& second) {
-              const auto high = [](const platform::FoundFile& file) {
-                return static_cast<std::int32_t>(file.data.last_write_time >> 32);
-              };
-              const auto low = [](const platform::FoundFile& file) {
-                return static_cast<std::uint32_t>(file.data.last_write_time);
-              };
-              return high(first) != high(second) ? high(first) < high(second)
-                                                 : low(first) < low(second);
+              return static_cast<std::int64_t>(first.data.last_write_time) <
+                     static_cast<std::int64_t>(second.data.last_write_time);
             });
   for (std::size_t index = 0; index < found.size() - keep; ++index)
     device.files().DeleteFile(platform::Format(u"%s%s", folder, found[index].name));

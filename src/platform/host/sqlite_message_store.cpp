@@ -120,6 +120,12 @@ std::optional<std::int64_t> ProcessStart(std::int64_t process) {
   return start;
 }
 
+// When this process started: read once, for every message it makes.
+std::int64_t OwnStart() {
+  static const std::int64_t start = ProcessStart(::getpid()).value_or(0);
+  return start;
+}
+
 // Removes the messages that a program ended before saving them left in the file: made, never
 // saved, and no longer anybody's. A message being made by a live program is left alone. Nothing
 // to sweep, or a file that cannot be written now, leaves it for another time.
@@ -678,7 +684,7 @@ class SqliteMessageFolder : public MessageFolder {
               "INSERT INTO unsaved_messages (message_id, process, process_start) VALUES (?, ?, ?)")
           ->Bind(1, row)
           .Bind(2, static_cast<std::int64_t>(::getpid()))
-          .Bind(3, ProcessStart(::getpid()).value_or(0))
+          .Bind(3, OwnStart())
           .Run();
     });
     if (!made) return session_->Answer(kEFail);
