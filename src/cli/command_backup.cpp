@@ -62,9 +62,18 @@ int Backup(CommandContext& context, const BackupOptions& options) {
   // An archive that was there is replaced only by a whole new one.
   const std::string kept = replacing ? "; the archive that was there is as it was" : "";
   if (outcome.canceled) return context.Fail("the backup was canceled" + kept);
-  if (!fault.empty()) return context.Fail(archive_shown + ": " + platform::ToUtf8(fault) + kept);
-  std::printf("Backup file: %s\n", archive_shown.c_str());
-  return kExitSuccess;
+  if (job.written_archive.empty())
+    return context.Fail(archive_shown + ": " + platform::ToUtf8(fault) + kept);
+  const std::string written_shown = host->files().HostPath(job.written_archive).string();
+  std::printf("Backup file: %s\n", written_shown.c_str());
+  if (fault.empty()) return kExitSuccess;
+  // The kinds that worked are kept; what is missing is said, and where they went.
+  std::string message =
+      archive_shown + ": " + platform::ToUtf8(fault) + " (see the rows marked (!))";
+  message += job.written_archive == archive
+                 ? "; it holds the kinds that worked"
+                 : kept + "; this backup, with the kinds that worked, is " + written_shown;
+  return context.Fail(message);
 }
 
 }  // namespace

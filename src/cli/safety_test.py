@@ -177,14 +177,43 @@ class Safety(e2e_support.TemporaryFolderCase):
         new = self.path("new.qbk")
         # The record files (230 and 260 kB) stop at 100 kB; at 300 kB only the stored archive does.
         for limit, store in ((100_000, []), (300_000, ["--store"])):
-            for output, overwrite in ((new, []), (old, ["--overwrite"])):
+            for output, overwrite, written in ((new, [], new),
+                                               (old, ["--overwrite"], self.path("old-incomplete.qbk"))):
                 with self.subTest(limit=limit, output=output):
-                    device.run("backup", *store, "--output", output, *overwrite, expect=1,
-                               **file_size_limit(limit))
+                    failed = device.run("backup", *store, "--output", output, *overwrite, expect=1,
+                                        **file_size_limit(limit))
                     self.assertFalse(os.path.exists(output + ".partial"))
                     self.assertEqual(leftovers(device), [])
-        self.assertFalse(os.path.exists(new))
+                    # The kinds that fitted, whole, and the others named.
+                    if os.path.exists(written):
+                        self.assertIn("the archive lacks the ", failed.stderr)
+                        self.assertLess(len(members_of(written)), 6)
+                        os.remove(written)
         self.assertEqual(read(old), kept)
+
+    def test_a_kind_that_fails_costs_only_itself(self):
+        device = self.device("device")
+        archive = self.path("whole.qbk")
+        device.run("backup", "--output", archive)
+        whole = read(archive)
+        # A folder where the appointments' record file goes: that kind alone cannot be written.
+        os.mkdir(os.path.join(device.folder, "fs", "Temp", f"appts_{today()}.csa"))
+        others = {name for name in members_of(archive) if not name.startswith("appts_")}
+
+        new = self.path("new.qbk")
+        failed = device.run("backup", "--output", new, expect=1)
+        self.assertIn("Backup ended successfully in ", failed.stdout)
+        self.assertIn("the archive lacks the appointments", failed.stderr)
+        self.assertIn("it holds the kinds that worked", failed.stderr)
+        self.assertEqual(set(members_of(new)), others)
+
+        # An archive holding every kind is not replaced by one holding fewer.
+        failed = device.run("backup", "--output", archive, "--overwrite", expect=1)
+        beside = self.path("whole-incomplete.qbk")
+        self.assertIn(f"the archive that was there is as it was; this backup, with the kinds "
+                      f"that worked, is {beside}", failed.stderr)
+        self.assertEqual(read(archive), whole)
+        self.assertEqual(set(members_of(beside)), others)
 
     def test_kill_9_costs_neither_the_archive_nor_the_stores(self):
         device = self.device("device", scale=50)

@@ -13,6 +13,8 @@ namespace {
 
 // Record files are opened with read and write sharing.
 constexpr std::uint32_t kRecordFileShareMode = 3;
+// How many archives that lack kinds may stand beside one archive, numbered.
+constexpr int kIncompleteArchiveNames = 99;
 
 }  // namespace
 
@@ -67,7 +69,7 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
   // A kind's record file is added to the archive while the next kind is read: the archive takes
   // one addition at a time, and the pass ends only once the last one has.
   std::thread addition;
-  auto add = [&device, &job](ItemKind kind, std::u16string record_file) {
+  auto add = [&device, &job](ItemKind kind, std::u16string record_file, bool reported_errors) {
     // A failed addition is not reported among the rows: the kind's own lines have told what it
     // did. The front end is told after the pass.
     const int result =
@@ -75,9 +77,11 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
                          [&job](std::uint32_t position, std::uint32_t upper_bound) {
                            PostProgress(job.sink, position, upper_bound, false);
                          });
-    job.archived.push_back({kind, std::u16string(platform::BaseName(record_file)), result});
+    job.archived.push_back(
+        {kind, std::u16string(platform::BaseName(record_file)), result, reported_errors});
     device.files().DeleteFile(record_file);
   };
+  auto error_rows = [&job] { return job.sink != nullptr ? job.sink->error_lines() : 0; };
   auto finish_addition = [&addition] {
     if (addition.joinable()) addition.join();
   };
@@ -94,15 +98,17 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
       pass.separator = job.separator;
       pass.record_file = MakeRecordFileName(device, kind);
       pass.messages_option = job.messages_option;
+      const int errors_before = error_rows();
       StartKind(device, *worker, pass);
+      const bool reported_errors = error_rows() > errors_before;
       if (!canceled()) {
         PostLog(job.sink, platform::Format(texts::kAddingToBackupFile, KindInfo(kind).word),
                 LogIcon::kInformation);
         finish_addition();
         try {
-          addition = std::thread(add, kind, pass.record_file);
+          addition = std::thread(add, kind, pass.record_file, reported_errors);
         } catch (const std::system_error&) {
-          add(kind, pass.record_file);  // without a thread to spare, here and now
+          add(kind, pass.record_file, reported_errors);  // without a thread to spare, here and now
         }
       } else {
         device.files().DeleteFile(pass.record_file);
@@ -126,31 +132,31 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
 namespace kestrav::engine {
 namespace {
 
-// What is wrong with a backup's archive, tested whole; empty when nothing is.
-std::u16string FaultOfBackup(const platform::Device& device, const BackupJob& job,
-                             std::u16string_view written) {
-  // A store that failed under the pass gave less than the device holds.
-  if (platform::Safeguards* safeguards = device.safeguards()) {
-    if (const std::u16string failure = safeguards->StoreFailure(); !failure.empty())
-      return platform::Format(texts::kStoreFailedUnderBackup, failure);
+// "the appointments", "the appointments and messages", "the contacts, tasks and messages".
+std::u16string KindWords(const std::vector<ItemKind>& kinds) {
+  std::u16string words = u"the ";
+  for (std::size_t index = 0; index < kinds.size(); ++index) {
+    if (index > 0) words += index + 1 == kinds.size() ? u" and " : u", ";
+    words += KindInfo(kinds[index]).word;
   }
-  for (const ItemKind kind : job.kinds) {
-    const auto archived = std::ranges::find(job.archived, kind, &BackupJob::ArchivedKind::kind);
-    const std::u16string_view word = KindInfo(kind).word;
-    if (archived == job.archived.end()) return platform::Format(texts::kKindNotBackedUp, word);
-    if (archived->result != 0) {
-      return platform::Format(texts::kKindNotArchived, word,
-                              records::ArchiveErrorText(archived->result));
-    }
+  return words;
+}
+
+// A name beside the archive for one that lacks kinds: "Kestrav_20070315-incomplete.qbk", then
+// "-incomplete-2" and on, the first that is free; empty when none is.
+std::u16string IncompleteArchiveName(platform::FileSystem& files, std::u16string_view archive) {
+  std::u16string stem(archive);
+  std::u16string extension;
+  if (const std::size_t dot = stem.rfind(u'.');
+      dot != std::u16string::npos && dot > platform::FolderOf(stem).size()) {
+    extension = stem.substr(dot);
+    stem.resize(dot);
   }
-  std::vector<records::ArchiveMember> members;
-  if (const int tested = records::TestArchive(device, written, &members); tested != 0)
-    return platform::Format(texts::kArchiveWrittenDamaged, records::ArchiveErrorText(tested));
-  for (const BackupJob::ArchivedKind& archived : job.archived) {
-    if (std::ranges::find(members, archived.member, &records::ArchiveMember::name) ==
-        members.end()) {
-      return platform::Format(texts::kArchiveLacksMember, archived.member);
-    }
+  for (int number = 1; number <= kIncompleteArchiveNames; ++number) {
+    std::u16string name = stem + texts::kIncompleteArchiveSuffix;
+    if (number > 1) name += platform::Format(u"-%d", number);
+    name += extension;
+    if (!files.Exists(name)) return name;
   }
   return {};
 }
@@ -162,6 +168,9 @@ std::u16string RunCheckedBackup(const platform::Device& device, BackupJob& job,
   platform::FileSystem& files = device.files();
   const std::u16string archive = job.archive_file;
   const std::u16string partial = archive + texts::kPartialArchiveSuffix;
+  job.written_archive.clear();
+  job.missing_kinds.clear();
+  job.incomplete_kinds.clear();
   // What a killed backup left: the writer would add to it instead of starting afresh.
   if (files.Exists(partial)) {
     if (const platform::ErrorCode error = files.DeleteFile(partial);
@@ -170,24 +179,58 @@ std::u16string RunCheckedBackup(const platform::Device& device, BackupJob& job,
                               platform::SystemErrorText(error));
     }
   }
-  const int errors_before = job.sink != nullptr ? job.sink->error_lines() : 0;
   job.archive_file = partial;
   RunBackup(device, job, factory);
   job.archive_file = archive;
   // A canceled pass has removed what it wrote.
   if (job.cancel != nullptr && job.cancel->load() != 0) return texts::kBackupWasCanceled;
-  // A kind that reported an error may have written less than the device holds: an archive it
-  // would replace is worth more than this one.
-  std::u16string fault = job.sink != nullptr && job.sink->error_lines() > errors_before
-                             ? std::u16string(texts::kBackupReportedErrors)
-                             : FaultOfBackup(device, job, partial);
-  if (fault.empty()) {
-    if (const platform::ErrorCode error = files.Rename(partial, archive);
-        error != platform::kErrorSuccess) {
-      fault = platform::Format(texts::kArchiveNotInPlace, platform::SystemErrorText(error));
+  auto drop = [&](std::u16string fault) {
+    files.DeleteFile(partial);
+    return fault;
+  };
+  // A store that failed under the pass may have given less than the device holds, of any kind.
+  if (platform::Safeguards* safeguards = device.safeguards()) {
+    if (const std::u16string failure = safeguards->StoreFailure(); !failure.empty())
+      return drop(platform::Format(texts::kStoreFailedUnderBackup, failure));
+  }
+  std::vector<records::ArchiveMember> members;
+  // Nothing was added when every addition failed: there is no archive to test then.
+  if (std::ranges::any_of(job.archived, [](const BackupJob::ArchivedKind& archived) {
+        return archived.result == 0;
+      })) {
+    if (const int tested = records::TestArchive(device, partial, &members); tested != 0)
+      return drop(
+          platform::Format(texts::kArchiveWrittenDamaged, records::ArchiveErrorText(tested)));
+  }
+  for (const ItemKind kind : job.kinds) {
+    const auto archived = std::ranges::find(job.archived, kind, &BackupJob::ArchivedKind::kind);
+    if (archived == job.archived.end() || archived->result != 0 ||
+        std::ranges::find(members, archived->member, &records::ArchiveMember::name) ==
+            members.end()) {
+      job.missing_kinds.push_back(kind);
+    } else if (archived->reported_errors) {
+      job.incomplete_kinds.push_back(kind);
     }
   }
-  if (!fault.empty()) files.DeleteFile(partial);
+  if (members.empty()) return drop(texts::kNothingBackedUp);
+  std::u16string target = archive;
+  // An archive already there may hold every kind: one that lacks some goes beside it.
+  if ((!job.missing_kinds.empty() || !job.incomplete_kinds.empty()) && files.Exists(archive)) {
+    target = IncompleteArchiveName(files, archive);
+    if (target.empty()) return drop(platform::Format(texts::kNoNameForIncomplete, archive));
+  }
+  if (const platform::ErrorCode error = files.Rename(partial, target);
+      error != platform::kErrorSuccess) {
+    return drop(platform::Format(texts::kArchiveNotInPlace, platform::SystemErrorText(error)));
+  }
+  job.written_archive = target;
+  std::u16string fault;
+  if (!job.missing_kinds.empty())
+    fault = platform::Format(texts::kArchiveLacksKinds, KindWords(job.missing_kinds));
+  if (!job.incomplete_kinds.empty()) {
+    if (!fault.empty()) fault += u"; ";
+    fault += platform::Format(texts::kKindsMayBeIncomplete, KindWords(job.incomplete_kinds));
+  }
   return fault;
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <map>
+#include <set>
 
 #include "engine/backup_job.h"
 #include "engine/restore_pass.h"
@@ -19,9 +20,13 @@ using kestrav::testing::TemporaryDevice;
 // as a kind does. It can raise the job's cancel flag after a given record.
 class CountingWorker : public KindWorker {
  public:
-  CountingWorker(int records, int cancel_after, CancelFlag* cancel,
+  CountingWorker(int records, int cancel_after, bool fails, CancelFlag* cancel,
                  std::vector<std::u16string>* restored)
-      : records_(records), cancel_after_(cancel_after), cancel_(cancel), restored_(restored) {}
+      : records_(records),
+        cancel_after_(cancel_after),
+        fails_(fails),
+        cancel_(cancel),
+        restored_(restored) {}
 
   void Backup(const PassContext& pass, records::CsvRecordFile& file) override {
     file.WriteRecord({u"Name", u"Number"});
@@ -30,6 +35,7 @@ class CountingWorker : public KindWorker {
       SendLog(pass.sink, platform::Format(u"%d saved.", i + 1), LogIcon::kInformation);
       if (i + 1 == cancel_after_) cancel_->store(1);
     }
+    if (fails_) SendLog(pass.sink, u"a record could not be read", LogIcon::kError);
   }
 
   void Restore(const PassContext& pass) override {
@@ -43,6 +49,7 @@ class CountingWorker : public KindWorker {
  private:
   int records_;
   int cancel_after_;
+  bool fails_;
   CancelFlag* cancel_;
   std::vector<std::u16string>* restored_;
 };
@@ -67,7 +74,8 @@ class JobTest : public ::testing::Test {
   KindWorkerFactory Factory() {
     return [this](ItemKind kind) -> std::unique_ptr<KindWorker> {
       if (kind == ItemKind::kMessages) return nullptr;
-      return std::make_unique<CountingWorker>(2, cancel_after_[kind], &cancel_, &restored_);
+      return std::make_unique<CountingWorker>(2, cancel_after_[kind], failing_.contains(kind),
+                                              &cancel_, &restored_);
     };
   }
 
@@ -84,6 +92,7 @@ class JobTest : public ::testing::Test {
   CancelFlag cancel_ = 0;
   BackupJob job_ = MakeJob();
   std::map<ItemKind, int> cancel_after_;
+  std::set<ItemKind> failing_;  // kinds whose backup reports an error row
   std::vector<std::u16string> restored_;
 };
 
@@ -149,8 +158,10 @@ TEST_F(JobTest, KindWhoseFileCannotBeCreatedIsSkipped) {
                           }));
 }
 
-// The checked backup replaces an archive only with a whole new one.
-TEST_F(JobTest, CheckedBackupReplacesTheArchiveOnlyWhenWhole) {
+// The checked backup replaces an archive only with a whole new one, and keeps the kinds that
+// worked when some did not.
+TEST_F(JobTest, CheckedBackupKeepsWhatWorkedAndReplacesOnlyWithAWholeArchive) {
+  const std::u16string incomplete = u"\\Kestrav_20070315-incomplete.qbk";
   device_.WriteFile(job_.archive_file, "old archive");
   device_.WriteFile(job_.archive_file + u".partial", "left by a killed backup");
   auto checked = [&](std::vector<ItemKind> kinds) {
@@ -160,25 +171,54 @@ TEST_F(JobTest, CheckedBackupReplacesTheArchiveOnlyWhenWhole) {
     EXPECT_FALSE(device_.files().Exists(job_.archive_file + u".partial"));
     return fault;
   };
+  auto members_of = [&](const std::u16string& archive) {
+    std::vector<records::ArchiveMember> members;
+    EXPECT_EQ(records::ListMembers(device_.device(), archive, &members), 0);
+    std::vector<std::u16string> names;
+    for (const auto& member : members) names.push_back(member.name);
+    return names;
+  };
 
   cancel_after_[ItemKind::kCallLogs] = 1;
   EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kCallLogs}), u"the backup was canceled");
   EXPECT_EQ(device_.ReadFile(job_.archive_file), "old archive");
+  EXPECT_EQ(job_.written_archive, u"");
   cancel_ = 0;
   cancel_after_.clear();
 
-  // A kind without its member, or one that reported an error, keeps the old archive.
-  EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kMessages}),
-            u"the messages were not backed up");
+  // A kind without its member: the others go beside the archive, which stays as it was.
+  EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kMessages, ItemKind::kTasks}),
+            u"the archive lacks the messages");
   EXPECT_EQ(device_.ReadFile(job_.archive_file), "old archive");
+  EXPECT_EQ(job_.written_archive, incomplete);
+  EXPECT_EQ(job_.missing_kinds, std::vector<ItemKind>{ItemKind::kMessages});
+  EXPECT_EQ(members_of(incomplete),
+            (std::vector<std::u16string>{u"contacts_20070315.csc", u"tasks_20070315.cst"}));
+  // A kind that reported errors is kept and named; the next incomplete archive takes a number.
+  failing_ = {ItemKind::kCallLogs};
+  EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kCallLogs, ItemKind::kMessages}),
+            u"the archive lacks the messages; the call logs reported errors and may be incomplete");
+  EXPECT_EQ(job_.written_archive, u"\\Kestrav_20070315-incomplete-2.qbk");
+  EXPECT_EQ(job_.incomplete_kinds, std::vector<ItemKind>{ItemKind::kCallLogs});
+  failing_.clear();
+
+  // No kind at all: nothing is written.
   std::filesystem::remove_all(device_.HostPath(u"\\Temp"));
-  EXPECT_EQ(checked({ItemKind::kContacts}), u"the backup reported errors");
+  EXPECT_EQ(checked({ItemKind::kContacts}), u"no kind could be backed up");
   EXPECT_EQ(device_.ReadFile(job_.archive_file), "old archive");
+  EXPECT_EQ(job_.written_archive, u"");
   ASSERT_EQ(device_.files().CreateFolder(u"\\Temp"), platform::kErrorSuccess);
 
   EXPECT_EQ(checked({ItemKind::kContacts, ItemKind::kCallLogs}), u"");
+  EXPECT_EQ(job_.written_archive, job_.archive_file);
   EXPECT_EQ(MemberNames(),
             (std::vector<std::u16string>{u"contacts_20070315.csc", u"clogs_20070315.csl"}));
+
+  // Where no archive stands, the kinds that worked take its name.
+  ASSERT_EQ(device_.files().DeleteFile(job_.archive_file), platform::kErrorSuccess);
+  EXPECT_EQ(checked({ItemKind::kMessages, ItemKind::kContacts}), u"the archive lacks the messages");
+  EXPECT_EQ(job_.written_archive, job_.archive_file);
+  EXPECT_EQ(MemberNames(), std::vector<std::u16string>{u"contacts_20070315.csc"});
 }
 
 TEST_F(JobTest, RestorePreparationRefusals) {
