@@ -215,6 +215,18 @@ class Safety(e2e_support.TemporaryFolderCase):
         self.assertEqual(read(archive), whole)
         self.assertEqual(set(members_of(beside)), others)
 
+    def test_a_job_that_changed_nothing_keeps_the_undo_copy(self):
+        device = self.device("device")
+        before = state(device)
+        device.run("delete-all", "calllogs", "--yes")
+        refused = self.path("refused.csl")
+        write(refused, "not a call-log file\r\n".encode("utf-16"))
+        device.run("restore", refused, expect=1)
+        write(self.path("not.json"), b"{ not json")
+        device.run("device", "load", "clog.db", self.path("not.json"), expect=1)
+        self.assertIn("delete-all", device.run("undo").stdout)
+        self.assertEqual(state(device), before)
+
     def test_kill_9_costs_neither_the_archive_nor_the_stores(self):
         device = self.device("device", scale=50)
         archive = self.path("old.qbk")

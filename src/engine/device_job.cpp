@@ -88,13 +88,15 @@ std::unique_ptr<DeviceJob> DeviceJob::Begin(const platform::Device& device,
 }
 
 DeviceJob::~DeviceJob() {
+  if (snapshot_taken_) device_.safeguards()->SettleSnapshot();
   ClearJobLeftovers(device_);
 }
 
 bool DeviceJob::TakeSnapshot(std::u16string* reason) {
   platform::Safeguards* safeguards = device_.safeguards();
-  return safeguards == nullptr ||
-         safeguards->TakeSnapshot(name_, reason) == platform::kErrorSuccess;
+  if (safeguards == nullptr) return true;
+  snapshot_taken_ = safeguards->TakeSnapshot(name_, reason) == platform::kErrorSuccess;
+  return snapshot_taken_;
 }
 
 std::u16string DeviceJob::StoreFailure() const {

@@ -33,7 +33,8 @@ class DeviceJob {
   DeviceJob(const DeviceJob&) = delete;
   DeviceJob& operator=(const DeviceJob&) = delete;
 
-  // Copies the stores as they are now, for undo; false with the reason.
+  // Copies the stores as they are now, for undo; false with the reason. When the job is over
+  // without having changed a store, the copy before this one is kept for undo instead.
   bool TakeSnapshot(std::u16string* reason);
   // The store that failed under the job and why; empty when none did.
   std::u16string StoreFailure() const;
@@ -46,6 +47,7 @@ class DeviceJob {
   const platform::Device& device_;
   std::u16string name_;
   std::unique_ptr<platform::JobLock> lock_;
+  bool snapshot_taken_ = false;
 };
 
 // The job a lock holder is, for a line that tells the user: "the restore started by process 4242

@@ -50,6 +50,10 @@ class Safeguards {
   virtual ErrorCode CheckWritable(bool stores_too, std::u16string* reason) = 0;
   // Copies every store, replacing the last copy only once the new one is whole.
   virtual ErrorCode TakeSnapshot(std::u16string_view job, std::u16string* reason) = 0;
+  // Once the job that took the last copy is over: when no store changed since the copy was
+  // taken, the copy before it takes its place again, so that undo still leads back from the last
+  // job that changed something. A job killed before this keeps its own copy in place.
+  virtual void SettleSnapshot() = 0;
   // Puts the last copy back into the stores; kErrorFileNotFound when there is none.
   virtual ErrorCode RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) = 0;
   // The store that failed under the device and why ("\pim.vol: the disk is full"), since the

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/host/sqlite_database.h"
@@ -24,6 +25,7 @@ namespace fs = std::filesystem;
 constexpr char kJobLockFile[] = "job.lock";
 constexpr char kSnapshotFolder[] = "undo";
 constexpr char kPartialSnapshotFolder[] = "undo.partial";
+constexpr char kPreviousSnapshotFolder[] = "undo.previous";
 constexpr char kSnapshotInfoFile[] = "undo.json";
 // The volumes a job can change, as device paths.
 constexpr const char16_t* kStoreVolumes[] = {u"\\pim.vol", u"\\cemail.vol"};
@@ -148,6 +150,21 @@ int CopyDatabase(sqlite3* source, sqlite3* target) {
   return stepped == SQLITE_DONE ? finished : stepped;
 }
 
+// SQLite's count of the changes other connections committed to the database, as this one sees it.
+int DataVersion(sqlite3* connection, std::int64_t* version) {
+  sqlite3_stmt* statement = nullptr;
+  int result = sqlite3_prepare_v2(connection, "PRAGMA data_version", -1, &statement, nullptr);
+  if (result == SQLITE_OK) {
+    result = sqlite3_step(statement);
+    if (result == SQLITE_ROW) {
+      *version = sqlite3_column_int64(statement, 0);
+      result = SQLITE_OK;
+    }
+  }
+  sqlite3_finalize(statement);
+  return result;
+}
+
 ErrorCode SyncPath(const fs::path& path, int flags) {
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | flags);
   if (descriptor < 0) return ErrorFromErrno(errno);
@@ -217,15 +234,25 @@ ErrorCode HostSafeguards::CheckWritable(bool stores_too, std::u16string* reason)
 ErrorCode HostSafeguards::TakeSnapshot(std::u16string_view job, std::u16string* reason) {
   const fs::path partial = profile_ / kPartialSnapshotFolder;
   const fs::path snapshot = profile_ / kSnapshotFolder;
+  const fs::path previous = profile_ / kPreviousSnapshotFolder;
   std::error_code error;
   fs::remove_all(partial, error);
+  // Left by a job killed before it was over: older than the copy in place.
+  fs::remove_all(previous, error);
+  settling_ = false;
+  watched_.clear();
+  absent_at_snapshot_.clear();
   if (!fs::create_directory(partial, error)) {
     Reason(reason, partial, "the copy of the stores cannot be made: " + error.message());
     return kErrorAccessDenied;
   }
   nlohmann::json stores = nlohmann::json::array();
+  std::vector<WatchedStore> watched;
   for (const char16_t* volume : kStoreVolumes) {
-    if (!files_.FileExists(volume)) continue;
+    if (!files_.FileExists(volume)) {
+      absent_at_snapshot_.push_back(volume);
+      continue;
+    }
     const fs::path copy = partial / ToUtf8(BaseName(volume));
     Connection source;
     Connection target;
@@ -238,18 +265,22 @@ ErrorCode HostSafeguards::TakeSnapshot(std::u16string_view job, std::u16string* 
     if (result == SQLITE_OK)
       result =
           sqlite3_exec(target.handle, "PRAGMA journal_mode = DELETE", nullptr, nullptr, nullptr);
+    WatchedStore store;
+    if (result == SQLITE_OK) result = DataVersion(source.handle, &store.data_version);
     if (result != SQLITE_OK) {
       fs::remove_all(partial, error);
       Reason(reason, files_.HostPath(volume),
              "the copy of the store cannot be made: " + StoreFailureText(result));
       return kErrorWriteFault;
     }
+    store.connection.reset(std::exchange(source.handle, nullptr));
+    watched.push_back(std::move(store));
     stores.push_back(ToUtf8(volume));
   }
   const std::string info =
       nlohmann::json{
           {"job", ToUtf8(job)}, {"taken", TimeText(clock_.UtcTime())}, {"stores", stores}}
-          .dump(2) +
+          .dump() +
       "\n";
   const fs::path info_file = partial / kSnapshotInfoFile;
   std::FILE* out = std::fopen(info_file.c_str(), "wb");
@@ -262,20 +293,59 @@ ErrorCode HostSafeguards::TakeSnapshot(std::u16string_view job, std::u16string* 
     Reason(reason, info_file, "the copy of the stores cannot be written");
     return kErrorWriteFault;
   }
-  // The new copy takes the old one's place in one step; only then does the old one go.
+  // The new copy takes the old one's place in one step; the old one waits beside it until the
+  // job is over.
   if (fs::exists(snapshot, error)) {
-    if (::renameat2(AT_FDCWD, partial.c_str(), AT_FDCWD, snapshot.c_str(), RENAME_EXCHANGE) != 0) {
+    if (::renameat2(AT_FDCWD, partial.c_str(), AT_FDCWD, snapshot.c_str(), RENAME_EXCHANGE) != 0 ||
+        ::rename(partial.c_str(), previous.c_str()) != 0) {
       fs::remove_all(partial, error);
       Reason(reason, snapshot, "the copy of the stores cannot be put in place");
       return ErrorFromErrno(errno);
     }
-    fs::remove_all(partial, error);
   } else if (::rename(partial.c_str(), snapshot.c_str()) != 0) {
     fs::remove_all(partial, error);
     Reason(reason, snapshot, "the copy of the stores cannot be put in place");
     return ErrorFromErrno(errno);
   }
+  watched_ = std::move(watched);
+  settling_ = true;
   return SyncPath(profile_, O_DIRECTORY);
+}
+
+bool HostSafeguards::StoresChangedSinceSnapshot() {
+  for (WatchedStore& store : watched_) {
+    std::int64_t version = 0;
+    if (DataVersion(store.connection.get(), &version) != SQLITE_OK ||
+        version != store.data_version) {
+      return true;
+    }
+  }
+  return std::ranges::any_of(
+      absent_at_snapshot_, [this](const std::u16string& volume) { return files_.Exists(volume); });
+}
+
+void HostSafeguards::SettleSnapshot() {
+  if (!settling_) return;
+  settling_ = false;
+  const bool changed = StoresChangedSinceSnapshot();
+  watched_.clear();
+  absent_at_snapshot_.clear();
+  const fs::path snapshot = profile_ / kSnapshotFolder;
+  const fs::path previous = profile_ / kPreviousSnapshotFolder;
+  std::error_code error;
+  if (!changed) {
+    // Nothing to undo from this job: undo goes back from the one before, if there was one.
+    if (fs::exists(previous, error)) {
+      if (::renameat2(AT_FDCWD, previous.c_str(), AT_FDCWD, snapshot.c_str(), RENAME_EXCHANGE) !=
+          0) {
+        return;  // the job's own copy stays: undo then leads back to where this job began
+      }
+    } else if (::rename(snapshot.c_str(), previous.c_str()) != 0) {
+      return;
+    }
+  }
+  fs::remove_all(previous, error);
+  SyncPath(profile_, O_DIRECTORY);
 }
 
 ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) {

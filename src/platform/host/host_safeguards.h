@@ -5,11 +5,18 @@
 // - The stores are the object-store volumes of the profile ("\pim.vol", and "\cemail.vol" when
 //   there is one). A snapshot is SQLite's online backup of each into <profile>/undo/, written
 //   first into <profile>/undo.partial/ and swapped in whole, so a kill never leaves half a
-//   snapshot in place of the last one. Putting it back is again an online backup, one
-//   transaction a store. The registry is settings, not data a job changes: it is not copied.
+//   snapshot in place of the last one. The copy it replaces waits in <profile>/undo.previous/
+//   until the job is over, and takes its place back when the job changed no store (SQLite's
+//   data_version, read on the connection the copy was taken through). Putting a copy back is
+//   again an online backup, one transaction a store. The registry is settings, not data a job
+//   changes: it is not copied.
 #pragma once
 
+#include <sqlite3.h>
+
 #include <filesystem>
+#include <memory>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/host/host_file_system.h"
@@ -34,16 +41,28 @@ class HostSafeguards : public Safeguards {
   ErrorCode CheckWritable(bool stores_too, std::u16string* reason) override;
   ErrorCode TakeSnapshot(std::u16string_view job, std::u16string* reason) override;
   ErrorCode RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) override;
+  void SettleSnapshot() override;
   // The object store's failure, else the message store's.
   std::u16string StoreFailure() override;
   void ClearStoreFailure() override;
 
  private:
+  // A store as it was when the last copy was taken: a connection kept open for SQLite to say
+  // whether another connection committed a change since, and the version it gave then.
+  struct WatchedStore {
+    std::unique_ptr<sqlite3, int (*)(sqlite3*)> connection{nullptr, sqlite3_close_v2};
+    std::int64_t data_version = 0;
+  };
+  bool StoresChangedSinceSnapshot();
+
   std::filesystem::path profile_;
   HostFileSystem& files_;
   SqliteObjectStore& store_;
   SqliteMessageRuntime& messages_;
   const Clock& clock_;
+  bool settling_ = false;  // a copy was taken and its job is not over
+  std::vector<WatchedStore> watched_;
+  std::vector<std::u16string> absent_at_snapshot_;  // volumes a job may make
 };
 
 }  // namespace kestrav::platform::host

@@ -108,5 +108,27 @@ TEST_F(HostSafeguardsTest, TheSnapshotPutsTheStoresBack) {
   sqlite3_close(check);
 }
 
+// A job that changed nothing - a file refused outright - leaves undo where the last job that
+// changed something put it.
+TEST_F(HostSafeguardsTest, AJobThatChangedNothingKeepsTheCopyBeforeIt) {
+  SnapshotInfo info;
+  std::u16string reason;
+  ASSERT_EQ(safeguards_.TakeSnapshot(u"restore of nothing.qbk", &reason), kErrorSuccess);
+  safeguards_.SettleSnapshot();
+  EXPECT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorFileNotFound);
+
+  AddCall(1);
+  ASSERT_EQ(safeguards_.TakeSnapshot(u"restore of a.qbk", &reason), kErrorSuccess);
+  AddCall(2);
+  safeguards_.SettleSnapshot();
+  ASSERT_EQ(safeguards_.TakeSnapshot(u"restore of refused.qbk", &reason), kErrorSuccess);
+  safeguards_.SettleSnapshot();
+  EXPECT_FALSE(std::filesystem::exists(device_.folder() / "undo.previous"));
+
+  ASSERT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorSuccess) << ToUtf8(reason);
+  EXPECT_EQ(info.job, u"restore of a.qbk");
+  EXPECT_EQ(Count(), 1u);
+}
+
 }  // namespace
 }  // namespace kestrav::platform::host
