@@ -4,9 +4,12 @@
 #include <array>
 #include <bit>
 #include <map>
+#include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "platform/device.h"
 #include "platform/host/outlook_properties.h"
@@ -63,13 +66,15 @@ void Put(std::vector<PropertyValue>& values, PropertyValue value) {
 constexpr std::int64_t kNotAMeeting = 0;
 constexpr std::int64_t kMeeting = 1;
 
-// Little-endian values one after the other, the form of the recipients' and the recurrence's
-// blocks in a record.
+// Little-endian values one after the other, appended to a block: the form of the recipients' and
+// the recurrence's blocks in a record.
 class BlockWriter {
  public:
+  explicit BlockWriter(std::vector<std::uint8_t>& bytes) : bytes_(bytes) {}
+
   void Unsigned(std::uint64_t value, std::size_t size) {
     for (std::size_t at = 0; at < size; ++at)
-      bytes.push_back(static_cast<std::uint8_t>(value >> (8 * at)));
+      bytes_.push_back(static_cast<std::uint8_t>(value >> (8 * at)));
   }
   void Integer(std::int32_t value) { Unsigned(static_cast<std::uint32_t>(value), 4); }
   void Real(double value) { Unsigned(std::bit_cast<std::uint64_t>(value), 8); }
@@ -80,7 +85,8 @@ class BlockWriter {
     for (const char16_t unit : text) Unsigned(unit, 2);
   }
 
-  std::vector<std::uint8_t> bytes;
+ private:
+  std::vector<std::uint8_t>& bytes_;
 };
 
 // Reads a block back; every read past its end fails and leaves the reader failed.
@@ -89,6 +95,7 @@ class BlockReader {
   explicit BlockReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
   bool ok() const { return ok_; }
+  std::size_t at() const { return at_; }
   std::size_t left() const { return bytes_.size() - at_; }
 
   std::uint64_t Unsigned(std::size_t size) {
@@ -110,8 +117,17 @@ class BlockReader {
       ok_ = false;
       return text;
     }
+    text.reserve(length);
     for (std::size_t k = 0; k < length; ++k) text.push_back(static_cast<char16_t>(Unsigned(2)));
     return text;
+  }
+  void SkipText() {
+    const auto length = static_cast<std::size_t>(Unsigned(2));
+    if (left() < length * 2) {
+      ok_ = false;
+      return;
+    }
+    at_ += length * 2;
   }
 
  private:
@@ -124,12 +140,13 @@ class BlockReader {
 
 // Recipients: each one's name, then its address, each a 16-bit length and the UTF-16LE units.
 std::vector<std::uint8_t> EncodeRecipients(const std::vector<Recipient>& recipients) {
-  BlockWriter block;
+  std::vector<std::uint8_t> bytes;
+  BlockWriter block(bytes);
   for (const Recipient& recipient : recipients) {
     block.Text(recipient.name);
     block.Text(recipient.address);
   }
-  return std::move(block.bytes);
+  return bytes;
 }
 
 std::vector<Recipient> DecodeRecipients(std::span<const std::uint8_t> bytes) {
@@ -147,10 +164,13 @@ std::vector<Recipient> DecodeRecipients(std::span<const std::uint8_t> bytes) {
 
 // Recurrence: the eight integers, the no-end flag as one byte, the four dates, then each
 // exception as its original date, a deleted byte, its start and its end (25 bytes).
+constexpr std::size_t kPatternBlockSize = 8 * 4 + 1 + 4 * 8;
 constexpr std::size_t kExceptionBlockSize = 25;
 
 std::vector<std::uint8_t> EncodeRecurrence(const RecurrencePattern& pattern) {
-  BlockWriter block;
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(kPatternBlockSize + pattern.exceptions.size() * kExceptionBlockSize);
+  BlockWriter block(bytes);
   for (const std::int32_t value :
        {pattern.recurrence_type, pattern.interval, pattern.instance, pattern.day_of_week_mask,
         pattern.day_of_month, pattern.month_of_year, pattern.occurrences, pattern.duration}) {
@@ -167,7 +187,7 @@ std::vector<std::uint8_t> EncodeRecurrence(const RecurrencePattern& pattern) {
     block.Real(exception.start);
     block.Real(exception.end);
   }
-  return std::move(block.bytes);
+  return bytes;
 }
 
 RecurrencePattern DecodeRecurrence(std::span<const std::uint8_t> bytes) {
@@ -183,6 +203,7 @@ RecurrencePattern DecodeRecurrence(std::span<const std::uint8_t> bytes) {
                        &pattern.end_time}) {
     *date = block.Real();
   }
+  if (block.ok()) pattern.exceptions.reserve(block.left() / kExceptionBlockSize);
   while (block.ok() && block.left() >= kExceptionBlockSize) {
     RecurrenceException& exception = pattern.exceptions.emplace_back();
     exception.original_date = block.Real();
@@ -194,6 +215,53 @@ RecurrencePattern DecodeRecurrence(std::span<const std::uint8_t> bytes) {
 }
 
 namespace {
+
+// An appointment's recipients in the form its record keeps them, the block itself, with where
+// each recipient begins: counting them, reading one and adding one cost that one recipient
+// whatever the length of the list, and the block is ready to be written as it stands.
+class RecipientList {
+ public:
+  RecipientList() = default;
+  // The whole entries of a block; a cut entry ends the list, as when the block is decoded.
+  explicit RecipientList(std::span<const std::uint8_t> block) {
+    BlockReader reader(block);
+    std::size_t whole = 0;
+    while (reader.left() > 0) {
+      const std::size_t start = reader.at();
+      reader.SkipText();
+      reader.SkipText();
+      if (!reader.ok()) break;
+      starts_.push_back(start);
+      whole = reader.at();
+    }
+    bytes_.assign(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(whole));
+  }
+
+  std::size_t size() const { return starts_.size(); }
+  bool empty() const { return starts_.empty(); }
+
+  // The recipient at a position counted from 0, below size().
+  Recipient At(std::size_t position) const {
+    BlockReader reader(std::span<const std::uint8_t>(bytes_).subspan(starts_[position]));
+    Recipient recipient;
+    recipient.name = reader.Text();
+    recipient.address = reader.Text();
+    return recipient;
+  }
+
+  void Add(const Recipient& recipient) {
+    starts_.push_back(bytes_.size());
+    BlockWriter writer(bytes_);
+    writer.Text(recipient.name);
+    writer.Text(recipient.address);
+  }
+
+  const std::vector<std::uint8_t>& block() const { return bytes_; }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  std::vector<std::size_t> starts_;
+};
 
 std::u16string KeyText(const PropertyValue* value) {
   return Holds(value) ? value->text : std::u16string();
@@ -413,34 +481,35 @@ class PimItem : public OutlookItem {
   }
 
   HResult RecipientCount(int* count) override {
-    std::vector<Recipient> recipients;
-    const HResult result = ReadRecipients(count, &recipients);
-    if (result == kSOk) *count = static_cast<int>(recipients.size());
+    RecipientList* recipients = nullptr;
+    const HResult result = Recipients(count, &recipients);
+    if (result == kSOk) *count = static_cast<int>(recipients->size());
     return result;
   }
 
   HResult GetRecipient(int index, Recipient* recipient) override {
-    std::vector<Recipient> recipients;
-    const HResult result = ReadRecipients(recipient, &recipients);
+    RecipientList* recipients = nullptr;
+    const HResult result = Recipients(recipient, &recipients);
     if (result != kSOk) return result;
-    if (index < 1 || static_cast<std::size_t>(index) > recipients.size()) return kEInvalidArgument;
-    *recipient = std::move(recipients[static_cast<std::size_t>(index) - 1]);
+    if (index < 1 || static_cast<std::size_t>(index) > recipients->size()) return kEInvalidArgument;
+    *recipient = recipients->At(static_cast<std::size_t>(index) - 1);
     return kSOk;
   }
 
   HResult AddRecipient(const Recipient& recipient) override {
-    std::vector<Recipient> recipients;
-    const HResult result = ReadRecipients(&recipient, &recipients);
+    RecipientList* recipients = nullptr;
+    const HResult result = Recipients(&recipient, &recipients);
     if (result != kSOk) return result;
-    recipients.push_back(recipient);
-    PutRecipients(recipients);
+    recipients->Add(recipient);
+    RecipientsChanged();
     return kSOk;
   }
 
   HResult RemoveAllRecipients() override {
     if (kind_ != FolderKind::kCalendar) return kEInvalidArgument;
     if (!Live()) return kEFail;
-    PutRecipients({});
+    recipients_.emplace();
+    RecipientsChanged();
     return kSOk;
   }
 
@@ -472,6 +541,7 @@ class PimItem : public OutlookItem {
     if (session_->os_major_version < kWindowsMobile2005) return kENotImplemented;
     if (properties == nullptr) return kEInvalidArgument;
     if (!Live() || !Load()) return kEFail;
+    PendRecipients();
     properties->clear();
     for (std::uint32_t id : property_ids) {
       const PropertyValue* value = Find(id);
@@ -490,12 +560,21 @@ class PimItem : public OutlookItem {
   HResult SetProperties(const std::vector<PropertyValue>& properties) override {
     if (session_->os_major_version < kWindowsMobile2005) return kENotImplemented;
     if (!Live()) return kEFail;
-    for (const PropertyValue& value : properties) Put(pending_, value);
+    const std::uint32_t recipients_id = RecipientsPropertyId(session_->os_major_version);
+    for (const PropertyValue& value : properties) {
+      // A recipients' block set by identifier replaces the list the item was building.
+      if (value.id == recipients_id) {
+        recipients_.reset();
+        recipients_changed_ = false;
+      }
+      Put(pending_, value);
+    }
     return kSOk;
   }
 
   HResult Save() override {
     if (!Live()) return kEFail;
+    PendRecipients();
     if (oid_ != 0 && pending_.empty()) return kSOk;
     std::shared_ptr<FolderState> folder = folder_ ? folder_ : session_->Folder(kind_);
     if (!folder) return kEFail;
@@ -563,28 +642,49 @@ class PimItem : public OutlookItem {
     return kSOk;
   }
 
-  HResult ReadRecipients(const void* out, std::vector<Recipient>* recipients) {
+  // The item's recipients, read from its record the first time they are asked for and then kept
+  // as the object model changes them.
+  HResult Recipients(const void* out, RecipientList** recipients) {
     if (out == nullptr || kind_ != FolderKind::kCalendar) return kEInvalidArgument;
-    if (!Live() || !Load()) return kEFail;
-    const PropertyValue* value = Find(RecipientsPropertyId(session_->os_major_version));
-    *recipients = Holds(value) ? DecodeRecipients(value->bytes) : std::vector<Recipient>();
+    if (!Live()) return kEFail;
+    if (!recipients_) {
+      if (!Load()) return kEFail;
+      const PropertyValue* value = Find(RecipientsPropertyId(session_->os_major_version));
+      recipients_ = Holds(value) ? RecipientList(value->bytes) : RecipientList();
+    }
+    *recipients = &*recipients_;
     return kSOk;
   }
 
-  // The recipients' block, and the meeting status that follows them.
-  void PutRecipients(const std::vector<Recipient>& recipients) {
-    PropertyValue block;
-    block.id = RecipientsPropertyId(session_->os_major_version);
-    if (recipients.empty()) {
-      block.flags = kPropertyDelete;
-    } else {
-      block.bytes = EncodeRecipients(recipients);
+  // The meeting status follows the recipients at once; their block waits for the save, but takes
+  // its place among what is to be written now, before the status, as the record keeps the order
+  // in which its properties were first set.
+  void RecipientsChanged() {
+    if (!recipients_changed_) {
+      recipients_changed_ = true;
+      PropertyValue block;
+      block.id = RecipientsPropertyId(session_->os_major_version);
+      Put(pending_, std::move(block));
     }
-    Put(pending_, std::move(block));
     PropertyValue status;
     status.id = Id(ItemProperty::kMeetingStatus);
-    status.integer = recipients.empty() ? kNotAMeeting : kMeeting;
+    status.integer = recipients_->empty() ? kNotAMeeting : kMeeting;
     Put(pending_, std::move(status));
+  }
+
+  // The recipients' block of a changed list among what is to be written, once for all the
+  // recipients added since the last time; no recipients remove the block.
+  void PendRecipients() {
+    if (!recipients_changed_) return;
+    recipients_changed_ = false;
+    PropertyValue block;
+    block.id = RecipientsPropertyId(session_->os_major_version);
+    if (recipients_->empty()) {
+      block.flags = kPropertyDelete;
+    } else {
+      block.bytes = recipients_->block();
+    }
+    Put(pending_, std::move(block));
   }
 
   // The recurrence's block, or none, and IsRecurring that follows it.
@@ -628,6 +728,9 @@ class PimItem : public OutlookItem {
   bool loaded_ = false;
   std::vector<PropertyValue> properties_;
   std::vector<PropertyValue> pending_;
+  // The recipients once read; changed ones are written by the next Save.
+  std::optional<RecipientList> recipients_;
+  bool recipients_changed_ = false;
 };
 
 class PimItemCollection : public OutlookItemCollection {

@@ -11,7 +11,9 @@
 //   FindKeyText without the store, and keep the view in step with their own Remove and with saves
 //   of the application's items. Another program changing the database meanwhile is not seen: the
 //   collection stays the session's view.
-// - An item reads its record on its first Get; what is set waits for Save.
+// - An item reads its record on its first Get; what is set waits for Save. An appointment's
+//   recipients are read from their block once and kept in that form, so counting, reading or
+//   adding one costs that one recipient however many there are; Save writes the block once.
 // - Store properties by identifier (GetProperties, SetProperties) exist only on Windows Mobile
 //   2005; older items answer kENotImplemented.
 //

@@ -317,6 +317,79 @@ TEST_P(PimOutlookTest, TypedValuesRecipientsAndRecurrence) {
   EXPECT_EQ(task->SetRecurrence(pattern), kSOk);
 }
 
+// Recipients are seen as soon as they are added and reach the record with the item's next save,
+// in the block's own form (each text a 16-bit length and its UTF-16LE units); a block an older
+// profile holds reads as its whole entries.
+TEST_P(PimOutlookTest, RecipientsReachTheRecordInTheirBlockAtTheSave) {
+  using Bytes = std::vector<std::uint8_t>;
+  const std::uint32_t block_id = RecipientsPropertyId(os());
+  StoreDatabase database(device_.device().object_store(), u"Appointments Database");
+  const auto record = [&](ObjectId oid) {
+    const std::vector<std::uint32_t> wanted = {block_id, Id(ItemProperty::kMeetingStatus)};
+    std::vector<PropertyValue> properties;
+    EXPECT_EQ(database.store.Seek(database.handle, oid), oid);
+    EXPECT_EQ(database.store.ReadNext(database.handle, &wanted, &properties), oid);
+    return std::pair(properties.at(0).bytes, properties.at(1).integer);
+  };
+  // "Ann" <a@x>, then an entry cut inside its address.
+  const Bytes ann = {3, 0, 'A', 0, 'n', 0, 'n', 0, 3, 0, 'a', 0, '@', 0, 'x', 0};
+  PropertyValue old_block;
+  old_block.id = block_id;
+  old_block.bytes = ann;
+  old_block.bytes.insert(old_block.bytes.end(), {1, 0, 'C', 0, 5, 0, 'c', 0});
+  const ObjectId oid = database.store.Write(
+      database.handle, 0, {TextValue(Id(ItemProperty::kSubject), u"Sync"), old_block});
+
+  auto application = LoggedOn(device_.device());
+  std::unique_ptr<OutlookItem> item;
+  ASSERT_EQ(Items(*application, OutlookFolderId::kCalendar)->Item(1, &item), kSOk);
+  int count = 0;
+  ASSERT_EQ(item->RecipientCount(&count), kSOk);
+  EXPECT_EQ(count, 1);
+  ASSERT_EQ(item->AddRecipient({u"", u"b"}), kSOk);
+  ASSERT_EQ(item->RecipientCount(&count), kSOk);
+  EXPECT_EQ(count, 2);
+  Recipient recipient;
+  ASSERT_EQ(item->GetRecipient(1, &recipient), kSOk);
+  EXPECT_EQ(recipient, (Recipient{u"Ann", u"a@x"}));
+  ASSERT_EQ(item->GetRecipient(2, &recipient), kSOk);
+  EXPECT_EQ(recipient, (Recipient{u"", u"b"}));
+  EXPECT_EQ(record(oid).first, old_block.bytes);
+
+  ASSERT_EQ(item->Save(), kSOk);
+  Bytes saved = ann;
+  saved.insert(saved.end(), {0, 0, 1, 0, 'b', 0});
+  EXPECT_EQ(record(oid), std::pair(saved, std::int64_t{1}));
+
+  // Adding goes on from the list as saved; another logon reads the list in order.
+  ASSERT_EQ(item->AddRecipient({u"Dee", u""}), kSOk);
+  ASSERT_EQ(item->Save(), kSOk);
+  std::unique_ptr<OutlookItem> again;
+  ASSERT_EQ(Items(*LoggedOn(device_.device()), OutlookFolderId::kCalendar)->Item(1, &again), kSOk);
+  ASSERT_EQ(again->RecipientCount(&count), kSOk);
+  EXPECT_EQ(count, 3);
+  ASSERT_EQ(again->GetRecipient(3, &recipient), kSOk);
+  EXPECT_EQ(recipient, (Recipient{u"Dee", u""}));
+
+  if (os() < kWindowsMobile2005) return;
+  // By identifier, the block shows the recipients added before the save, and a block set so
+  // replaces them.
+  ASSERT_EQ(again->RemoveAllRecipients(), kSOk);
+  ASSERT_EQ(again->AddRecipient({u"E", u""}), kSOk);
+  std::vector<PropertyValue> properties;
+  ASSERT_EQ(again->GetProperties({block_id}, &properties), kSOk);
+  EXPECT_EQ(properties.at(0).bytes, (Bytes{1, 0, 'E', 0, 0, 0}));
+  PropertyValue replacing;
+  replacing.id = block_id;
+  replacing.bytes = {0, 0, 0, 0};
+  ASSERT_EQ(again->SetProperties({replacing}), kSOk);
+  ASSERT_EQ(again->AddRecipient({u"F", u""}), kSOk);
+  ASSERT_EQ(again->RecipientCount(&count), kSOk);
+  EXPECT_EQ(count, 2);
+  ASSERT_EQ(again->Save(), kSOk);
+  EXPECT_EQ(record(oid).first, (Bytes{0, 0, 0, 0, 1, 0, 'F', 0, 0, 0}));
+}
+
 TEST_P(PimOutlookTest, WithoutTheVolumeOrAfterLogoffEverythingFails) {
   PimOutlookRuntime& runtime = dynamic_cast<PimOutlookRuntime&>(device_.device().outlook());
   EXPECT_EQ(runtime.Initialize(), kSOk);
