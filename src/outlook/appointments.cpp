@@ -100,12 +100,7 @@ class AppointmentAdapter : public ItemAdapter {
     line.Raw(ItemText(item, ItemProperty::kReminderSoundFile));
     line.Bytes(IntegerBytes(ItemInteger(item, ItemProperty::kSensitivity)));
     line.Bytes(DateBytes(ItemDate(item, ItemProperty::kStart)));
-    const std::vector<platform::Recipient> recipients = Recipients(item);
-    line.Bytes(IntegerBytes(static_cast<std::int32_t>(recipients.size())));
-    for (const platform::Recipient& recipient : recipients) {
-      line.Raw(recipient.name);
-      line.Raw(recipient.address);
-    }
+    WriteRecipients(item, line);
     const std::optional<platform::RecurrencePattern> recurrence = ItemRecurrence(item);
     line.Bytes(RecurrenceBlock(recurrence));
     line.Bytes(ExceptionEntries(recurrence));
@@ -176,15 +171,19 @@ class AppointmentAdapter : public ItemAdapter {
   }
 
  private:
-  static std::vector<platform::Recipient> Recipients(OutlookItem& item) {
-    std::vector<platform::Recipient> recipients;
+  // The count, then each recipient's name and address, read and written one at a time: a meeting
+  // may have a long list. One that cannot be read still gives its two fields, empty, so that the
+  // line holds as many pairs as its count says.
+  static void WriteRecipients(OutlookItem& item, ItemLineWriter& line) {
     int count = 0;
-    if (Failed(item.RecipientCount(&count))) return recipients;
+    if (Failed(item.RecipientCount(&count)) || count < 0) count = 0;
+    line.Bytes(IntegerBytes(count));
     for (int index = 1; index <= count; ++index) {
       platform::Recipient recipient;
-      if (!Failed(item.GetRecipient(index, &recipient))) recipients.push_back(std::move(recipient));
+      if (Failed(item.GetRecipient(index, &recipient))) recipient = {};
+      line.Raw(recipient.name);
+      line.Raw(recipient.address);
     }
-    return recipients;
   }
 };
 

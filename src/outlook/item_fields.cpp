@@ -238,7 +238,24 @@ void ItemLineWriter::Raw(std::u16string_view text) {
 }
 
 void ItemLineWriter::Bytes(std::span<const std::uint8_t> bytes) {
-  Value(records::ByteListText(bytes));
+  // A list of two bytes or more holds a comma, so the value writer always quotes it: a long one
+  // (the exceptions of a recurrence) is written between its quotes a piece at a time.
+  constexpr std::size_t kPieceBytes = 4096;
+  if (bytes.size() < 2) {
+    Value(records::ByteListText(bytes));
+    return;
+  }
+  Separate();
+  constexpr char16_t kQuote = u'"';
+  constexpr char16_t kComma = u',';
+  file_.WriteRaw(&kQuote, sizeof kQuote);
+  for (std::size_t at = 0; at < bytes.size(); at += kPieceBytes) {
+    if (at > 0) file_.WriteRaw(&kComma, sizeof kComma);
+    const std::u16string piece =
+        records::ByteListText(bytes.subspan(at, std::min(kPieceBytes, bytes.size() - at)));
+    file_.WriteRaw(piece.data(), piece.size() * sizeof(char16_t));
+  }
+  file_.WriteRaw(&kQuote, sizeof kQuote);
 }
 
 void ItemLineWriter::End() {
