@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
+#include <string>
 #include <tuple>
 
 #include "outlook/item_fields.h"
 #include "outlook/testing/failing_outlook.h"
 #include "outlook/testing/item_handset.h"
+#include "platform/text.h"
 
 namespace kestrav::outlook {
 namespace {
@@ -140,6 +143,37 @@ TEST(AppointmentFile, SameBytesOnBothGenerationsAndAcrossThem) {
     EXPECT_EQ(other.Backup(), file) << "restored from OS " << os;
   }
   EXPECT_EQ(Calendar().Backup(), Header());
+}
+
+// A meeting of 1,000 guests that recurs daily with 300 occurrences deleted: a restore adds every
+// guest and exception, and a backup writes the 4,800 bytes of exceptions, longer than one piece of
+// the line writer, as one quoted list.
+TEST(AppointmentFile, LongListsComeBackByteForByte) {
+  std::u16string guests;
+  for (int k = 0; k < 1000; ++k) {
+    const std::u16string number = platform::FromUtf8(std::to_string(k));
+    guests += u"Guest " + number + u";g" + number + u"@example.org;";
+  }
+  std::vector<std::uint8_t> block(kRecurrenceBlockSize, 0);
+  block[0] = 1;                  // recurs, daily
+  block[8] = 1;                  // every day
+  block[36] = block[37] = 0xff;  // no end
+  block[72] = 0x2c;              // 300 exceptions
+  block[73] = 0x01;
+  std::vector<std::uint8_t> deleted;
+  for (int k = 0; k < 300; ++k) {
+    std::ranges::copy(DateBytes(kTenOClock + k), std::back_inserter(deleted));
+    deleted.insert(deleted.end(), {0xff, 0xff, 0, 0, 0, 0, 0, 0});
+  }
+  const std::u16string zero = u"\"0x00,0x00,0x00,0x00\";";
+  const std::u16string file =
+      Header() + u"Board;\"0x00,0x00\";;;" + zero + u";" + zero + Quoted(DateBytes(kSixOClock)) +
+      u";\"0xff,0xff\";;\"0x01,0x00,0x00,0x00\";" + zero + zero + u"\"0x00,0x00\";;" + zero +
+      Quoted(DateBytes(kTenOClock)) + u";\"0xe8,0x03,0x00,0x00\";" + guests + Quoted(block) + u";" +
+      Quoted(deleted) + u"\r\n";
+  Calendar phone;
+  phone.Restore(file, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(phone.Backup(), file);
 }
 
 TEST(AppointmentFile, MovedOccurrenceKeepsItsMinutes) {
