@@ -155,15 +155,18 @@ bool ReadFields(const Json& json, const std::array<Field<Object>, kCount>& field
   return true;
 }
 
-// A list of objects of those fields, each one's reason naming it by `noun` and its position.
-template <typename Object, std::size_t kCount>
+// A list of objects of those fields, each handed to `take` as it is read; each one's reason names
+// it by `noun` and its position.
+template <typename Object, std::size_t kCount, typename Take>
 bool ReadFieldList(const Json& json, const std::array<Field<Object>, kCount>& fields,
-                   std::string_view noun, std::vector<Object>* objects, std::string* reason) {
+                   std::string_view noun, Take take, std::string* reason) {
   for (std::size_t k = 0; k < json.size(); ++k) {
-    if (!ReadFields(json[k], fields, &objects->emplace_back(), reason)) {
+    Object object;
+    if (!ReadFields(json[k], fields, &object, reason)) {
       *reason = std::string(noun) + " " + std::to_string(k) + ": " + *reason;
       return false;
     }
+    take(std::move(object));
   }
   return true;
 }
@@ -223,20 +226,21 @@ constexpr BlockForm kRecipients = {
     .to_json =
         [](const Bytes& bytes, Json* json) {
           *json = Json::array();
-          for (const Recipient& recipient : platform::host::DecodeRecipients(bytes))
+          Recipient recipient;
+          for (std::size_t at = 0; platform::host::ReadRecipient(bytes, &at, &recipient);)
             json->push_back(FieldsJson(recipient, kRecipientFields));
         },
     .read =
         [](const Json& json, Bytes* bytes, std::string* reason) {
-          std::vector<Recipient> recipients;
           if (!json.is_array()) {
             *reason = "\"recipients\" must be an array of recipients";
             return false;
           }
-          if (!ReadFieldList(json, kRecipientFields, "recipient", &recipients, reason))
-            return false;
-          *bytes = platform::host::EncodeRecipients(recipients);
-          return true;
+          bytes->clear();
+          const auto append = [bytes](const Recipient& recipient) {
+            platform::host::AppendRecipient(recipient, bytes);
+          };
+          return ReadFieldList(json, kRecipientFields, "recipient", append, reason);
         },
 };
 
@@ -263,8 +267,10 @@ constexpr BlockForm kRecurrence = {
               *reason = "recurrence: \"Exceptions\" must be an array of exceptions";
               return false;
             }
-            if (!ReadFieldList(*exceptions, kExceptionFields, "exception", &pattern.exceptions,
-                               reason)) {
+            const auto add = [&pattern](const RecurrenceException& exception) {
+              pattern.exceptions.push_back(exception);
+            };
+            if (!ReadFieldList(*exceptions, kExceptionFields, "exception", add, reason)) {
               *reason = "recurrence: " + *reason;
               return false;
             }
@@ -440,6 +446,21 @@ bool ReadItem(const ItemKind& kind, const Json& item, int os_major_version,
   return true;
 }
 
+// A value's text one level in, as an element of a dumped array.
+void AppendIndented(std::string_view text, std::string* out) {
+  constexpr std::string_view kLevel = "  ";
+  const auto lines = static_cast<std::size_t>(std::ranges::count(text, '\n')) + 1;
+  const std::size_t needed = out->size() + text.size() + lines * kLevel.size();
+  if (needed > out->capacity()) out->reserve(std::max(needed, 2 * out->capacity()));
+  out->append(kLevel);
+  for (std::size_t line = 0; line < text.size();) {
+    const std::size_t end = std::min(text.find('\n', line), text.size() - 1) + 1;
+    out->append(text.substr(line, end - line));
+    if (end < text.size()) out->append(kLevel);
+    line = end;
+  }
+}
+
 }  // namespace
 
 bool DumpItems(const platform::Device& device, platform::OutlookFolderId folder, std::string* json,
@@ -448,13 +469,19 @@ bool DumpItems(const platform::Device& device, platform::OutlookFolderId folder,
   platform::ObjectStore& store = device.object_store();
   devicedb::HeldPimDatabase opened(store);
   if (!OpenDatabase(opened, kind.database, error)) return false;
-  Json items = Json::array();
+  // Item by item, so that only one item's tree is held at a time; the text is the one the whole
+  // array would dump as.
+  std::string text = "[";
   std::vector<PropertyValue> properties;
   while (const platform::ObjectId object_id =
              store.ReadNext(opened.handle(), nullptr, &properties)) {
-    items.push_back(ItemJson(kind, object_id, properties, device.os_major_version()));
+    text += text.size() == 1 ? "\n" : ",\n";
+    const std::string item =
+        ItemJson(kind, object_id, properties, device.os_major_version()).dump(2);
+    AppendIndented(item, &text);
   }
-  *json = items.dump(2) + "\n";
+  text += text.size() == 1 ? "]\n" : "\n]\n";
+  *json = std::move(text);
   return true;
 }
 

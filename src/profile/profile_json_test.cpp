@@ -332,6 +332,20 @@ TEST(DeviceJsonTest, AppointmentsAndTasksByNameAcrossGenerations) {
   round_trip(platform::OutlookFolderId::kCalendar, appointments);
   round_trip(platform::OutlookFolderId::kTasks, tasks);
 
+  // A dump, written item by item, reads as the whole array dumped at once; none is "[]".
+  TemporaryDevice both;
+  std::string text;
+  std::string dump_error;
+  ASSERT_TRUE(DumpItems(both.device(), platform::OutlookFolderId::kTasks, &text, &dump_error));
+  EXPECT_EQ(text, "[]\n");
+  for (int copy = 0; copy < 2; ++copy) {
+    ASSERT_TRUE(LoadItems(both.device(), platform::OutlookFolderId::kCalendar, appointments.dump(),
+                          &dump_error))
+        << dump_error;
+  }
+  ASSERT_TRUE(DumpItems(both.device(), platform::OutlookFolderId::kCalendar, &text, &dump_error));
+  EXPECT_EQ(text, nlohmann::ordered_json::parse(text).dump(2) + "\n");
+
   TemporaryDevice older(platform::kWindowsMobile2003);
   std::string error;
   ASSERT_TRUE(

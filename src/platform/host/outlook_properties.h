@@ -8,6 +8,7 @@
 // byte blocks of their own, which have no item property (see RecipientsPropertyId).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -48,10 +49,13 @@ bool IsDateProperty(ItemProperty property);
 std::uint32_t RecipientsPropertyId(int os_major_version);
 std::uint32_t RecurrencePropertyId(int os_major_version);
 
-// Those byte blocks and what they hold (docs/outlook-items.md). Decoding takes any bytes: a cut
-// entry ends the list, a cut pattern reads its missing fields as 0.
-std::vector<std::uint8_t> EncodeRecipients(const std::vector<Recipient>& recipients);
-std::vector<Recipient> DecodeRecipients(std::span<const std::uint8_t> bytes);
+// Those byte blocks and what they hold (docs/outlook-items.md), the recipients one at a time, as
+// a meeting may have many. Decoding takes any bytes: a cut entry ends the list, a cut pattern
+// reads its missing fields as 0.
+void AppendRecipient(const Recipient& recipient, std::vector<std::uint8_t>* block);
+// The recipient whose entry begins at *at, moving *at past it; false, with *at as it was, when no
+// whole entry begins there.
+bool ReadRecipient(std::span<const std::uint8_t> block, std::size_t* at, Recipient* recipient);
 std::vector<std::uint8_t> EncodeRecurrence(const RecurrencePattern& pattern);
 RecurrencePattern DecodeRecurrence(std::span<const std::uint8_t> bytes);
 

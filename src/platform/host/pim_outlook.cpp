@@ -139,27 +139,22 @@ class BlockReader {
 }  // namespace
 
 // Recipients: each one's name, then its address, each a 16-bit length and the UTF-16LE units.
-std::vector<std::uint8_t> EncodeRecipients(const std::vector<Recipient>& recipients) {
-  std::vector<std::uint8_t> bytes;
-  BlockWriter block(bytes);
-  for (const Recipient& recipient : recipients) {
-    block.Text(recipient.name);
-    block.Text(recipient.address);
-  }
-  return bytes;
+void AppendRecipient(const Recipient& recipient, std::vector<std::uint8_t>* block) {
+  BlockWriter writer(*block);
+  writer.Text(recipient.name);
+  writer.Text(recipient.address);
 }
 
-std::vector<Recipient> DecodeRecipients(std::span<const std::uint8_t> bytes) {
-  std::vector<Recipient> recipients;
-  BlockReader block(bytes);
-  while (block.left() > 0) {
-    Recipient recipient;
-    recipient.name = block.Text();
-    recipient.address = block.Text();
-    if (!block.ok()) break;  // a cut entry ends the list
-    recipients.push_back(std::move(recipient));
-  }
-  return recipients;
+bool ReadRecipient(std::span<const std::uint8_t> block, std::size_t* at, Recipient* recipient) {
+  if (*at >= block.size()) return false;
+  BlockReader reader(block.subspan(*at));
+  Recipient read;
+  read.name = reader.Text();
+  read.address = reader.Text();
+  if (!reader.ok()) return false;
+  *at += reader.at();
+  *recipient = std::move(read);
+  return true;
 }
 
 // Recurrence: the eight integers, the no-end flag as one byte, the four dates, then each
@@ -242,18 +237,15 @@ class RecipientList {
 
   // The recipient at a position counted from 0, below size().
   Recipient At(std::size_t position) const {
-    BlockReader reader(std::span<const std::uint8_t>(bytes_).subspan(starts_[position]));
+    std::size_t at = starts_[position];
     Recipient recipient;
-    recipient.name = reader.Text();
-    recipient.address = reader.Text();
+    ReadRecipient(bytes_, &at, &recipient);
     return recipient;
   }
 
   void Add(const Recipient& recipient) {
     starts_.push_back(bytes_.size());
-    BlockWriter writer(bytes_);
-    writer.Text(recipient.name);
-    writer.Text(recipient.address);
+    AppendRecipient(recipient, &bytes_);
   }
 
   const std::vector<std::uint8_t>& block() const { return bytes_; }
