@@ -472,15 +472,17 @@ bool DumpItems(const platform::Device& device, platform::OutlookFolderId folder,
   // Item by item, so that only one item's tree is held at a time; the text is the one the whole
   // array would dump as.
   std::string text = "[";
+  bool none = true;
   std::vector<PropertyValue> properties;
   while (const platform::ObjectId object_id =
              store.ReadNext(opened.handle(), nullptr, &properties)) {
-    text += text.size() == 1 ? "\n" : ",\n";
+    text += none ? "\n" : ",\n";
+    none = false;
     const std::string item =
         ItemJson(kind, object_id, properties, device.os_major_version()).dump(2);
     AppendIndented(item, &text);
   }
-  text += text.size() == 1 ? "]\n" : "\n]\n";
+  text += none ? "]\n" : "\n]\n";
   *json = std::move(text);
   return true;
 }
