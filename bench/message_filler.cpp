@@ -194,7 +194,7 @@ PropertyValue IntegerProperty(std::uint32_t tag, std::int64_t integer) {
 }
 PropertyValue TimeProperty(std::uint32_t tag, std::int64_t unix_seconds) {
   PropertyValue value = Property(tag);
-  value.file_time = platform::FileTimeFromUnixNanoseconds(unix_seconds * 1'000'000'000);
+  value.file_time = platform::FileTimeFromUnixTime(unix_seconds, 0);
   return value;
 }
 

@@ -17,13 +17,11 @@ SystemTime FixedClock::LocalTime() const {
 }
 
 FileTime FixedClock::UtcToLocal(FileTime utc) const {
-  return static_cast<FileTime>(static_cast<std::int64_t>(utc) +
-                               local_offset_minutes_ * kTicksPerMinute);
+  return ShiftFileTime(utc, local_offset_minutes_ * kTicksPerMinute);
 }
 
 FileTime FixedClock::LocalToUtc(FileTime local) const {
-  return static_cast<FileTime>(static_cast<std::int64_t>(local) -
-                               local_offset_minutes_ * kTicksPerMinute);
+  return ShiftFileTime(local, -local_offset_minutes_ * kTicksPerMinute);
 }
 
 }  // namespace kestrav::platform

@@ -1,5 +1,6 @@
 #include "platform/time.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 
@@ -21,6 +22,14 @@ constexpr std::int64_t kDaysFrom1899To1970 = 25'569;
 constexpr double kFirstOleDate = -657'434.0;
 constexpr double kLastOleDate = 2'958'465.0 + 86'399.0 / 86'400.0;
 constexpr std::int64_t kSecondsPerDay = 86'400;
+constexpr auto kTicksPerSecondSigned = static_cast<std::int64_t>(kTicksPerSecond);
+
+// start + ticks, held to 0 and kLastFileTime.
+FileTime HeldFileTime(std::int64_t start, std::int64_t ticks) {
+  std::int64_t sum = 0;
+  if (__builtin_add_overflow(start, ticks, &sum)) return ticks > 0 ? kLastFileTime : 0;
+  return sum < 0 ? 0 : static_cast<FileTime>(sum);
+}
 
 }  // namespace
 
@@ -106,13 +115,30 @@ bool SystemTimeToOleDate(const SystemTime& system_time, double* ole_date) {
   return true;
 }
 
-FileTime FileTimeFromUnixNanoseconds(std::int64_t nanoseconds) {
-  const std::int64_t ticks = nanoseconds / 100 + kTicksFrom1601To1970;
-  return ticks < 0 ? 0 : static_cast<FileTime>(ticks);
+FileTime ShiftFileTime(FileTime time, std::int64_t ticks) {
+  return HeldFileTime(static_cast<std::int64_t>(std::min(time, kLastFileTime)), ticks);
 }
 
-std::int64_t FileTimeToUnixNanoseconds(FileTime file_time) {
-  return (static_cast<std::int64_t>(file_time) - kTicksFrom1601To1970) * 100;
+FileTime FileTimeFromUnixTime(std::int64_t seconds, std::int64_t nanoseconds) {
+  // The seconds whose ticks, with the offset of 1970, fit a signed 64-bit number.
+  constexpr std::int64_t kLatestSeconds =
+      (static_cast<std::int64_t>(kLastFileTime) - kTicksFrom1601To1970) / kTicksPerSecondSigned;
+  constexpr std::int64_t kEarliestSeconds = -kTicksFrom1601To1970 / kTicksPerSecondSigned - 1;
+  if (seconds > kLatestSeconds) return kLastFileTime;
+  if (seconds < kEarliestSeconds) return 0;
+  return HeldFileTime(seconds * kTicksPerSecondSigned + kTicksFrom1601To1970, nanoseconds / 100);
+}
+
+UnixTime FileTimeToUnixTime(FileTime file_time) {
+  const std::int64_t ticks =
+      static_cast<std::int64_t>(std::min(file_time, kLastFileTime)) - kTicksFrom1601To1970;
+  UnixTime time{ticks / kTicksPerSecondSigned, ticks % kTicksPerSecondSigned * 100};
+  // Before 1970 the division rounds towards 0; the nanoseconds count forward from the second.
+  if (time.nanoseconds < 0) {
+    time.nanoseconds += 1'000'000'000;
+    --time.seconds;
+  }
+  return time;
 }
 
 }  // namespace kestrav::platform

@@ -39,8 +39,23 @@ bool OleDateToSystemTime(double ole_date, SystemTime* system_time);
 // the week is ignored.
 bool SystemTimeToOleDate(const SystemTime& system_time, double* ole_date);
 
-// Seconds since 1970-01-01 UTC, and back; used where the host's clock meets the device's.
-FileTime FileTimeFromUnixNanoseconds(std::int64_t nanoseconds);
-std::int64_t FileTimeToUnixNanoseconds(FileTime file_time);
+// The latest file time: the device reads file times as signed 64-bit numbers.
+inline constexpr FileTime kLastFileTime = 0x7FFFFFFFFFFFFFFF;
+
+// The file time of an instant `ticks` 100-nanosecond intervals from `time`, held to 0 and
+// kLastFileTime.
+FileTime ShiftFileTime(FileTime time, std::int64_t ticks);
+
+// Where the host's clock meets the device's: seconds since 1970-01-01 UTC with the nanoseconds
+// within the second (0 to 999,999,999), and back. A time before 1601 is 0, one past
+// kLastFileTime (the year 30828) is kLastFileTime; no product in nanoseconds is formed, so every
+// date a host file can carry converts.
+FileTime FileTimeFromUnixTime(std::int64_t seconds, std::int64_t nanoseconds);
+struct UnixTime {
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;  // 0 to 999,999,999, after the seconds
+};
+// A file time past kLastFileTime is taken as kLastFileTime.
+UnixTime FileTimeToUnixTime(FileTime file_time);
 
 }  // namespace kestrav::platform

@@ -74,11 +74,25 @@ TEST(Time, OleDatesAndFieldsAgreeWithinTheirBounds) {
   }
 }
 
-TEST(Time, UnixTimesMeetFileTimes) {
-  EXPECT_EQ(FileTimeFromUnixNanoseconds(0), 116444736000000000u);
-  EXPECT_EQ(FileTimeToUnixNanoseconds(116444736000000000u), 0);
-  EXPECT_EQ(FileTimeToUnixNanoseconds(FileTimeFromUnixNanoseconds(1'173'954'030'000'000'000)),
-            1'173'954'030'000'000'000);
+TEST(Time, UnixTimesMeetFileTimesWithoutOverflow) {
+  EXPECT_EQ(FileTimeFromUnixTime(0, 0), 116444736000000000u);
+  EXPECT_EQ(FileTimeFromUnixTime(1'173'954'030, 123'456'789), 128184276301234567u);
+  const UnixTime back = FileTimeToUnixTime(128184276301234567u);
+  EXPECT_EQ(back.seconds, 1'173'954'030);
+  EXPECT_EQ(back.nanoseconds, 123'456'700);
+  // 2300-01-01, past the last time in nanoseconds a signed 64-bit number holds (2262).
+  EXPECT_EQ(FileTimeFromUnixTime(10'413'792'000, 0), 220'582'656'000'000'000u);
+  EXPECT_EQ(FileTimeToUnixTime(220'582'656'000'000'000u).seconds, 10'413'792'000);
+  // Before 1970 the nanoseconds still count forward; before 1601 and past 30828 the ends hold.
+  EXPECT_EQ(FileTimeToUnixTime(116444735999999999u).seconds, -1);
+  EXPECT_EQ(FileTimeToUnixTime(116444735999999999u).nanoseconds, 999'999'900);
+  EXPECT_EQ(FileTimeFromUnixTime(-11'644'473'601, 0), 0u);
+  EXPECT_EQ(FileTimeFromUnixTime(INT64_MAX, 999'999'999), kLastFileTime);
+  EXPECT_EQ(FileTimeFromUnixTime(INT64_MIN, 0), 0u);
+  EXPECT_EQ(FileTimeToUnixTime(UINT64_MAX).seconds, FileTimeToUnixTime(kLastFileTime).seconds);
+  EXPECT_EQ(ShiftFileTime(kLastFileTime - 5, 10), kLastFileTime);
+  EXPECT_EQ(ShiftFileTime(5, -10), 0u);
+  EXPECT_EQ(ShiftFileTime(UINT64_MAX, INT64_MIN), 0u);
 }
 
 TEST(FixedClock, LocalTimeFollowsItsOffset) {
@@ -86,6 +100,9 @@ TEST(FixedClock, LocalTimeFollowsItsOffset) {
   EXPECT_EQ(clock.LocalTime().year, 2008);
   EXPECT_EQ(clock.LocalTime().hour, 0);
   EXPECT_EQ(clock.UtcToLocal(kFifteenthOfMarch2007), kFifteenthOfMarch2007 + 36'000'000'000);
+  // A file's time from anywhere in its range converts without overflow.
+  EXPECT_EQ(clock.UtcToLocal(kLastFileTime), kLastFileTime);
+  EXPECT_EQ(clock.LocalToUtc(0), 0u);
   clock.AdvanceTicks(250);
   EXPECT_EQ(clock.TickCount(), 750u);
 }

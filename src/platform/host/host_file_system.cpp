@@ -140,8 +140,7 @@ ErrorCode StatusOf(const Place& place, struct stat* status) {
 }
 
 FileTime ToFileTime(const struct timespec& time) {
-  return FileTimeFromUnixNanoseconds(static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 +
-                                     time.tv_nsec);
+  return FileTimeFromUnixTime(time.tv_sec, time.tv_nsec);
 }
 
 FileAttributeData AttributesOf(const struct stat& status) {
@@ -164,15 +163,11 @@ mode_t ModeWithAttributes(mode_t mode, std::uint32_t attributes) {
 }
 
 ErrorCode SetTimeOf(int descriptor, FileTime time) {
-  const std::int64_t nanoseconds = FileTimeToUnixNanoseconds(time);
+  const UnixTime unix_time = FileTimeToUnixTime(time);
   struct timespec times[2] = {};
   times[0].tv_nsec = UTIME_OMIT;
-  times[1].tv_sec = static_cast<time_t>(nanoseconds / 1'000'000'000);
-  times[1].tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000);
-  if (times[1].tv_nsec < 0) {
-    times[1].tv_nsec += 1'000'000'000;
-    times[1].tv_sec -= 1;
-  }
+  times[1].tv_sec = static_cast<time_t>(unix_time.seconds);
+  times[1].tv_nsec = static_cast<long>(unix_time.nanoseconds);
   return ::futimens(descriptor, times) == 0 ? kErrorSuccess : ErrorFromErrno(errno);
 }
 

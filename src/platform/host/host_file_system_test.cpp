@@ -1,5 +1,6 @@
 #include "platform/host/host_file_system.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -164,6 +165,19 @@ TEST(HostFileSystem, AttributesAndTimes) {
   ASSERT_EQ(files.GetAttributes(u"\\Temp\\a", &data), kErrorSuccess);
   EXPECT_EQ(data.last_write_time, kFifteenthOfMarch2007);
   EXPECT_FALSE(files.FileExists(u"\\Temp"));
+
+  // Past 2262 a time in nanoseconds no longer fits 64 bits; file times still do, both ways.
+  SystemTime year_2300{.year = 2300, .month = 1, .day = 1};
+  FileTime in_2300 = 0;
+  ASSERT_TRUE(SystemTimeToFileTime(year_2300, &in_2300));
+  const timespec host_times[2] = {{0, UTIME_OMIT}, {10'413'792'000, 0}};  // 2300-01-01 UTC
+  ASSERT_EQ(::utimensat(AT_FDCWD, temporary.HostPath(u"\\Temp\\a").c_str(), host_times, 0), 0);
+  ASSERT_EQ(files.GetAttributes(u"\\Temp\\a", &data), kErrorSuccess);
+  EXPECT_EQ(data.last_write_time, in_2300);
+  ASSERT_EQ(files.SetLastWriteTime(u"\\Temp\\a", in_2300 + 10'000'000), kErrorSuccess);
+  struct stat status {};
+  ASSERT_EQ(::stat(temporary.HostPath(u"\\Temp\\a").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mtim.tv_sec, 10'413'792'001);
 }
 
 TEST(HostFileSystem, FoldersDeletionAndSearch) {

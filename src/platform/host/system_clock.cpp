@@ -1,5 +1,8 @@
 #include "platform/host/system_clock.h"
 
+#include <time.h>
+
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 
@@ -7,9 +10,9 @@ namespace kestrav::platform::host {
 namespace {
 
 FileTime NowUtc() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return FileTimeFromUnixNanoseconds(
-      std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  return FileTimeFromUnixTime(now.tv_sec, now.tv_nsec);
 }
 
 }  // namespace
@@ -33,23 +36,23 @@ std::uint32_t SystemClock::TickCount() const {
 }
 
 FileTime SystemClock::UtcToLocal(FileTime utc) const {
-  const std::int64_t nanoseconds = FileTimeToUnixNanoseconds(utc);
-  std::time_t seconds = static_cast<std::time_t>(nanoseconds / 1'000'000'000);
+  const std::time_t seconds = FileTimeToUnixTime(utc).seconds;
   std::tm local{};
+  // Past the years the C library counts, the offset stays unknown: none is added.
   if (localtime_r(&seconds, &local) == nullptr) return utc;
-  return static_cast<FileTime>(static_cast<std::int64_t>(utc) +
-                               static_cast<std::int64_t>(local.tm_gmtoff) * 10'000'000);
+  return ShiftFileTime(utc, static_cast<std::int64_t>(local.tm_gmtoff) * 10'000'000);
 }
 
 FileTime SystemClock::LocalToUtc(FileTime local) const {
+  local = std::min(local, kLastFileTime);
   // The offset at the local time read as UTC is off by at most one change of the clocks; the
   // offset at the instant that first guess names is the one in force then.
   const std::int64_t first_offset =
       static_cast<std::int64_t>(UtcToLocal(local)) - static_cast<std::int64_t>(local);
-  const FileTime guess = static_cast<FileTime>(static_cast<std::int64_t>(local) - first_offset);
+  const FileTime guess = ShiftFileTime(local, -first_offset);
   const std::int64_t offset =
       static_cast<std::int64_t>(UtcToLocal(guess)) - static_cast<std::int64_t>(guess);
-  return static_cast<FileTime>(static_cast<std::int64_t>(local) - offset);
+  return ShiftFileTime(local, -offset);
 }
 
 }  // namespace kestrav::platform::host
