@@ -576,10 +576,16 @@ std::vector<FoundFile> HostFileSystem::Find(std::u16string_view pattern) {
   if (listing == nullptr) return found;
   descriptor.Release();
   const int flags = place.beneath() ? AT_SYMLINK_NOFOLLOW : 0;
+  // In a device path "\" separates the parts, as "/" does.
+  const bool device_path = !pattern.empty() && pattern.front() == u'\\';
   while (const dirent* entry = ::readdir(listing)) {
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
     std::u16string wide = FromUtf8(name);
+    // A name found must name this very file again: one that is not UTF-8 would come back as
+    // another name, and a "\\" in a device folder as a path into a subfolder. The device has no
+    // such files; they are left alone.
+    if (ToUtf8(wide) != name || (device_path && wide.find(u'\\') != std::u16string::npos)) continue;
     if (!MatchesWildcard(name_pattern, wide)) continue;
     struct stat status {};
     if (::fstatat(::dirfd(listing), entry->d_name, &status, flags) != 0) continue;

@@ -199,6 +199,27 @@ TEST(HostFileSystem, FoldersDeletionAndSearch) {
   EXPECT_EQ(files.Find(u"\\Storage Card\\Backups\\*").size(), 4u);
   EXPECT_TRUE(files.Find(u"\\Missing\\*").empty());
 
+  // Only names that give back this very file are found: not a name that is no UTF-8 (it would
+  // come back as its look-alike with U+FFFD), not a "\\" in a device folder (a path into a
+  // subfolder). In a host folder "\\" is a character like any other.
+  const std::filesystem::path backups = temporary.HostPath(u"\\Storage Card\\Backups");
+  std::ofstream(backups / "Kestrav_\xff.qbk") << "stale";
+  std::ofstream(backups / "Kestrav_\xef\xbf\xbd.qbk") << "recent";
+  std::ofstream(backups / "2007\\x.qbk") << "not 2007/x.qbk";
+  std::ofstream(backups / "2007" / "x.qbk") << "in 2007";
+  names.clear();
+  for (const FoundFile& file : files.Find(u"\\Storage Card\\Backups\\*.qbk"))
+    names.push_back(file.name);
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"Kestrav_20070315.qbk", u"Kestrav_\ufffd.qbk",
+                                                u"kestrav_20070316.QBK"}));
+  const std::u16string host_folder = FromUtf8(backups.string()) + u"/";
+  EXPECT_EQ(files.Find(host_folder + u"2007\\*.qbk").size(), 1u);
+  EXPECT_EQ(files.Find(host_folder + u"*.qbk").size(), 4u);
+  for (const char* name : {"Kestrav_\xff.qbk", "Kestrav_\xef\xbf\xbd.qbk", "2007\\x.qbk"})
+    std::filesystem::remove(backups / name);
+  std::filesystem::remove(backups / "2007" / "x.qbk");
+
   EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\notes.txt"), kErrorSuccess);
   EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\notes.txt"), kErrorFileNotFound);
   EXPECT_EQ(files.DeleteFile(u"\\Storage Card\\Backups\\2007"), kErrorAccessDenied);
