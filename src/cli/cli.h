@@ -35,9 +35,11 @@ class CommandContext {
   int Fail(std::u16string_view reason) const;
 
   // Starts a job on the device (engine::DeviceJob): waits up to --wait seconds for another job,
-  // saying so on standard error. Null after printing the reason when the job may not start.
+  // saying so on standard error. Null when the job may not start, after printing the reason - or,
+  // when *refusal is given, with the reason there, for the caller to say.
   std::unique_ptr<engine::DeviceJob> BeginJob(const platform::Device& device, std::u16string name,
-                                              bool changes_stores) const;
+                                              bool changes_stores,
+                                              std::u16string* refusal = nullptr) const;
   // After a job: fails with `what` and the store that failed under the job and its cause, when
   // one did; otherwise returns kExitSuccess, or fails with `what` alone when always_fail is set.
   int FailOnStoreFailure(const engine::DeviceJob& job, std::string_view what,
@@ -71,6 +73,16 @@ std::u16string CommandLinePath(const std::string& path);
 std::optional<int> RunScheduledStart(CommandContext& context, std::u16string_view command_line);
 // A name from an archive or a file, for a terminal: control characters shown as "\x1b".
 std::string PrintableName(std::u16string_view name);
+// When the profile's schedule runs next, as the user reads it: the weekday, the local date and
+// time, and the zone ("Saturday 2026-11-28 10:30:00 Europe/Berlin"); nothing when no run is armed.
+// *passed (when given) tells whether that time has passed already, so that the timer never
+// elapses - which the handheld's mix of the UTC date and the local time of day can arm east of
+// UTC (kNextRunPassed).
+std::optional<std::string> NextScheduledRunText(platform::host::HostDevice& host,
+                                                bool* passed = nullptr);
+inline constexpr char kNextRunPassed[] =
+    "has passed already: as on the handheld, the run's date is the UTC date, here a day behind "
+    "the local one, so no run comes until the schedule is saved again";
 
 void AddListCommand(CLI::App& app, CommandContext& context);
 void AddExtractCommand(CLI::App& app, CommandContext& context);

@@ -66,16 +66,11 @@ bool ParseTime(std::string_view text, std::uint32_t* seconds) {
   return true;
 }
 
-std::string TimeText(const platform::SystemTime& time) {
-  return platform::ToUtf8(platform::Format(u"%.4d-%.2d-%.2d %.2d:%.2d:%.2d UTC", time.year,
-                                           time.month, time.day, time.hour, time.minute,
-                                           time.second));
-}
-
 // The next run as the user reads it, or why there is none.
-std::string NextRunText(const platform::Device& device) {
-  const std::optional<platform::SystemTime> next = settings::NextScheduledRun(device);
-  if (next) return TimeText(*next);
+std::string NextRunText(platform::host::HostDevice& host) {
+  bool passed = false;
+  if (const std::optional<std::string> next = NextScheduledRunText(host, &passed))
+    return passed ? *next + ", which " + kNextRunPassed : *next;
   return "none armed (saved on a scheduled day after its start time, the schedule arms no run "
          "until it is saved again)";
 }
@@ -112,7 +107,8 @@ int Show(CommandContext& context) {
   }
   const std::uint32_t start = schedule->start_seconds;
   std::printf("Days: %s\n", days.empty() ? "none" : days.c_str());
-  std::printf("Start time: %.2u:%.2u:%.2u UTC\n", start / 3600, start % 3600 / 60, start % 60);
+  std::printf("Start time: %.2u:%.2u:%.2u local time\n", start / 3600, start % 3600 / 60,
+              start % 60);
   std::printf("Folder: %s\n", platform::ToUtf8(schedule->backup_folder).c_str());
   std::printf("Kinds: %s\n", kinds.empty() ? "none" : kinds.c_str());
   if (schedule->delete_old)
@@ -123,7 +119,7 @@ int Show(CommandContext& context) {
   std::printf("Compress: %s\n", schedule->compress ? "yes" : "no");
   std::printf("Message attachments: %s\n", schedule->store_attachments ? "yes" : "no");
   std::printf("Message folders left out: %s\n", excluded.empty() ? "none" : excluded.c_str());
-  std::printf("Next run: %s\n", NextRunText(device).c_str());
+  std::printf("Next run: %s\n", NextRunText(*host).c_str());
   return kExitSuccess;
 }
 
@@ -135,12 +131,18 @@ int Set(CommandContext& context, const SetOptions& options) {
   std::string reason;
   if (!ParseDays(options.days, &choice.days, &reason)) return context.Fail(reason);
   if (!ParseTime(options.time, &choice.start_seconds))
-    return context.Fail("--time " + options.time + ": expected HH:MM or HH:MM:SS (UTC)");
+    return context.Fail("--time " + options.time + ": expected HH:MM or HH:MM:SS (local time)");
   choice.kinds = KindsWithWorkers();
   if (!options.kinds.empty() && !ParseKinds(options.kinds, &choice.kinds, &reason))
     return context.Fail(reason);
-  choice.backup_folder = options.folder.empty() ? kinds::DefaultBackupFolder(device)
-                                                : platform::FromUtf8(options.folder);
+  // A device folder ("\Storage Card\Backups") stays as it is; a host folder is made absolute, so
+  // that the unattended run, which starts in another folder, writes and prunes this one.
+  if (options.folder.empty())
+    choice.backup_folder = kinds::DefaultBackupFolder(device);
+  else if (options.folder.starts_with('\\'))
+    choice.backup_folder = platform::FromUtf8(options.folder);
+  else
+    choice.backup_folder = CommandLinePath(options.folder);
   std::u16string folder = choice.backup_folder;
   if (folder.size() > 1 && folder.back() == u'\\') folder.pop_back();
   if (!device.files().Exists(folder) || device.files().FileExists(folder)) {
@@ -176,6 +178,12 @@ int Set(CommandContext& context, const SetOptions& options) {
                                    : platform::SystemErrorText(arm_error);
     return context.Fail(u"the schedule is saved, but its timer could not be set: " + why);
   }
+  bool passed = false;
+  const std::optional<std::string> next = NextScheduledRunText(*host, &passed);
+  if (passed) {
+    return context.Fail("the schedule is saved, but its next run, " + *next + ", " +
+                        kNextRunPassed);
+  }
   std::printf("%s\n", platform::ToUtf8(settings::kScheduleUpdated).c_str());
   if (choice.start_seconds == 0) {
     std::printf("Note: as on the handheld, a start time of 00:00 never runs a backup.\n");
@@ -192,7 +200,7 @@ int Set(CommandContext& context, const SetOptions& options) {
         "Note: as on the handheld, the scheduled run leaves out only the first folder "
         "given to --exclude.\n");
   }
-  std::printf("Next run: %s\n", NextRunText(device).c_str());
+  std::printf("Next run: %s\n", NextRunText(*host).c_str());
   SayWhetherTimersRun(*host);
   return kExitSuccess;
 }
@@ -218,6 +226,27 @@ int Clear(CommandContext& context) {
 
 }  // namespace
 
+std::optional<std::string> NextScheduledRunText(platform::host::HostDevice& host, bool* passed) {
+  if (passed != nullptr) *passed = false;
+  platform::host::SystemdNotifications* timers = host.notifications();
+  if (timers == nullptr) return std::nullopt;
+  const std::optional<platform::NotificationHandle> handle =
+      settings::FindScheduleNotification(host.device(), timers->ProgramPath());
+  platform::NotificationTrigger trigger;
+  if (!handle || timers->Get(*handle, &trigger) != platform::kErrorSuccess ||
+      trigger.start.day_of_week > 6) {
+    return std::nullopt;
+  }
+  const platform::SystemTime& start = trigger.start;
+  const std::string zone = timers->StartZone(*handle);
+  if (passed != nullptr) *passed = timers->StartHasPassed(*handle);
+  return std::string(kDayNames[start.day_of_week]) + ' ' +
+         platform::ToUtf8(platform::Format(u"%.4d-%.2d-%.2d %.2d:%.2d:%.2d", start.year,
+                                           start.month, start.day, start.hour, start.minute,
+                                           start.second)) +
+         ' ' + (zone.empty() ? std::string("local time") : zone);
+}
+
 void AddScheduleCommand(CLI::App& app, CommandContext& context) {
   CLI::App* command = app.add_subcommand(
       "schedule", "Show, set or clear the unattended backup (a systemd user timer)");
@@ -230,9 +259,11 @@ void AddScheduleCommand(CLI::App& app, CommandContext& context) {
   auto options = std::make_shared<SetOptions>();
   set->add_option("--days", options->days,
                   "Comma-separated days: sun, mon, tue, wed, thu, fri, sat, or all (default)");
-  set->add_option("--time", options->time, "The start time, HH:MM or HH:MM:SS, UTC")->required();
+  set->add_option("--time", options->time, "The start time, HH:MM or HH:MM:SS, local time")
+      ->required();
   set->add_option("--folder", options->folder,
-                  "The device folder the backups go to (default: the default backup folder)");
+                  "The folder the backups go to: a device folder (\"\\Storage Card\\Backups\") or "
+                  "a host folder (default: the default backup folder)");
   set->add_option("--kinds", options->kinds, "Comma-separated kinds (default: every kind)");
   set->add_option("--keep", options->keep,
                   "Delete old backups after each run, keeping this many (1 to 10)")

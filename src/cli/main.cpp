@@ -1,6 +1,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <optional>
 
@@ -48,7 +49,8 @@ int CommandContext::Fail(std::u16string_view reason) const {
 
 std::unique_ptr<engine::DeviceJob> CommandContext::BeginJob(const platform::Device& device,
                                                             std::u16string name,
-                                                            bool changes_stores) const {
+                                                            bool changes_stores,
+                                                            std::u16string* refusal) const {
   const engine::DeviceJobOptions options{
       .name = std::move(name),
       .changes_stores = changes_stores,
@@ -57,9 +59,10 @@ std::unique_ptr<engine::DeviceJob> CommandContext::BeginJob(const platform::Devi
         std::cerr << "kestrav-cli: waiting for " << platform::ToUtf8(engine::JobHolderText(holder))
                   << " to end (at most " << wait_seconds << " s)..." << std::endl;
       }};
-  std::u16string refusal;
-  std::unique_ptr<engine::DeviceJob> job = engine::DeviceJob::Begin(device, options, &refusal);
-  if (!job) Fail(refusal);
+  std::u16string reason;
+  std::unique_ptr<engine::DeviceJob> job = engine::DeviceJob::Begin(device, options, &reason);
+  if (!job && refusal != nullptr) *refusal = reason;
+  if (!job && refusal == nullptr) Fail(reason);
   return job;
 }
 
@@ -92,8 +95,8 @@ std::u16string CommandLinePath(const std::string& path) {
 
 namespace {
 
-// KESTRAV_CLOCK="2026-11-23T09:00:00Z": the UTC time the device stands on, its local time the
-// same; for runs that must repeat exactly, as the tests' are.
+// KESTRAV_CLOCK="2026-11-23T09:00:00Z": the UTC time the device stands on, its local time that
+// of the host's zone (TZ) then; for runs that must repeat exactly, as the tests' are.
 std::optional<kestrav::platform::FixedClock> FixedClockOfEnvironment() {
   const char* text = std::getenv("KESTRAV_CLOCK");
   unsigned year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
@@ -113,7 +116,10 @@ std::optional<kestrav::platform::FixedClock> FixedClockOfEnvironment() {
   if (!kestrav::platform::SystemTimeToFileTime(utc, &time) ||
       !kestrav::platform::FileTimeToSystemTime(time, &utc))
     return std::nullopt;
-  return kestrav::platform::FixedClock(utc, 0);
+  const std::time_t seconds = kestrav::platform::FileTimeToUnixTime(time).seconds;
+  std::tm local{};
+  const long offset_seconds = localtime_r(&seconds, &local) != nullptr ? local.tm_gmtoff : 0;
+  return kestrav::platform::FixedClock(utc, static_cast<int>(offset_seconds / 60));
 }
 
 }  // namespace

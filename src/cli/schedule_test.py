@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """kestrav-cli's unattended backup: the schedule's systemd user units, the run a timer starts,
 and that run beside other work on the same profile. systemctl is a recording stand-in first in
-PATH; KESTRAV_CLOCK holds every command on a known Monday.
+PATH; KESTRAV_CLOCK holds every command on a known Monday (unless a test says another day), and
+TZ names a zone east or west of UTC, so local time and UTC differ.
 
 Usage: schedule_test.py /path/to/kestrav-cli [unittest options]
 """
 import fcntl
 import os
+import shutil
 import subprocess
 import sys
 import threading
@@ -18,6 +20,8 @@ from e2e_support import Profile  # noqa: E402
 
 MONDAY = "2026-11-23"
 FOLDER = "\\Storage Card\\Backups"
+BERLIN = "Europe/Berlin"  # an hour east of UTC in November
+NEW_YORK = "America/New_York"  # five hours west
 # Logs each call; "is-system-running" answers the state asked for, failing unless running.
 FAKE_SYSTEMCTL = """#!/bin/sh
 printf '%s\\n' "$*" >> '{log}'
@@ -70,13 +74,33 @@ class Schedule(e2e_support.TemporaryFolderCase):
         os.chmod(os.path.join(fake, "systemctl"), 0o755)
         self.bin = fake
 
-    def env(self, clock, **more):
+    def env(self, clock, tz=BERLIN, **more):
         """What a user manager hands its services (home, path, no XDG_CONFIG_HOME), plus the
-        sanitizers' settings of an instrumented build."""
+        sanitizers' settings of an instrumented build; the clock at "HH:MM:SS" UTC on MONDAY or
+        at a whole "YYYY-MM-DDTHH:MM:SS"."""
         kept = {k: v for k, v in os.environ.items()
                 if k in ("LANG", "LC_ALL") or k.endswith("SAN_OPTIONS")}
-        return dict(kept, HOME=self.home, PATH=self.bin + os.pathsep + os.environ["PATH"],
-                    KESTRAV_CLOCK=f"{MONDAY}T{clock}Z", **more)
+        at = clock if "T" in clock else f"{MONDAY}T{clock}"
+        return {**kept, "HOME": self.home, "PATH": self.bin + os.pathsep + os.environ["PATH"],
+                "KESTRAV_CLOCK": f"{at}Z", "TZ": tz, **more}
+
+    def start_as_timer(self, service, clock, expect=0, popen=False, **more):
+        """The service's command, as the manager starts it when the timer elapses: in the home
+        folder, with the manager's environment (self.env with `more`) and the unit's own over
+        it. The command and its result, or its process when popen is set."""
+        unit = self.read_unit(service)
+        variables = dict(word.split("=", 1)
+                         for word in systemd_words(setting(unit, "Environment"), False))
+        command = systemd_words(setting(unit, "ExecStart"), True)
+        env = {**self.env(clock, **more), **variables}
+        if popen:
+            return command, subprocess.Popen(command, env=env, cwd=self.home,
+                                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                             stderr=subprocess.PIPE, text=True)
+        run = subprocess.run(command, env=env, cwd=self.home, stdin=subprocess.DEVNULL,
+                             capture_output=True, text=True, timeout=60)
+        self.assertEqual(run.returncode, expect, run.stdout + run.stderr)
+        return command, run
 
     def logged(self):
         if not os.path.exists(self.calls):
@@ -100,7 +124,7 @@ class Schedule(e2e_support.TemporaryFolderCase):
     def test_set_then_the_timer_starts_the_run_which_prunes_arms_and_suspends(self):
         # A blank and a percent sign in the profile's path must survive the unit's quoting.
         device = Profile(self, "pocket 100%").init("--sample")
-        env = self.env("09:00:00")
+        env = self.env("09:00:00")  # 10:00 in Berlin
         backups = os.path.join(device.folder, "fs", "Storage Card", "Backups")
         os.makedirs(backups)
         # Names in the reverse order of their last write times: the times decide.
@@ -108,43 +132,64 @@ class Schedule(e2e_support.TemporaryFolderCase):
             old = os.path.join(backups, f"Kestrav_2026010{day}.qbk")
             open(old, "wb").close()
             os.utime(old, (1_600_000_000 - day * 86400,) * 2)
+        # A folder counts as a backup and goes first; its delete fails and the run goes on.
+        os.mkdir(os.path.join(backups, "Old.qbk"))
+        os.utime(os.path.join(backups, "Old.qbk"), (1_500_000_000,) * 2)
+        # A name that is no UTF-8 is no file of the device: the stale one stays, and its
+        # look-alike (U+FFFD for the byte) is judged by its own, recent time.
+        stale = os.path.join(os.fsencode(backups), b"Kestrav_\xff.qbk")
+        recent = os.path.join(backups, "Kestrav_\ufffd.qbk")
+        for name, written in ((stale, 1_000_000_000), (recent, 1_700_000_000)):
+            open(name, "wb").close()
+            os.utime(name, (written,) * 2)
+        # Dated after 2262, where a time in nanoseconds no longer fits 64 bits: the newest.
+        future = os.path.join(backups, "Kestrav_future.qbk")
+        open(future, "wb").close()
+        subprocess.run(["touch", "-d", "2300-01-01", future], check=True)
         with open(os.path.join(backups, "notes.txt"), "w") as notes:
             notes.write("not a backup")
         os.utime(os.path.join(backups, "notes.txt"), (1_000_000_000,) * 2)
 
         saved = device.run("schedule", "set", "--days", "mon", "--time", "10:30",
-                           "--folder", FOLDER, "--kinds", "contacts,calllogs", "--keep", "2",
+                           "--folder", FOLDER, "--kinds", "contacts,calllogs", "--keep", "3",
                            "--turn-off", env=env)
+        # The time entered is Berlin's, on the UTC date.
         self.assertEqual(saved.stdout, "Backup schedule successfully updated!\n"
-                         f"Next run: {MONDAY} 10:30:00 UTC\n")
+                         f"Next run: Monday {MONDAY} 10:30:00 {BERLIN}\n")
         timer = self.only_timer()
         service = timer[:-len(".timer")] + ".service"
         self.assertEqual(self.unit_files(), [service, timer])
-        self.assertEqual(setting(self.read_unit(timer), "OnCalendar"), f"{MONDAY} 10:30:00 UTC")
+        self.assertEqual(setting(self.read_unit(timer), "OnCalendar"),
+                         f"{MONDAY} 10:30:00 {BERLIN}")
         self.assertEqual(setting(self.read_unit(timer), "Unit"), service)
         self.assertEqual(self.logged(), ["--user is-system-running", "--user daemon-reload",
                                          f"--user enable --now {timer}"])
         shown = device.run("schedule", "show", env=env).stdout.splitlines()
-        for line in ("Days: Monday", "Start time: 10:30:00 UTC", f"Folder: {FOLDER}\\",
-                     "Kinds: calllogs, contacts", "Old backups: deleted, keeping 2",
-                     "Turn off after backup: yes", f"Next run: {MONDAY} 10:30:00 UTC"):
+        for line in ("Days: Monday", "Start time: 10:30:00 local time", f"Folder: {FOLDER}\\",
+                     "Kinds: calllogs, contacts", "Old backups: deleted, keeping 3",
+                     "Turn off after backup: yes", f"Next run: Monday {MONDAY} 10:30:00 {BERLIN}"):
             self.assertIn(line, shown)
 
-        # The timer elapses: its service's command, with its environment, at the timer's time.
+        # The timer elapses at 10:30 in Berlin: its service's command, with its environment.
         unit = self.read_unit(service)
-        (variable,) = systemd_words(setting(unit, "Environment"), False)
-        name, _, profile = variable.partition("=")
-        self.assertEqual((name, profile), ("KESTRAV_DEVICE", os.path.realpath(device.folder)))
-        command = systemd_words(setting(unit, "ExecStart"), True)
-        self.assertEqual(command, [e2e_support.CLI, "/SchedBackup"])
+        self.assertEqual(systemd_words(setting(unit, "Environment"), False),
+                         [f"KESTRAV_DEVICE={os.path.realpath(device.folder)}", f"TZ={BERLIN}"])
         os.remove(self.calls)
-        run = subprocess.run(command, env=self.env("10:30:00", KESTRAV_DEVICE=profile), cwd="/",
-                             stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60)
-        self.assertEqual(run.returncode, 0, run.stderr)
+        # The manager's own zone is UTC; the unit keeps the one the schedule was set in.
+        command, run = self.start_as_timer(service, "09:30:00", tz="UTC")
+        self.assertEqual(command, [e2e_support.CLI, "/SchedBackup"])
         self.assertEqual(run.stderr, "")
-        rows = e2e_support.rows(run.stdout)
+        lines = run.stdout.splitlines()
+        rows = e2e_support.rows("\n".join(lines[:-5]))
         self.assertIn("25 contacts successfully saved.", rows)
         self.assertIn("40 call logs successfully saved.", rows)
+        self.assertTrue(lines[0].startswith("10:30:00  "), lines[0])  # the rows' local time
+        # The journal keeps what was deleted, oldest first, and the next run.
+        folder = FOLDER + "\\"
+        self.assertEqual(lines[-5:], [
+            f"Could not delete old backup {folder}Old.qbk: Access is denied.",
+            *(f"Deleted old backup {folder}Kestrav_2026010{day}.qbk" for day in (3, 2, 1)),
+            f"Next run: Saturday 2026-11-28 10:30:00 {BERLIN}"])
 
         day = MONDAY.replace("-", "")
         archive = os.path.join(backups, f"Kestrav_{day}.qbk")
@@ -152,13 +197,16 @@ class Schedule(e2e_support.TemporaryFolderCase):
             self.assertIsNone(zipped.testzip())
             self.assertEqual(sorted(zipped.namelist()),
                              [f"clogs_{day}.csl", f"contacts_{day}.csc"])
-        self.assertEqual(sorted(os.listdir(backups)),
-                         ["Kestrav_20260101.qbk", f"Kestrav_{day}.qbk", "notes.txt"])
+        self.assertEqual(sorted(os.listdir(os.fsencode(backups))),
+                         [b"Kestrav_20261123.qbk", b"Kestrav_future.qbk",
+                          b"Kestrav_\xef\xbf\xbd.qbk", b"Kestrav_\xff.qbk", b"Old.qbk",
+                          b"notes.txt"])
 
-        # Monday only, run on a Monday: the five-day search stops at Saturday.
+        # Monday only, run on a Monday: the five-day search stops at Saturday, in Berlin still.
         rearmed = self.only_timer()
         self.assertEqual(setting(self.read_unit(rearmed), "OnCalendar"),
-                         "2026-11-28 10:30:00 UTC")
+                         f"2026-11-28 10:30:00 {BERLIN}")
+        self.assertIn(f'"TZ={BERLIN}"', self.read_unit(rearmed[:-len(".timer")] + ".service"))
         self.assertEqual(len(self.unit_files()), 2)
         calls = self.logged()
         self.assertIn(f"--user disable --now {timer}", calls)
@@ -167,7 +215,7 @@ class Schedule(e2e_support.TemporaryFolderCase):
         # The machine goes to sleep last, once the next run is armed.
         self.assertEqual(calls[-1], "suspend --no-ask-password")
         self.assertEqual(calls.count("suspend --no-ask-password"), 1)
-        self.assertIn("Next run: 2026-11-28 10:30:00 UTC",
+        self.assertIn(f"Next run: Saturday 2026-11-28 10:30:00 {BERLIN}",
                       device.run("schedule", "show", env=env).stdout)
 
         cleared = device.run("schedule", "clear", env=env)
@@ -181,7 +229,7 @@ class Schedule(e2e_support.TemporaryFolderCase):
         self.manager("offline")
         config = self.path("config")
         self.units = os.path.join(config, "systemd", "user")
-        env = self.env("09:00:00", XDG_CONFIG_HOME=config)
+        env = self.env("09:00:00", tz=NEW_YORK, XDG_CONFIG_HOME=config)  # 04:00 in New York
         first = Profile(self, "first").init()
         second = Profile(self, "second").init()
         refused = first.run("schedule", "set", "--time", "10:30", "--folder", "\\Nowhere",
@@ -196,7 +244,7 @@ class Schedule(e2e_support.TemporaryFolderCase):
         # Saved twice, a profile still has one timer, now armed for the later time.
         second.run("schedule", "set", "--days", "tue,sat", "--time", "08:00", env=env)
         saved = second.run("schedule", "set", "--days", "tue,sat", "--time", "07:00", env=env)
-        self.assertIn("Next run: 2026-11-24 07:00:00 UTC\n", saved.stdout)
+        self.assertIn(f"Next run: Tuesday 2026-11-24 07:00:00 {NEW_YORK}\n", saved.stdout)
         first_key = first_timer[:first_timer.rindex("-") + 1]
         (second_timer,) = [n for n in self.unit_files()
                            if n.endswith(".timer") and not n.startswith(first_key)]
@@ -205,7 +253,7 @@ class Schedule(e2e_support.TemporaryFolderCase):
         self.assertEqual(len(self.unit_files(first_key)), 2)
         self.assertEqual(len(self.unit_files(second_key)), 2)
         self.assertEqual(setting(self.read_unit(second_timer), "OnCalendar"),
-                         "2026-11-24 07:00:00 UTC")
+                         f"2026-11-24 07:00:00 {NEW_YORK}")
         # No manager runs: nothing may be started, reloaded or stopped now.
         self.assertFalse([c for c in self.logged() if "--now" in c or "daemon-reload" in c])
         self.assertIn(f"--user enable {second_timer}", self.logged())
@@ -215,8 +263,100 @@ class Schedule(e2e_support.TemporaryFolderCase):
         self.assertEqual(len(self.unit_files(second_key)), 2)
         self.assertEqual(first.run("schedule", "show", env=env).stdout,
                          "No backup schedule is set.\n")
-        self.assertIn("Next run: 2026-11-24 07:00:00 UTC",
+        self.assertIn(f"Next run: Tuesday 2026-11-24 07:00:00 {NEW_YORK}",
                       second.run("schedule", "show", env=env).stdout)
+
+    def test_a_start_the_safeguards_refuse_still_arms_the_next_run_and_says_why(self):
+        device = Profile(self, "device").init()
+        device.run("schedule", "set", "--days", "mon", "--time", "10:30", env=self.env("09:00:00"))
+
+        # Another job holds the profile past the run's wait.
+        with open(os.path.join(device.folder, "job.lock"), "w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            service = self.only_timer()[:-len(".timer")] + ".service"
+            _, run = self.start_as_timer(service, "09:30:00", expect=1, KESTRAV_SCHEDULED_WAIT="1")
+        self.assertEqual(run.stdout, "")
+        self.assertEqual(run.stderr.splitlines(), [
+            "kestrav-cli: waiting for another job to end (at most 1 s)...",
+            "kestrav-cli: the scheduled backup did not run: gave up after 1 s: the device is busy "
+            f"with another job; the next run is armed for Saturday 2026-11-28 10:30:00 {BERLIN}"])
+        self.assertEqual(setting(self.read_unit(self.only_timer()), "OnCalendar"),
+                         f"2026-11-28 10:30:00 {BERLIN}")
+
+        # A folder of the profile turned into a link: refused at once, and armed again.
+        temp = os.path.join(device.folder, "fs", "Temp")
+        outside = self.path("outside")
+        os.rename(temp, outside)
+        os.symlink(outside, temp)
+        service = self.only_timer()[:-len(".timer")] + ".service"
+        _, run = self.start_as_timer(service, "2026-11-28T09:30:00", expect=1)
+        self.assertEqual(run.stderr, f"kestrav-cli: the scheduled backup did not run: {temp}: is a "
+                         "symbolic link; a device profile's folders must be folders; the next run "
+                         f"is armed for Monday 2026-11-30 10:30:00 {BERLIN}\n")
+        self.assertEqual(os.listdir(outside), [])
+        self.assertEqual(setting(self.read_unit(self.only_timer()), "OnCalendar"),
+                         f"2026-11-30 10:30:00 {BERLIN}")
+
+        # A profile folder whose name is no UTF-8 cannot reach the run (systemd passes only
+        # UTF-8): no timer, and no word of success.
+        odd = Profile(self, os.fsdecode(b"pocket \xff"))
+        odd.run("device", "init", errors="surrogateescape")
+        failed = odd.run("schedule", "set", "--time", "10:30", env=self.env("09:00:00"), expect=1)
+        self.assertIn("its timer could not be set: systemd passes only UTF-8 to a program, and "
+                      "KESTRAV_DEVICE=", failed.stderr)
+        self.assertEqual(failed.stdout, "")
+        self.assertEqual(len(self.unit_files()), 2)
+
+        # East of UTC after local midnight the UTC date is a day behind: Monday 00:30 in Berlin,
+        # found as the day after Sunday, has passed at 00:40 there. No timer would elapse.
+        east = Profile(self, "east").init()
+        passed = east.run("schedule", "set", "--days", "mon", "--time", "00:30",
+                          env=self.env("2026-11-22T23:40:00"), expect=1)
+        self.assertEqual(passed.stderr, "kestrav-cli: the schedule is saved, but its next run, "
+                         f"Monday 2026-11-23 00:30:00 {BERLIN}, has passed already: as on the "
+                         "handheld, the run's date is the UTC date, here a day behind the local "
+                         "one, so no run comes until the schedule is saved again\n")
+        self.assertIn(f"Next run: Monday 2026-11-23 00:30:00 {BERLIN}, which has passed already",
+                      east.run("schedule", "show", env=self.env("2026-11-22T23:40:00")).stdout)
+
+    def test_a_relative_folder_and_a_program_replaced_during_its_run(self):
+        # The program where a package puts it, so that an upgrade can replace it while it runs.
+        program = self.path("bin/kestrav-cli")
+        os.makedirs(os.path.dirname(program))
+        shutil.copy2(e2e_support.CLI, program)
+        device = Profile(self, "device").init()
+        work = self.path("work")
+        os.makedirs(os.path.join(work, "bk"))
+        env = self.env("09:00:00")
+        subprocess.run([program, "--device", device.folder, "schedule", "set", "--days", "mon",
+                        "--time", "10:30", "--folder", "bk", "--kinds", "calllogs"],
+                       env=env, cwd=work, stdin=subprocess.DEVNULL, capture_output=True,
+                       check=True)
+        # Taken where it was given, not where a timer's run starts.
+        self.assertIn(f"Folder: {work}/bk/\n", device.run("schedule", "show", env=env).stdout)
+
+        service = self.only_timer()[:-len(".timer")] + ".service"
+        with open(os.path.join(device.folder, "job.lock"), "w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            command, scheduled = self.start_as_timer(service, "09:30:00", popen=True)
+            watchdog = threading.Timer(60, scheduled.kill)
+            watchdog.start()
+            self.assertIn("waiting for another job", scheduled.stderr.readline())
+            # The upgrade: a new file in the old one's place.
+            os.remove(program)
+            shutil.copy2(e2e_support.CLI, program)
+        try:
+            rows, errors = scheduled.communicate()
+        finally:
+            watchdog.cancel()
+        self.assertEqual(command, [os.path.realpath(program), "/SchedBackup"])
+        self.assertEqual(scheduled.returncode, 0, errors)
+        self.assertIn(f"Next run: Saturday 2026-11-28 10:30:00 {BERLIN}", rows)
+        self.assertEqual(os.listdir(os.path.join(work, "bk")), ["Kestrav_20261123.qbk"])
+        self.assertEqual(os.listdir(self.home), [".config"])
+        # The next run starts the program now at its path, not the one it replaced.
+        rearmed = self.read_unit(self.only_timer()[:-len(".timer")] + ".service")
+        self.assertEqual(systemd_words(setting(rearmed, "ExecStart"), True), command)
 
     def test_a_run_due_during_a_restore_waits_for_it_and_loses_nothing(self):
         env = self.env("10:30:00")
@@ -271,8 +411,10 @@ class Schedule(e2e_support.TemporaryFolderCase):
         self.assertEqual(scheduled_errors, "")
         self.assertTrue(e2e_support.rows(restored.decode())[-1]
                         .startswith("Restore ended successfully in "))
-        self.assertTrue(e2e_support.rows(scheduled_rows)[-1]
+        *scheduled_rows, next_run = scheduled_rows.splitlines()
+        self.assertTrue(e2e_support.rows("\n".join(scheduled_rows))[-1]
                         .startswith("Backup ended successfully in "))
+        self.assertEqual(next_run, f"Next run: Saturday 2026-11-28 10:30:00 {BERLIN}")
 
         # The profile holds what the same restore brings alone, and so does the day's backup.
         alone = Profile(self, "alone").init()

@@ -1,7 +1,6 @@
 #include "kinds/start_up.h"
 
 #include "kinds/kinds.h"
-#include "settings/schedule.h"
 
 namespace kestrav::kinds {
 
@@ -10,7 +9,7 @@ StartUp StartProgram(const platform::Device& device, std::u16string_view command
   StartUp start;
   start.os_major_version = device.os_major_version();
   start.scheduled_run = settings::HandleScheduleCommandLine(
-      device, command_line, WorkerFactory(device), sink, &start.failure);
+      device, command_line, WorkerFactory(device), sink, &start.scheduled);
   return start;
 }
 

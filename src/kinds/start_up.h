@@ -2,18 +2,18 @@
 // backup when the command line asks for it - after which the program ends without a window.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "engine/progress_sink.h"
 #include "platform/device.h"
+#include "settings/schedule.h"
 
 namespace kestrav::kinds {
 
 struct StartUp {
-  int os_major_version = 0;  // below 5 Windows Mobile 2003 SE, else 2005 (the soft keys)
+  int os_major_version = 0;    // below 5 Windows Mobile 2003 SE, else 2005 (the soft keys)
   bool scheduled_run = false;  // the command line was "/SchedBackup": the run is made, end now
-  std::u16string failure;      // what went wrong with the scheduled backup; empty when nothing
+  settings::ScheduledRun scheduled;  // what the scheduled run did
 };
 
 // Rows of a scheduled run go to the sink when there is one.

@@ -19,7 +19,7 @@ struct NotificationTrigger {
   std::uint32_t event = 0;
   std::u16string application;  // the program's full path
   std::u16string arguments;
-  SystemTime start;  // UTC
+  SystemTime start;  // local time
   SystemTime end;    // all zero: none
 
   bool operator==(const NotificationTrigger&) const = default;

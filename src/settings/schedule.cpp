@@ -176,7 +176,7 @@ std::optional<SystemTime> ArmNextRun(const platform::Device& device, std::uint8_
   const std::u16string program = notifications->ProgramPath();
   if (const auto handle = FindScheduleNotification(device, program)) notifications->Clear(*handle);
 
-  // The UTC date with the time of day entered.
+  // The UTC date with the time of day entered, which the notification takes as local time.
   const SystemTime now = device.clock().UtcTime();
   platform::FileTime now_time = 0;
   platform::FileTime target = 0;
@@ -200,14 +200,17 @@ std::optional<SystemTime> ArmNextRun(const platform::Device& device, std::uint8_
   return trigger.start;
 }
 
-std::optional<SystemTime> NextScheduledRun(const platform::Device& device) {
-  platform::Notifications* notifications = device.notifications();
-  if (notifications == nullptr) return std::nullopt;
-  const auto handle = FindScheduleNotification(device, notifications->ProgramPath());
-  platform::NotificationTrigger trigger;
-  if (!handle || notifications->Get(*handle, &trigger) != platform::kErrorSuccess)
-    return std::nullopt;
-  return trigger.start;
+std::optional<SystemTime> ArmRunAfterToday(const platform::Device& device,
+                                           platform::ErrorCode* error) {
+  *error = platform::kErrorSuccess;
+  RegKey key(device.registry());
+  if (!key.OpenForRead(kHkeyCurrentUser, kScheduleKey)) return std::nullopt;
+  const std::uint32_t days = key.ReadDword(kScheduleDaysValue);
+  const std::uint32_t start = key.ReadDword(kBackupTimeValue);
+  key.Close();
+  // What the run itself would skip, and so never re-arm.
+  if (days == 0 || start == 0) return std::nullopt;
+  return ArmNextRun(device, static_cast<std::uint8_t>(days), start, false, error);
 }
 
 bool ClearSchedule(const platform::Device& device) {
@@ -219,7 +222,10 @@ bool ClearSchedule(const platform::Device& device) {
 }
 
 int RunScheduledBackup(const platform::Device& device, const engine::KindWorkerFactory& factory,
-                       engine::ProgressSink* sink, std::u16string* failure) {
+                       engine::ProgressSink* sink, ScheduledRun* run) {
+  ScheduledRun ignored;
+  if (run == nullptr) run = &ignored;
+  *run = ScheduledRun{};
   RegKey key(device.registry());
   if (!key.OpenForRead(kHkeyCurrentUser, kScheduleKey)) return 0;
   const std::uint32_t days = key.ReadDword(kScheduleDaysValue);
@@ -246,20 +252,24 @@ int RunScheduledBackup(const platform::Device& device, const engine::KindWorkerF
     job.messages_option.exclusions = ScheduledExclusions(device);
   }
   key.Close();
+  run->due = true;
   // The day's file is replaced, and only by a whole new one.
   const std::u16string fault = engine::RunCheckedBackup(device, job, factory);
-  if (failure != nullptr) *failure = fault.empty() ? fault : job.archive_file + u": " + fault;
+  if (!fault.empty()) run->failure = job.archive_file + u": " + fault;
   // A value of 0 is no value: the default holds.
-  if (delete_old) DeleteOldBackups(device, folder, keep != 0 ? keep : kDefaultKeepFiles);
-  ArmNextRun(device, static_cast<std::uint8_t>(days), start, false);
+  if (delete_old)
+    run->deleted = DeleteOldBackups(device, folder, keep != 0 ? keep : kDefaultKeepFiles);
+  run->next_run =
+      ArmNextRun(device, static_cast<std::uint8_t>(days), start, false, &run->arm_error);
   return turn_off ? kSwitchOffAnswer : 0;
 }
 
-void DeleteOldBackups(const platform::Device& device, std::u16string_view folder,
-                      std::uint32_t keep) {
+std::vector<DeletedBackup> DeleteOldBackups(const platform::Device& device,
+                                            std::u16string_view folder, std::uint32_t keep) {
+  std::vector<DeletedBackup> deleted;
   std::vector<platform::FoundFile> found =
       device.files().Find(platform::Format(u"%s*%s", folder, kBackupExtension));
-  if (found.size() <= keep) return;
+  if (found.size() <= keep) return deleted;
   // By last write time, oldest first: the high half compared signed and the low half unsigned
   // is the time read as a signed 64-bit number.
   std::sort(found.begin(), found.end(),
@@ -267,8 +277,11 @@ void DeleteOldBackups(const platform::Device& device, std::u16string_view folder
               return static_cast<std::int64_t>(first.data.last_write_time) <
                      static_cast<std::int64_t>(second.data.last_write_time);
             });
-  for (std::size_t index = 0; index < found.size() - keep; ++index)
-    device.files().DeleteFile(platform::Format(u"%s%s", folder, found[index].name));
+  for (std::size_t index = 0; index < found.size() - keep; ++index) {
+    const std::u16string path = platform::Format(u"%s%s", folder, found[index].name);
+    deleted.push_back({path, device.files().DeleteFile(path)});
+  }
+  return deleted;
 }
 
 bool IsScheduleCommandLine(std::u16string_view command_line) {
@@ -278,7 +291,7 @@ bool IsScheduleCommandLine(std::u16string_view command_line) {
 
 bool HandleScheduleCommandLine(const platform::Device& device, std::u16string_view command_line,
                                const engine::KindWorkerFactory& factory, engine::ProgressSink* sink,
-                               std::u16string* failure) {
+                               ScheduledRun* run) {
   if (!IsScheduleCommandLine(command_line)) return false;
   platform::Power* power = device.power();
   std::uint32_t state = 0;
@@ -286,7 +299,7 @@ bool HandleScheduleCommandLine(const platform::Device& device, std::u16string_vi
       (state & platform::kPowerStateOn) == 0) {
     power->SetSystemPowerState(platform::kPowerStateOn);
   }
-  if (RunScheduledBackup(device, factory, sink, failure) == kSwitchOffAnswer && power != nullptr)
+  if (RunScheduledBackup(device, factory, sink, run) == kSwitchOffAnswer && power != nullptr)
     power->PressOffKey();
   return true;
 }

@@ -2,10 +2,11 @@
 // program with "/SchedBackup", the unattended run it makes, and the pruning of old backups.
 //
 // The schedule lives in the registry (settings_keys.h); the launch is one notification of the
-// device's (platform/notifications.h) naming the running program. The deliberate quirks are
-// kept: the next run takes the UTC date with the time entered, a save on a scheduled day after
-// its time arms nothing, the search for the next day looks five days ahead at most and never
-// matches a Sunday reached by wrapping, and a start time of midnight never runs.
+// device's (platform/notifications.h) naming the running program, at a local time. The
+// deliberate quirks are kept: the next run takes the UTC date with the local time of day entered,
+// a save on a scheduled day after its time arms nothing, the search for the next day looks five
+// days ahead at most and never matches a Sunday reached by wrapping, and a start time of midnight
+// never runs.
 #pragma once
 
 #include <cstdint>
@@ -67,27 +68,45 @@ bool SaveSchedule(const platform::Device& device, const ScheduleChoice& choice, 
 std::optional<platform::NotificationHandle> FindScheduleNotification(const platform::Device& device,
                                                                      std::u16string_view program);
 // Clears the schedule's notification and arms the next run after today's (allow_today: today's
-// too, if its time is still to come). The time armed, as UTC; nothing when none is armed - with
-// *error (when given) the notification service's answer when it failed, else success.
+// too, if its time is still to come). The time armed, in local time; nothing when none is armed -
+// with *error (when given) the notification service's answer when it failed, else success.
 std::optional<platform::SystemTime> ArmNextRun(const platform::Device& device, std::uint8_t days,
                                                std::uint32_t start_seconds, bool allow_today,
                                                platform::ErrorCode* error = nullptr);
-// The time the schedule's notification is armed for, as UTC; nothing when none is.
-std::optional<platform::SystemTime> NextScheduledRun(const platform::Device& device);
+// Arms the run after today's from the schedule saved, as the unattended run does after its
+// backup: for a start that could not make its run, so that the schedule goes on. Nothing, with
+// *error success, when no schedule is saved that ever runs; otherwise as ArmNextRun.
+std::optional<platform::SystemTime> ArmRunAfterToday(const platform::Device& device,
+                                                     platform::ErrorCode* error);
 // Clears the notification and deletes the schedule from the registry.
 bool ClearSchedule(const platform::Device& device);
 
+// An old backup that the run deleted, or tried to: the delete's answer is not acted on.
+struct DeletedBackup {
+  std::u16string path;
+  platform::ErrorCode result = platform::kErrorSuccess;
+};
+
+// What an unattended run did, for a front end that tells the user.
+struct ScheduledRun {
+  bool due = false;        // a schedule that runs was set: the backup was made, the next armed
+  std::u16string failure;  // what went wrong with the backup; empty when it went right
+  std::vector<DeletedBackup> deleted;
+  std::optional<platform::SystemTime> next_run;  // in local time; nothing when none is armed
+  // The notification service's answer when it would not arm the next run.
+  platform::ErrorCode arm_error = platform::kErrorSuccess;
+};
+
 // The unattended run: the day's backup of the scheduled kinds into the scheduled folder, old
-// backups pruned, the next run armed. Rows go to the sink when there is one, and what went wrong
-// with the backup to *failure (empty when it went right or no run was due). kSwitchOffAnswer
-// when the device is to be switched off, else 0.
+// backups pruned, the next run armed. Rows go to the sink when there is one, and what the run did
+// to *run when given. kSwitchOffAnswer when the device is to be switched off, else 0.
 int RunScheduledBackup(const platform::Device& device, const engine::KindWorkerFactory& factory,
-                       engine::ProgressSink* sink, std::u16string* failure = nullptr);
+                       engine::ProgressSink* sink, ScheduledRun* run = nullptr);
 
 // Deletes the oldest ".qbk" files of the folder (which ends in "\") by last write time, keeping
-// `keep`.
-void DeleteOldBackups(const platform::Device& device, std::u16string_view folder,
-                      std::uint32_t keep);
+// `keep`; the files it deleted or tried to, oldest first.
+std::vector<DeletedBackup> DeleteOldBackups(const platform::Device& device,
+                                            std::u16string_view folder, std::uint32_t keep);
 
 // Whether a command line asks for the unattended run: "/SchedBackup" in any case, alone or
 // followed by a blank and more.
@@ -96,6 +115,6 @@ bool IsScheduleCommandLine(std::u16string_view command_line);
 // device switched off when the schedule says so; true. False for any other, with nothing done.
 bool HandleScheduleCommandLine(const platform::Device& device, std::u16string_view command_line,
                                const engine::KindWorkerFactory& factory, engine::ProgressSink* sink,
-                               std::u16string* failure = nullptr);
+                               ScheduledRun* run = nullptr);
 
 }  // namespace kestrav::settings

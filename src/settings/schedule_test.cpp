@@ -203,10 +203,13 @@ TEST_F(ScheduleTest, TheUnattendedRunBacksUpPrunesArmsAndSwitchesOff) {
 
   choice.start_seconds = kNine;
   SaveSchedule(device(), choice, &armed);
+  ScheduledRun run;
   EXPECT_TRUE(
-      HandleScheduleCommandLine(device(), u"/schedbackup from the timer", factory, nullptr));
+      HandleScheduleCommandLine(device(), u"/schedbackup from the timer", factory, nullptr, &run));
   EXPECT_EQ(power_.state, platform::kPowerStateOn);
   EXPECT_EQ(power_.off_key_presses, 1);
+  EXPECT_TRUE(run.due);
+  EXPECT_EQ(run.failure, u"");
   EXPECT_TRUE(files.FileExists(u"\\Storage Card\\Kestrav_20070315.qbk"));
   // The two newest backups stay (the day's and the 14th); other names are not touched.
   std::vector<std::u16string> left;
@@ -215,8 +218,36 @@ TEST_F(ScheduleTest, TheUnattendedRunBacksUpPrunesArmsAndSwitchesOff) {
   std::sort(left.begin(), left.end());
   EXPECT_EQ(left, (std::vector<std::u16string>{u"Kestrav_20070314.qbk", u"Kestrav_20070315.qbk",
                                                u"notes.txt"}));
+  // Each deleted file is told, oldest first.
+  ASSERT_EQ(run.deleted.size(), 4u);
+  EXPECT_EQ(run.deleted[0].path, u"\\Storage Card\\Kestrav_20070310.qbk");
+  EXPECT_EQ(run.deleted[3].result, platform::kErrorSuccess);
   // Re-armed for the next day, today not allowed.
   EXPECT_EQ(Armed(), Utc(2007, 3, 16, 9));
+  EXPECT_EQ(run.next_run, Utc(2007, 3, 16, 9));
+}
+
+// A start that cannot make its run (the device busy, a folder that is a link) still leaves the
+// next run armed, as a run would; a schedule that never runs stays without one.
+TEST_F(ScheduleTest, AStartWithoutItsRunArmsTheNextAsARunWould) {
+  platform::ErrorCode error = platform::kErrorGenFailure;
+  EXPECT_EQ(ArmRunAfterToday(device(), &error), std::nullopt);
+  EXPECT_EQ(error, platform::kErrorSuccess);
+
+  StandOn(Utc(2026, 11, 23, 8));  // a Monday, before the start time
+  ScheduleChoice choice;
+  choice.days = kMonday;
+  choice.start_seconds = kNine;
+  bool armed = false;
+  SaveSchedule(device(), choice, &armed);
+  EXPECT_EQ(Armed(), Utc(2026, 11, 23, 9));
+  // Today is not taken again, even before its time: the five-day search as after a run.
+  EXPECT_EQ(ArmRunAfterToday(device(), &error), Utc(2026, 11, 28, 9));
+  EXPECT_EQ(Armed(), Utc(2026, 11, 28, 9));
+  // Midnight never runs, and is not re-armed either.
+  choice.start_seconds = 0;
+  SaveSchedule(device(), choice, &armed);
+  EXPECT_EQ(ArmRunAfterToday(device(), &error), std::nullopt);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "platform/host/host_device.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -135,8 +136,10 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
       host->files_, chosen_clock, *host->code_page_, *host->registry_, *host->object_store_,
       *host->outlook_, identity.os_major_version, *host->messages_, host->safeguards_.get());
   host->commands_ = std::make_unique<SpawnedHostCommands>();
+  const char* zone_variable = std::getenv("TZ");
   host->notifications_ = std::make_unique<SystemdNotifications>(
-      profile, SystemdNotifications::UserUnitFolder(), *host->commands_);
+      profile, SystemdNotifications::UserUnitFolder(), *host->commands_, chosen_clock,
+      zone_variable != nullptr ? std::optional<std::string>(zone_variable) : std::nullopt);
   host->power_ = std::make_unique<LogindPower>(*host->commands_);
   host->device_->AttachScheduling(host->notifications_.get(), host->power_.get());
   return host;

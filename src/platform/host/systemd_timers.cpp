@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 #include "platform/host/host_file_system.h"
+#include "platform/host/system_clock.h"
 #include "platform/text.h"
 #include "platform/time.h"
 
@@ -24,6 +25,8 @@ constexpr char kUnitPrefix[] = "kestrav-schedule-";
 constexpr char kTimer[] = ".timer";
 constexpr char kService[] = ".service";
 constexpr char kProfileVariable[] = "KESTRAV_DEVICE=";
+constexpr char kZoneVariable[] = "TZ=";
+constexpr std::string_view kDeleted = " (deleted)";
 // Ours are a few hundred bytes; anything bigger is not one of ours.
 constexpr std::size_t kUnitSizeLimit = 64 * 1024;
 // The years systemd's calendar holds.
@@ -139,25 +142,33 @@ bool SystemdStarts(std::string_view application) {
   });
 }
 
-bool CalendarText(const SystemTime& start, std::string* text) {
+// "YYYY-MM-DD HH:MM:SS", and the zone after a blank when one is named.
+bool CalendarText(const SystemTime& start, std::string_view zone, std::string* text) {
   FileTime unused = 0;
   if (!SystemTimeToFileTime(start, &unused) || start.year < kFirstCalendarYear ||
       start.year > kLastCalendarYear) {
     return false;
   }
   char buffer[48];  // room for any field values, as the compiler checks
-  std::snprintf(buffer, sizeof buffer, "%04u-%02u-%02u %02u:%02u:%02u UTC", start.year, start.month,
+  std::snprintf(buffer, sizeof buffer, "%04u-%02u-%02u %02u:%02u:%02u", start.year, start.month,
                 start.day, start.hour, start.minute, start.second);
   *text = buffer;
+  if (!zone.empty()) *text += ' ' + std::string(zone);
   return true;
 }
 
-bool ParseCalendar(std::string_view text, SystemTime* start) {
-  constexpr std::string_view kShape = "0000-00-00 00:00:00 UTC";
-  if (text.size() != kShape.size()) return false;
+bool ParseCalendar(std::string_view text, SystemTime* start, std::string* zone) {
+  constexpr std::string_view kShape = "0000-00-00 00:00:00";
+  if (text.size() < kShape.size()) return false;
   for (std::size_t index = 0; index < kShape.size(); ++index) {
     const bool digit = std::isdigit(static_cast<unsigned char>(text[index])) != 0;
     if (kShape[index] == '0' ? !digit : text[index] != kShape[index]) return false;
+  }
+  zone->clear();
+  if (text.size() > kShape.size()) {
+    if (text[kShape.size()] != ' ') return false;
+    *zone = text.substr(kShape.size() + 1);
+    if (zone->empty() || zone->find_first_of(" \t") != std::string::npos) return false;
   }
   const auto number = [text](std::size_t at, std::size_t length) {
     std::uint16_t value = 0;
@@ -203,7 +214,16 @@ std::string TimerUnit(std::string_view calendar, std::string_view service) {
          "\n\n[Install]\nWantedBy=timers.target\n";
 }
 
-std::string ServiceUnit(std::string_view profile, std::string_view application,
+// The service's environment: the profile, and the time zone the program that set the timer
+// kept its local time in, so that the run keeps it too.
+std::vector<std::string> EnvironmentWords(std::string_view profile,
+                                          const std::optional<std::string>& zone_variable) {
+  std::vector<std::string> words = {kProfileVariable + std::string(profile)};
+  if (zone_variable) words.push_back(kZoneVariable + *zone_variable);
+  return words;
+}
+
+std::string ServiceUnit(const std::vector<std::string>& environment, std::string_view application,
                         std::string_view arguments) {
   // The executable's own name is taken as it stands; only the arguments get variables.
   std::string command = Quoted(application, false);
@@ -212,9 +232,15 @@ std::string ServiceUnit(std::string_view profile, std::string_view application,
     command += ' ' + Quoted(arguments.substr(start, end - start), true);
     start = arguments.find_first_not_of(" \t", end);
   }
+  std::string assignments;
+  for (const std::string& word : environment)
+    assignments += (assignments.empty() ? "" : " ") + Quoted(word, false);
   return "[Unit]\nDescription=Kestrav timed launch\n\n[Service]\nType=oneshot\nEnvironment=" +
-         Quoted(std::string(kProfileVariable) + std::string(profile), false) +
-         "\nExecStart=" + command + "\n";
+         assignments + "\nExecStart=" + command + "\n";
+}
+
+bool IsUtf8(std::string_view text) {
+  return ToUtf8(FromUtf8(text)) == text;
 }
 
 // Writes a new file whole: into a temporary file first, then linked in under its name, which
@@ -277,11 +303,14 @@ fs::path SystemdNotifications::UserUnitFolder() {
 }
 
 SystemdNotifications::SystemdNotifications(const fs::path& profile, fs::path unit_folder,
-                                           HostCommands& commands)
+                                           HostCommands& commands, const Clock& clock,
+                                           std::optional<std::string> zone_variable)
     : profile_(AbsoluteProfile(profile)),
       unit_prefix_(kUnitPrefix + ProfileKey(profile_) + "-"),
       unit_folder_(std::move(unit_folder)),
-      commands_(commands) {}
+      commands_(commands),
+      clock_(clock),
+      zone_variable_(std::move(zone_variable)) {}
 
 std::string SystemdNotifications::UnitName(NotificationHandle handle,
                                            std::string_view suffix) const {
@@ -317,24 +346,37 @@ ErrorCode SystemdNotifications::GetHandles(std::vector<NotificationHandle>* hand
   return ListHandles(kTimer, handles);
 }
 
+ErrorCode SystemdNotifications::ReadCalendar(NotificationHandle handle, std::string* timer,
+                                             SystemTime* start, std::string* zone) {
+  if (ErrorCode error = ReadUnit(unit_folder_ / UnitName(handle, kTimer), timer)) return error;
+  const auto calendar = Setting(*timer, "OnCalendar");
+  if (!calendar || !ParseCalendar(*calendar, start, zone)) return kErrorGenFailure;
+  return kErrorSuccess;
+}
+
 ErrorCode SystemdNotifications::Get(NotificationHandle handle, NotificationTrigger* trigger) {
   std::string timer;
   std::string service;
-  if (ErrorCode error = ReadUnit(unit_folder_ / UnitName(handle, kTimer), &timer)) return error;
+  NotificationTrigger found;
+  std::string zone;
+  if (ErrorCode error = ReadCalendar(handle, &timer, &found.start, &zone)) return error;
   if (ErrorCode error = ReadUnit(unit_folder_ / UnitName(handle, kService), &service))
     return error == kErrorInvalidHandle ? kErrorGenFailure : error;
 
-  NotificationTrigger found;
-  const auto calendar = Setting(timer, "OnCalendar");
   const auto unit = Setting(timer, "Unit");
   auto environment = Setting(service, "Environment");
   auto command = Setting(service, "ExecStart");
   std::string profile;
   std::string application;
-  if (!calendar || !ParseCalendar(*calendar, &found.start) || unit != UnitName(handle, kService) ||
-      !environment || !command || !Unquote(&*environment, false, &profile) ||
-      !environment->empty() || profile != kProfileVariable + profile_ ||
+  if (unit != UnitName(handle, kService) || !environment || !command ||
+      !Unquote(&*environment, false, &profile) || profile != kProfileVariable + profile_ ||
       !Unquote(&*command, false, &application)) {
+    return kErrorGenFailure;
+  }
+  // The time zone the timer was set in may follow.
+  std::string zone_word;
+  if (!environment->empty() && (!Unquote(&*environment, false, &zone_word) ||
+                                !zone_word.starts_with(kZoneVariable) || !environment->empty())) {
     return kErrorGenFailure;
   }
   found.application = FromUtf8(application);
@@ -348,14 +390,37 @@ ErrorCode SystemdNotifications::Get(NotificationHandle handle, NotificationTrigg
   return kErrorSuccess;
 }
 
+std::string SystemdNotifications::StartZone(NotificationHandle handle) {
+  std::string timer;
+  SystemTime start;
+  std::string zone;
+  if (ReadCalendar(handle, &timer, &start, &zone) != kErrorSuccess) return {};
+  return zone.empty() ? SystemZoneName() : zone;
+}
+
 ErrorCode SystemdNotifications::Set(const NotificationTrigger& trigger,
                                     NotificationHandle* handle) {
   note_.clear();
   std::string calendar;
   const std::string application = ToUtf8(trigger.application);
-  if (trigger.type != kNotificationTypeTime || !CalendarText(trigger.start, &calendar))
+  if (trigger.type != kNotificationTypeTime || !Calendar(trigger.start, &calendar))
     return kErrorInvalidParameter;
-  if (!SystemdStarts(application)) return kErrorInvalidName;
+  if (!SystemdStarts(application)) {
+    note_ = application.empty()
+                ? u"the program to start is gone, or its path is not UTF-8"
+                : u"systemd starts no program whose path holds quotes, backslashes or control "
+                  u"characters: " +
+                      trigger.application;
+    return kErrorInvalidName;
+  }
+  const std::vector<std::string> environment = EnvironmentWords(profile_, zone_variable_);
+  for (const std::string& word : environment) {
+    if (!IsUtf8(word)) {
+      // systemd drops an assignment that is not UTF-8, and the run would miss its profile.
+      note_ = u"systemd passes only UTF-8 to a program, and " + FromUtf8(word) + u" is not UTF-8";
+      return kErrorInvalidName;
+    }
+  }
   if (unit_folder_.empty()) return kErrorPathNotFound;
   std::error_code failure;
   fs::create_directories(unit_folder_, failure);
@@ -371,7 +436,7 @@ ErrorCode SystemdNotifications::Set(const NotificationTrigger& trigger,
   if (!services.empty()) number = std::max(number, services.back() + 1);
 
   // The service claims the number, so another program setting at the same time takes the next.
-  const std::string service_text = ServiceUnit(profile_, application, ToUtf8(trigger.arguments));
+  const std::string service_text = ServiceUnit(environment, application, ToUtf8(trigger.arguments));
   ErrorCode written = kErrorFileExists;
   for (int attempt = 0; attempt < kNumberAttempts && written == kErrorFileExists; ++attempt) {
     written = WriteNewFile(unit_folder_ / UnitName(number, kService), service_text);
@@ -438,10 +503,55 @@ ErrorCode SystemdNotifications::RemoveUnits(NotificationHandle handle, bool mana
   return kErrorSuccess;
 }
 
+bool SystemdNotifications::StartHasPassed(NotificationHandle handle) {
+  std::string timer;
+  SystemTime start;
+  std::string zone;
+  FileTime time = 0;
+  FileTime now = 0;
+  if (ReadCalendar(handle, &timer, &start, &zone) != kErrorSuccess ||
+      !SystemTimeToFileTime(start, &time) || !SystemTimeToFileTime(clock_.UtcTime(), &now)) {
+    return false;
+  }
+  const bool local = zone_variable_ ? zone == ZoneNameOfVariable(*zone_variable_) : zone.empty();
+  if (!local && zone != "UTC") return false;
+  return (local ? clock_.LocalToUtc(time) : time) <= now;
+}
+
+bool SystemdNotifications::Calendar(const SystemTime& start, std::string* text) const {
+  // Without TZ the program's local time is the system's, as the manager's is: no zone is named,
+  // so the timer keeps to the local time when the system's zone changes, as the device's did.
+  if (!zone_variable_) return CalendarText(start, "", text);
+  if (std::string zone = ZoneNameOfVariable(*zone_variable_); !zone.empty())
+    return CalendarText(start, zone, text);
+  // A zone by rule alone, which systemd cannot name: the same instant in UTC.
+  FileTime local = 0;
+  SystemTime utc;
+  return SystemTimeToFileTime(start, &local) &&
+         FileTimeToSystemTime(clock_.LocalToUtc(local), &utc) && CalendarText(utc, "UTC", text);
+}
+
 std::u16string SystemdNotifications::ProgramPath() {
   std::error_code failure;
-  const fs::path program = fs::read_symlink("/proc/self/exe", failure);
-  return failure ? std::u16string() : FromUtf8(program.string());
+  std::string program = fs::read_symlink("/proc/self/exe", failure).string();
+  if (failure) return {};
+  struct stat running {};
+  struct stat named {};
+  const bool same = ::stat("/proc/self/exe", &running) == 0 &&
+                    ::stat(program.c_str(), &named) == 0 && running.st_dev == named.st_dev &&
+                    running.st_ino == named.st_ino;
+  if (!same) {
+    // Replaced while it runs (an upgrade), the program reads as "<path> (deleted)": the program
+    // now at that path is the one the next timer starts. None there, none to start.
+    if (!program.ends_with(kDeleted)) return {};
+    program.resize(program.size() - kDeleted.size());
+    if (::stat(program.c_str(), &named) != 0 || !S_ISREG(named.st_mode) ||
+        ::access(program.c_str(), X_OK) != 0) {
+      return {};
+    }
+  }
+  // A name that is not UTF-8 would come back as another.
+  return IsUtf8(program) ? FromUtf8(program) : std::u16string();
 }
 
 bool SystemdNotifications::ManagerRunning() {

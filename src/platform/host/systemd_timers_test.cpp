@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "platform/host/logind_power.h"
+#include "platform/host/system_clock.h"
 #include "platform/test_support/temporary_device.h"
 #include "platform/text.h"
 
@@ -64,31 +65,46 @@ class SystemdTimersTest : public ::testing::Test {
   // A real executable at a path that needs systemd's quoting.
   const fs::path program = folder.path() / "Program Files" / "kestrav 100% $x ü" / "kestrav-cli";
   RecordingCommands commands;
-  SystemdNotifications notifications{folder.path() / "profile", units, commands};
+  // An hour east of UTC in March, as Berlin is.
+  FixedClock clock{SystemTime{2099, 3, 0, 15, 8}, 60};
+  SystemdNotifications notifications{folder.path() / "profile", units, commands, clock,
+                                     "Europe/Berlin"};
   NotificationTrigger trigger;
 };
+
+// What systemd makes of the units: their settings must all be taken, and the executable found.
+void ExpectSystemdTakes(const fs::path& folder, const fs::path& timer, const fs::path& service) {
+  SpawnedHostCommands host;
+  const fs::path runtime = folder / "runtime";
+  fs::create_directories(runtime);
+  const CommandRun verify =
+      host.Run("env", {"XDG_RUNTIME_DIR=" + runtime.string(), "systemd-analyze", "--user", "verify",
+                       "--man=no", timer.string(), service.string()});
+  EXPECT_TRUE(verify.Succeeded() && verify.errors.empty())
+      << verify.errors << ReadText(timer) << ReadText(service);
+}
+
+std::string CalendarOf(const fs::path& timer) {
+  const std::string text = ReadText(timer);
+  const std::size_t start = text.find("OnCalendar=") + 11;
+  return text.substr(start, text.find('\n', start) - start);
+}
 
 TEST_F(SystemdTimersTest, SetWritesUnitsSystemdAcceptsAndGetReadsTheTriggerBack) {
   NotificationHandle handle = 0;
   ASSERT_EQ(notifications.Set(trigger, &handle), kErrorSuccess);
   EXPECT_EQ(handle, 1u);
-  const std::string timer = Unit(handle, ".timer").string();
-  const std::string service = Unit(handle, ".service").string();
-
   // systemd judges the units itself; it also finds the executable only if the quoting is right.
-  SpawnedHostCommands host;
-  const fs::path runtime = folder.path() / "runtime";
-  fs::create_directory(runtime);
-  const CommandRun verify =
-      host.Run("env", {"XDG_RUNTIME_DIR=" + runtime.string(), "systemd-analyze", "--user", "verify",
-                       "--man=no", timer, service});
-  EXPECT_TRUE(verify.Succeeded()) << verify.errors << ReadText(timer) << ReadText(service);
-  const std::string timer_text = ReadText(timer);
-  const std::size_t calendar_start = timer_text.find("OnCalendar=") + 11;
-  const std::string calendar =
-      timer_text.substr(calendar_start, timer_text.find('\n', calendar_start) - calendar_start);
-  EXPECT_EQ(calendar, "2099-03-15 10:20:30 UTC");
-  EXPECT_TRUE(host.Run("systemd-analyze", {"calendar", calendar}).Succeeded());
+  ExpectSystemdTakes(folder.path(), Unit(handle, ".timer"), Unit(handle, ".service"));
+  // The time entered is local time, in the zone the program keeps it in, and the run keeps it.
+  const std::string calendar = CalendarOf(Unit(handle, ".timer"));
+  EXPECT_EQ(calendar, "2099-03-15 10:20:30 Europe/Berlin");
+  const CommandRun elapse =
+      SpawnedHostCommands().Run("env", {"TZ=UTC", "systemd-analyze", "calendar", calendar});
+  EXPECT_NE(elapse.output.find("Next elapse: Sun 2099-03-15 09:20:30 UTC"), std::string::npos)
+      << elapse.output << elapse.errors;
+  EXPECT_NE(ReadText(Unit(handle, ".service")).find(" \"TZ=Europe/Berlin\"\n"), std::string::npos);
+  EXPECT_EQ(notifications.StartZone(handle), "Europe/Berlin");
 
   NotificationTrigger read;
   ASSERT_EQ(notifications.Get(handle, &read), kErrorSuccess);
@@ -101,8 +117,57 @@ TEST_F(SystemdTimersTest, SetWritesUnitsSystemdAcceptsAndGetReadsTheTriggerBack)
   EXPECT_TRUE(notifications.note().empty());
 }
 
+TEST_F(SystemdTimersTest, TheCalendarKeepsTheProgramsZoneAndSystemdTakesEveryUnit) {
+  EXPECT_EQ(ZoneNameOfVariable(":America/New_York"), "America/New_York");
+  EXPECT_EQ(ZoneNameOfVariable("/usr/share/zoneinfo/Asia/Tokyo"), "Asia/Tokyo");
+  EXPECT_EQ(ZoneNameOfVariable(""), "UTC");
+  for (const char* none : {"CET-1CEST,M3.5.0,M10.5.0/3", "Europe/../Europe/Berlin", "Mars/Olympus"})
+    EXPECT_EQ(ZoneNameOfVariable(none), "") << none;
+
+  // No TZ: the system's zone is the manager's, and a calendar without a zone is in it. A zone of
+  // rules alone has no name systemd knows: the instant goes in UTC, and reads back so.
+  const std::pair<std::optional<std::string>, std::string> zones[] = {
+      {std::nullopt, "2099-03-15 10:20:30"},
+      {"CET-1CEST,M3.5.0,M10.5.0/3", "2099-03-15 09:20:30 UTC"},
+      {"/usr/share/zoneinfo/America/New_York", "2099-03-15 10:20:30 America/New_York"}};
+  for (const auto& [variable, calendar] : zones) {
+    SystemdNotifications zoned(folder.path() / "profile", units, commands, clock, variable);
+    NotificationHandle handle = 0;
+    ASSERT_EQ(zoned.Set(trigger, &handle), kErrorSuccess);
+    EXPECT_EQ(CalendarOf(Unit(handle, ".timer")), calendar);
+    ExpectSystemdTakes(folder.path(), Unit(handle, ".timer"), Unit(handle, ".service"));
+    NotificationTrigger read;
+    ASSERT_EQ(zoned.Get(handle, &read), kErrorSuccess);
+    EXPECT_EQ(read.start.hour, calendar.ends_with("UTC") ? 9 : 10);
+    const std::string zone = calendar.substr(std::min(calendar.size(), std::size_t{20}));
+    EXPECT_EQ(zoned.StartZone(handle), zone.empty() ? SystemZoneName() : zone);
+    EXPECT_FALSE(zoned.StartHasPassed(handle)) << calendar;
+  }
+
+  // 08:30 in Berlin is 07:30 UTC: passed at 08:00 UTC, and no timer would elapse. A program in
+  // another zone cannot tell.
+  NotificationTrigger early = trigger;
+  early.start.hour = 8;
+  early.start.minute = 30;
+  NotificationHandle handle = 0;
+  ASSERT_EQ(notifications.Set(early, &handle), kErrorSuccess);
+  EXPECT_TRUE(notifications.StartHasPassed(handle));
+  EXPECT_FALSE(SystemdNotifications(folder.path() / "profile", units, commands, clock, "Asia/Tokyo")
+                   .StartHasPassed(handle));
+
+  // systemd drops an environment assignment that is not UTF-8 (and no quoting helps): the run
+  // would miss its profile, so no timer is set for such a profile.
+  const fs::path odd_profile = folder.path() / "profile \xff";
+  fs::create_directories(odd_profile);
+  SystemdNotifications odd(odd_profile, units, commands, clock, std::nullopt);
+  const std::size_t units_before = std::distance(fs::directory_iterator(units), {});
+  EXPECT_EQ(odd.Set(trigger, &handle), kErrorInvalidName);
+  EXPECT_NE(odd.note().find(u"is not UTF-8"), std::u16string::npos);
+  EXPECT_EQ(std::distance(fs::directory_iterator(units), {}), units_before);
+}
+
 TEST_F(SystemdTimersTest, EachProfileSeesAndClearsOnlyItsOwn) {
-  SystemdNotifications other(folder.path() / "other profile", units, commands);
+  SystemdNotifications other(folder.path() / "other profile", units, commands, clock, std::nullopt);
   std::vector<NotificationHandle> handles = {7};
   // No unit folder yet: no notification, as for a user who never had a timer.
   ASSERT_EQ(notifications.GetHandles(&handles), kErrorSuccess);
@@ -200,7 +265,7 @@ TEST_F(SystemdTimersTest, UnwritableUnitFolderGivesAFailureCode) {
   const fs::path read_only = folder.path() / "read-only";
   fs::create_directory(read_only);
   fs::permissions(read_only, fs::perms::owner_read | fs::perms::owner_exec);
-  SystemdNotifications locked(folder.path() / "profile", read_only, commands);
+  SystemdNotifications locked(folder.path() / "profile", read_only, commands, clock, std::nullopt);
   // Root writes regardless of the folder's permissions.
   if (::access(read_only.c_str(), W_OK) != 0) {
     EXPECT_EQ(locked.Set(trigger, &handle), kErrorAccessDenied);
