@@ -255,7 +255,14 @@ int RunScheduledBackup(const platform::Device& device, const engine::KindWorkerF
   run->due = true;
   // The day's file is replaced, and only by a whole new one.
   const std::u16string fault = engine::RunCheckedBackup(device, job, factory);
-  if (!fault.empty()) run->failure = job.archive_file + u": " + fault;
+  if (!fault.empty()) {
+    run->failure = job.archive_file + u": " + fault;
+    // The kinds that worked are kept, beside a day's archive that holds them all.
+    if (job.written_archive == job.archive_file)
+      run->failure += u"; it holds the kinds that worked";
+    else if (!job.written_archive.empty())
+      run->failure += u"; the kinds that worked are in " + job.written_archive;
+  }
   // A value of 0 is no value: the default holds.
   if (delete_old)
     run->deleted = DeleteOldBackups(device, folder, keep != 0 ? keep : kDefaultKeepFiles);
