@@ -23,6 +23,8 @@ constexpr int kMemoryLevel = 8;
 // Longest member name accepted, in ANSI bytes; the device's names are far shorter.
 constexpr std::size_t kMaxMemberNameBytes = 1024;
 constexpr std::size_t kMaxAnsiPathBytes = 260;
+// A 32-bit size or offset this large stands for "see the ZIP64 field".
+constexpr std::uint64_t kZip64Limit = 0xFFFFFFFF;
 
 // --- minizip reads and writes the archive through the device's file system ---
 
@@ -388,15 +390,16 @@ class SourceReader {
 // member itself, a text member carries 1 in place of the file's attributes.
 class DeflatedMemberWriter {
  public:
-  DeflatedMemberWriter(zipFile archive, const std::string& name, const zip_fileinfo& info)
-      : archive_(archive), name_(name), info_(info) {}
+  DeflatedMemberWriter(zipFile archive, const std::string& name, const zip_fileinfo& info,
+                       bool zip64)
+      : archive_(archive), name_(name), info_(info), zip64_(zip64) {}
 
   int Write(const DeflatedPiece& piece) {
     if (!opened_) {
       if (piece.text) info_.internal_fa = Z_TEXT;
-      if (const int result = zipOpenNewFileInZip3(
+      if (const int result = zipOpenNewFileInZip3_64(
               archive_, name_.c_str(), &info_, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED, kLevel,
-              1, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr, 0);
+              1, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr, 0, zip64_ ? 1 : 0);
           result != ZIP_OK) {
         return result;
       }
@@ -426,17 +429,18 @@ class DeflatedMemberWriter {
   zipFile archive_;
   const std::string& name_;
   zip_fileinfo info_;
+  const bool zip64_;
   bool opened_ = false;
   bool finished_ = false;
   std::uint64_t size_ = 0;
   uLong crc_ = 0;
 };
 
-int AddStored(zipFile archive, const std::string& name, const zip_fileinfo& info,
+int AddStored(zipFile archive, const std::string& name, const zip_fileinfo& info, bool zip64,
               SourceReader& reader) {
-  if (const int result = zipOpenNewFileInZip3(archive, name.c_str(), &info, nullptr, 0, nullptr, 0,
-                                              nullptr, kMethodStored, kLevel, 0, -MAX_WBITS,
-                                              kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr, 0);
+  if (const int result = zipOpenNewFileInZip3_64(
+          archive, name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr, kMethodStored, kLevel, 0,
+          -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr, 0, zip64 ? 1 : 0);
       result != ZIP_OK) {
     return result;
   }
@@ -469,6 +473,10 @@ zip_fileinfo MemberFileInfo(const platform::FileAttributeData& attributes) {
 }
 
 }  // namespace
+
+bool MemberNeedsZip64(std::uint64_t size, int method) {
+  return (method == kMethodStored ? size : DeflatedSizeBound(size)) >= kZip64Limit;
+}
 
 int AddFile(const platform::Device& device, std::u16string_view source_file,
             std::u16string_view archive_file, int method, const ArchiveProgress& progress) {
@@ -510,12 +518,15 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
   if (archive == nullptr) return ZIP_ERRNO;
 
   const zip_fileinfo info = MemberFileInfo(attributes);
+  // Decided before the member's header is written, from the size the file has now; a file that
+  // grows past 4 GiB while it is read fails rather than leave sizes that do not fit.
+  const bool zip64 = MemberNeedsZip64(attributes.size, method);
   SourceReader reader(*source, progress);
   int result = 0;
   if (method == kMethodStored) {
-    result = AddStored(archive, member_name, info, reader);
+    result = AddStored(archive, member_name, info, zip64, reader);
   } else {
-    DeflatedMemberWriter writer(archive, member_name, info);
+    DeflatedMemberWriter writer(archive, member_name, info, zip64);
     result = DeflateInParallel(
         {.level = kLevel, .memory_level = kMemoryLevel},
         [&reader](unsigned char* buffer, std::size_t capacity, std::size_t* size) {

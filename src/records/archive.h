@@ -1,16 +1,20 @@
 // The backup archive: a ZIP file (".qbk") holding one record file per kind.
 //
 // A member is named by its file's base name in the ANSI code page, deflated at level 8 or
-// stored, with no comment, extra field or password. Its date is the file's UTC last write time
-// copied field by field into the library's date, month included as 1 to 12 although the library
-// counts months from 0: so the stored date carries a month one higher than the file's (December
-// gives 13). Archives made this way have always been read back with that shift undone, and the
-// shift is kept so that they stay alike.
+// stored, with no comment or password, and no extra field unless it needs ZIP64. Its date is the
+// file's UTC last write time copied field by field into the library's date, month included as
+// 1 to 12 although the library counts months from 0: so the stored date carries a month one
+// higher than the file's (December gives 13). Archives made this way have always been read back
+// with that shift undone, and the shift is kept so that they stay alike.
 //
 // A deflated member is one deflate stream made of 128 KiB blocks deflated side by side on every
 // core, each with the 32 KiB before it as its dictionary; a few blocks per thread are in flight,
-// so memory stays bounded whatever the file's size. Extraction writes only through the
-// destination folder held open, so a link inside it is never followed.
+// so memory stays bounded whatever the file's size. A member whose data, stored or deflated,
+// could reach 4 GiB carries ZIP64 sizes in its local and central headers, and the directory
+// takes ZIP64 fields and end records wherever an offset or a count needs them, so an archive of
+// any size is a whole ZIP file. An archive is refused when its directory's entries overlap or
+// its end record miscounts them. Extraction writes only through the destination folder held
+// open, so a link inside it is never followed.
 #pragma once
 
 #include <cstddef>
@@ -42,6 +46,10 @@ inline constexpr int kMethodDeflated = 8;
 // file), then after every 64 KiB read (bytes done so far, 0). An upper bound of 0 leaves the
 // range as it is.
 using ArchiveProgress = std::function<void(std::uint32_t position, std::uint32_t upper_bound)>;
+
+// Whether a member of that many bytes is written with ZIP64 sizes: when its data, or the most
+// that data could deflate to, reaches 4 GiB - 1 (0xFFFFFFFF, which stands for "see ZIP64").
+bool MemberNeedsZip64(std::uint64_t size, int method);
 
 // Adds a file to the archive as a new member, creating the archive when it does not exist.
 // method: kMethodDeflated or kMethodStored. Returns 0 or an error code; the archive itself is

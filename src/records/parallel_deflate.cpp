@@ -193,6 +193,14 @@ class ParallelDeflater {
 
 }  // namespace
 
+std::uint64_t DeflatedSizeBound(std::uint64_t size) {
+  const std::uint64_t blocks = std::max<std::uint64_t>(1, (size + kBlockBytes - 1) / kBlockBytes);
+  // compressBound is deflate's bound for those settings, with a zlib stream's header and trailer
+  // that raw deflate leaves out.
+  const std::uint64_t block_overhead = compressBound(kBlockBytes) - kBlockBytes + kSyncFlushBytes;
+  return size + blocks * block_overhead;
+}
+
 // The calling thread reads each block ahead of handing the one before it to the workers, so that
 // the last block is known as the last, and writes the pieces in order as their places in the
 // ring are needed again.

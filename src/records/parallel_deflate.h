@@ -47,4 +47,8 @@ inline constexpr int kDeflateFailed = -2;      // zlib failed
 int DeflateInParallel(const DeflateOptions& options, const BlockReader& read,
                       const PieceWriter& write);
 
+// The most bytes the pieces of that much data can take, however little it deflates: deflate's
+// bound for the default window and memory level, and a sync flush, for every block.
+std::uint64_t DeflatedSizeBound(std::uint64_t size);
+
 }  // namespace kestrav::records
