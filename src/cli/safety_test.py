@@ -250,10 +250,14 @@ class Safety(e2e_support.TemporaryFolderCase):
         # A kill after the new archive took the old one's place leaves the new one, alike.
         kept = members_of(archive)
         mid_job = dict.fromkeys(jobs, 0)
+        # The kill times are drawn from a seed the test prints: KESTRAV_TEST_SEED replays a run.
+        seed = int(os.environ.get("KESTRAV_TEST_SEED", random.randrange(1 << 32)))
+        print(f"kill test: KESTRAV_TEST_SEED={seed}", file=sys.stderr)
+        draw = random.Random(seed)
         for name, args in jobs.items():
             for _ in range(5):
-                delay = random.uniform(0.01, span[name])
-                context = f"{name} killed after {delay:.3f} s"
+                delay = draw.uniform(0.01, span[name])
+                context = f"{name} killed after {delay:.3f} s (KESTRAV_TEST_SEED={seed})"
                 job = subprocess.Popen(device.command(*args), stdin=subprocess.DEVNULL,
                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
                 time.sleep(delay)
@@ -270,7 +274,8 @@ class Safety(e2e_support.TemporaryFolderCase):
                 device.run("undo")
                 self.assertEqual(leftovers(device), [], context)
                 self.assertTrue(contents(stores[1]) == volume, f"{context}: undo left another")
-        self.assertTrue(all(mid_job.values()), f"kills that landed mid-job: {mid_job}")
+        self.assertTrue(all(mid_job.values()),
+                        f"kills that landed mid-job: {mid_job} (KESTRAV_TEST_SEED={seed})")
         self.assertEqual(state(device), before)
         # A backup over that archive starts afresh, whatever a killed one left beside it.
         if not os.path.exists(partial):

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 
 #include "platform/host/logind_power.h"
@@ -266,10 +267,17 @@ TEST_F(SystemdTimersTest, UnwritableUnitFolderGivesAFailureCode) {
   fs::create_directory(read_only);
   fs::permissions(read_only, fs::perms::owner_read | fs::perms::owner_exec);
   SystemdNotifications locked(folder.path() / "profile", read_only, commands, clock, std::nullopt);
-  // Root writes regardless of the folder's permissions.
-  if (::access(read_only.c_str(), W_OK) != 0) {
-    EXPECT_EQ(locked.Set(trigger, &handle), kErrorAccessDenied);
-  }
+  // Root writes whatever the folder's permissions say: the attempt runs as nobody then, in a
+  // process of its own.
+  fs::permissions(folder.path(), fs::perms::owner_all | fs::perms::others_exec);
+  const auto set_where_denied = [&] {
+    constexpr uid_t kNobody = 65534;
+    if (::geteuid() == 0 && (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)) std::_Exit(2);
+    NotificationHandle denied = 0;
+    const bool refused = locked.Set(trigger, &denied) == kErrorAccessDenied;
+    std::_Exit(refused && !commands.Ran("enable") ? 0 : 1);
+  };
+  EXPECT_EXIT(set_where_denied(), ::testing::ExitedWithCode(0), "");
   EXPECT_FALSE(commands.Ran("enable"));
   fs::permissions(read_only, fs::perms::owner_all);
 }
