@@ -25,7 +25,45 @@ bool NeedsQuotes(std::u16string_view text, char16_t separator) {
   return false;
 }
 
+// What one piece of a value costs the reader at `at`: its units and the units counted.
+struct Piece {
+  std::size_t length;
+  std::uint64_t units;
+};
+Piece PieceAt(std::u16string_view value, std::size_t at) {
+  const char16_t unit = value[at];
+  const bool pair_follows =
+      at + 1 < value.size() &&
+      ((unit == u'\r' && value[at + 1] == u'\n') ||
+       (unit >= 0xD800 && unit < 0xDC00 && value[at + 1] >= 0xDC00 && value[at + 1] < 0xE000));
+  if (pair_follows) return {2, 2};
+  return {1, unit == u'\r' || unit == u'\n' ? 2u : 1u};
+}
+
 }  // namespace
+
+std::uint64_t WrittenValueUnits(std::u16string_view value, char16_t separator) {
+  std::uint64_t units = NeedsQuotes(value, separator) ? 2 : 0;
+  for (std::size_t at = 0; at < value.size();) {
+    const Piece piece = PieceAt(value, at);
+    units += piece.units;
+    at += piece.length;
+  }
+  return units;
+}
+
+std::size_t FittingStart(std::u16string_view value, char16_t separator, std::uint64_t units) {
+  // The quotes of the whole value, which a start of it may not need: never counted short.
+  std::uint64_t used = NeedsQuotes(value, separator) ? 2 : 0;
+  std::size_t at = 0;
+  while (at < value.size()) {
+    const Piece piece = PieceAt(value, at);
+    if (used + piece.units > units) break;
+    used += piece.units;
+    at += piece.length;
+  }
+  return used > units ? 0 : at;
+}
 
 CsvRecordFile::CsvRecordFile(const platform::Device& device, char16_t separator, char16_t quote)
     : device_(device), separator_(separator), quote_(quote) {}

@@ -92,6 +92,15 @@ class CsvRecordFile {
   int line_number_ = 0;
 };
 
+// The length of a value once written, as the reader counts it against kMaxRecordUnits: its units,
+// its quotes when it takes them, and one more for each lone CR or LF, since the reader counts
+// every line end - CR LF, or a CR or an LF alone - as two units. A record counts its values, a
+// separator between each two, and the CR LF after the last.
+std::uint64_t WrittenValueUnits(std::u16string_view value, char16_t separator);
+// The length of the longest start of a value that counts at most `units` once written, cut
+// neither inside a CR LF nor inside a surrogate pair.
+std::size_t FittingStart(std::u16string_view value, char16_t separator, std::uint64_t units);
+
 // Whether a file reads as the text of a record file: it begins with the byte order mark FF FE, or
 // its first 64 KiB hold no NUL byte (an archive, a picture or a program does). False when it
 // cannot be read.

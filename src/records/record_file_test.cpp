@@ -12,6 +12,7 @@
 #include "platform/format.h"
 #include "platform/system_error.h"
 #include "platform/test_support/temporary_device.h"
+#include "records/record_reader.h"
 #include "records/value_text.h"
 
 namespace kestrav::records {
@@ -174,6 +175,39 @@ TEST_F(RecordFileTest, MissingFileKeepsTheSystemError) {
   EXPECT_FALSE(reader_.Load(u"\\Temp\\missing.csc", false, false));
   EXPECT_EQ(reader_.LastError(), 2);
   EXPECT_EQ(reader_.ErrorText(), u"Error (2) : The system cannot find the file specified.");
+}
+
+TEST(WrittenValueUnits, CountEveryLineEndAsTwoAndTheQuotes) {
+  EXPECT_EQ(WrittenValueUnits(u"plain", u';'), 5u);
+  EXPECT_EQ(WrittenValueUnits(u"a\tb", u'\t'), 5u);
+  // CR LF, a lone CR and a lone LF: two each, and the quotes.
+  EXPECT_EQ(WrittenValueUnits(u"a\r\nb\rc\nd", u';'), 12u);
+  EXPECT_EQ(WrittenValueUnits(u"\r\r\n\n", u';'), 8u);
+  // A start never ends inside a CR LF or a surrogate pair, and keeps room for the quotes.
+  EXPECT_EQ(FittingStart(u"ab\r\ncd", u';', 5), 2u);
+  EXPECT_EQ(FittingStart(u"ab\r\ncd", u';', 6), 4u);
+  EXPECT_EQ(FittingStart(u"a\U0001F600b", u';', 2), 1u);
+  EXPECT_EQ(FittingStart(u"a\U0001F600b", u';', 3), 3u);
+  EXPECT_EQ(FittingStart(u"a;b", u';', 1), 0u);
+  EXPECT_EQ(FittingStart(u"abc", u';', 10), 3u);
+}
+
+// A record the writer counts as the longest the reader takes reads back whole, so a writer that
+// keeps to the count never writes what a restore refuses.
+TEST_F(RecordFileTest, TheLongestRecordTheCountAllowsReadsBack) {
+  const std::u16string breaks = u"\r\r\n\n";
+  std::u16string value = breaks;
+  // The other value and its separator, and the closing CR LF.
+  value.append(kMaxRecordUnits - WrittenValueUnits(breaks, u';') - 2 - 2, u'x');
+  ASSERT_EQ(WrittenValueUnits(value, u';') + 2 + 2, kMaxRecordUnits);
+  Write({{u"A", u"B"}, {u"1", value}});
+  RecordReader reader(device_.device(), u';');
+  ASSERT_TRUE(reader.Open(kPath));
+  Record read;
+  ASSERT_TRUE(reader.Next(&read)) << reader.LastError();
+  // Each line break reads back as CR LF.
+  EXPECT_EQ(read[1].size(), value.size() + 2);
+  EXPECT_EQ(read[1].substr(0, 8), u"\r\n\r\n\r\nxx");
 }
 
 class LargeRecordFileTest : public RecordFileTest, public ::testing::WithParamInterface<bool> {};
