@@ -94,6 +94,16 @@ struct MessageAttachment {
   bool operator==(const MessageAttachment&) const = default;
 };
 
+// A table of rows read a piece at a time, from the first row on: what a message's recipients or
+// attachments are read through when there may be too many to hold at once.
+template <typename Row>
+class MessageTable {
+ public:
+  virtual ~MessageTable() = default;
+  // The next at most `most` rows, in the table's order; none at the end.
+  virtual HResult QueryRows(std::size_t most, std::vector<Row>* rows) = 0;
+};
+
 class Message {
  public:
   virtual ~Message() = default;
@@ -115,9 +125,13 @@ class Message {
   // The recipient table in the order the recipients were set; setting replaces them all.
   virtual HResult GetRecipients(std::vector<MessageRecipient>* recipients) = 0;
   virtual HResult SetRecipients(const std::vector<MessageRecipient>& recipients) = 0;
+  // The same table a piece at a time; adding puts recipients after those there.
+  virtual HResult OpenRecipientTable(std::unique_ptr<MessageTable<MessageRecipient>>* table) = 0;
+  virtual HResult AddRecipients(const std::vector<MessageRecipient>& recipients) = 0;
 
   // The attachment table in the order the attachments were added, without their contents.
   virtual HResult GetAttachments(std::vector<MessageAttachment>* attachments) = 0;
+  virtual HResult OpenAttachmentTable(std::unique_ptr<MessageTable<MessageAttachment>>* table) = 0;
   // Reads the contents from an offset into the buffer, as much as fits and is there; *read 0 at
   // the end.
   virtual HResult ReadAttachment(std::int64_t number, std::uint64_t offset,

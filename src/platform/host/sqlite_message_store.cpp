@@ -323,6 +323,79 @@ int OpenContents(SqliteDatabase& database, std::int64_t number, bool writing,
   return result;
 }
 
+// No bound on the rows a read takes (SQLite's LIMIT -1).
+constexpr std::int64_t kAllRows = -1;
+
+// A message's recipients after the one numbered *last, at most `most` of them; *last becomes the
+// number of the last one read.
+HResult ReadRecipients(Session& session, std::int64_t message, std::int64_t most,
+                       std::int64_t* last, std::vector<MessageRecipient>* recipients) {
+  recipients->clear();
+  if (const HResult ready = session.ReadyToRead(); Failed(ready)) return ready;
+  const CachedStatement query = session.database().Cached(
+      "SELECT id, kind, display_name, address, address_type FROM recipients "
+      "WHERE message_id = ? AND id > ? ORDER BY id LIMIT ?");
+  query->Bind(1, message).Bind(2, *last).Bind(3, most);
+  while (query->Step()) {
+    const std::int64_t kind = query->Integer(1);
+    if (kind < static_cast<std::int64_t>(RecipientKind::kTo) ||
+        kind > static_cast<std::int64_t>(RecipientKind::kBcc)) {
+      recipients->clear();
+      return kECorruptData;
+    }
+    *last = query->Integer(0);
+    recipients->push_back(MessageRecipient{static_cast<RecipientKind>(kind), query->Text(2),
+                                           query->Text(3), query->Text(4)});
+  }
+  if (!query->Failed()) return kSOk;
+  recipients->clear();
+  return session.Answer(kEFail);
+}
+
+// The same for the rows of a message's attachment table.
+HResult ReadAttachments(Session& session, std::int64_t message, std::int64_t most,
+                        std::int64_t* last, std::vector<MessageAttachment>* attachments) {
+  attachments->clear();
+  if (const HResult ready = session.ReadyToRead(); Failed(ready)) return ready;
+  // length() reads only the size of the contents, never the contents.
+  const CachedStatement query = session.database().Cached(
+      "SELECT id, file_name, method, length(contents) FROM attachments "
+      "WHERE message_id = ? AND id > ? ORDER BY id LIMIT ?");
+  query->Bind(1, message).Bind(2, *last).Bind(3, most);
+  while (query->Step()) {
+    *last = query->Integer(0);
+    attachments->push_back(MessageAttachment{query->Integer(0), query->Text(1),
+                                             static_cast<std::int32_t>(query->Integer(2)),
+                                             ClampedCount(query->Integer(3))});
+  }
+  if (!query->Failed()) return kSOk;
+  attachments->clear();
+  return session.Answer(kEFail);
+}
+
+// A message's table read a piece at a time: each piece starts after the last row of the one
+// before, so no piece walks the rows already read.
+template <typename Row, auto read>
+class SqliteTable : public MessageTable<Row> {
+ public:
+  SqliteTable(std::shared_ptr<Session> session, std::int64_t message)
+      : session_(std::move(session)), message_(message) {}
+
+  HResult QueryRows(std::size_t most, std::vector<Row>* rows) override {
+    rows->clear();
+    if (most == 0) return kSOk;
+    return read(*session_, message_,
+                static_cast<std::int64_t>(
+                    std::min<std::size_t>(most, std::numeric_limits<std::int64_t>::max())),
+                &last_, rows);
+  }
+
+ private:
+  std::shared_ptr<Session> session_;
+  std::int64_t message_;
+  std::int64_t last_ = 0;
+};
+
 class SqliteMessage : public Message {
  public:
   SqliteMessage(std::shared_ptr<Session> session, std::int64_t row, bool saved)
@@ -431,70 +504,31 @@ class SqliteMessage : public Message {
   }
 
   HResult GetRecipients(std::vector<MessageRecipient>* recipients) override {
-    recipients->clear();
-    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
-    const CachedStatement query = session_->database().Cached(
-        "SELECT kind, display_name, address, address_type FROM recipients WHERE message_id = ? "
-        "ORDER BY id");
-    query->Bind(1, row_);
-    while (query->Step()) {
-      const std::int64_t kind = query->Integer(0);
-      if (kind < static_cast<std::int64_t>(RecipientKind::kTo) ||
-          kind > static_cast<std::int64_t>(RecipientKind::kBcc)) {
-        recipients->clear();
-        return kECorruptData;
-      }
-      recipients->push_back(MessageRecipient{static_cast<RecipientKind>(kind), query->Text(1),
-                                             query->Text(2), query->Text(3)});
-    }
-    return query->Failed() ? Failure(recipients) : kSOk;
+    std::int64_t last = 0;
+    return ReadRecipients(*session_, row_, kAllRows, &last, recipients);
   }
 
   HResult SetRecipients(const std::vector<MessageRecipient>& recipients) override {
-    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
-    if (!std::ranges::all_of(recipients, [](const MessageRecipient& recipient) {
-          return recipient.kind == RecipientKind::kTo || recipient.kind == RecipientKind::kCc ||
-                 recipient.kind == RecipientKind::kBcc;
-        })) {
-      return kEInvalidArgument;
-    }
-    SqliteDatabase& database = session_->database();
-    const bool written = session_->Transaction([&] {
-      if (!database.Cached("DELETE FROM recipients WHERE message_id = ?")->Bind(1, row_).Run())
-        return false;
-      const CachedStatement insert = database.Cached(
-          "INSERT INTO recipients (message_id, kind, display_name, address, address_type) "
-          "VALUES (?, ?, ?, ?, ?)");
-      for (const MessageRecipient& recipient : recipients) {
-        insert->Reset();
-        if (!insert->Bind(1, row_)
-                 .Bind(2, static_cast<std::int64_t>(recipient.kind))
-                 .Bind(3, std::u16string_view(recipient.display_name))
-                 .Bind(4, std::u16string_view(recipient.address))
-                 .Bind(5, std::u16string_view(recipient.address_type))
-                 .Run()) {
-          return false;
-        }
-      }
-      return true;
-    });
-    return written ? kSOk : session_->Answer(kEFail);
+    return WriteRecipients(recipients, true);
+  }
+
+  HResult OpenRecipientTable(std::unique_ptr<MessageTable<MessageRecipient>>* table) override {
+    *table = std::make_unique<SqliteTable<MessageRecipient, ReadRecipients>>(session_, row_);
+    return kSOk;
+  }
+
+  HResult AddRecipients(const std::vector<MessageRecipient>& recipients) override {
+    return WriteRecipients(recipients, false);
   }
 
   HResult GetAttachments(std::vector<MessageAttachment>* attachments) override {
-    attachments->clear();
-    if (const HResult ready = session_->ReadyToRead(); Failed(ready)) return ready;
-    // length() reads only the size of the contents, never the contents.
-    const CachedStatement query = session_->database().Cached(
-        "SELECT id, file_name, method, length(contents) FROM attachments WHERE message_id = ? "
-        "ORDER BY id");
-    query->Bind(1, row_);
-    while (query->Step()) {
-      attachments->push_back(MessageAttachment{query->Integer(0), query->Text(1),
-                                               static_cast<std::int32_t>(query->Integer(2)),
-                                               ClampedCount(query->Integer(3))});
-    }
-    return query->Failed() ? Failure(attachments) : kSOk;
+    std::int64_t last = 0;
+    return ReadAttachments(*session_, row_, kAllRows, &last, attachments);
+  }
+
+  HResult OpenAttachmentTable(std::unique_ptr<MessageTable<MessageAttachment>>* table) override {
+    *table = std::make_unique<SqliteTable<MessageAttachment, ReadAttachments>>(session_, row_);
+    return kSOk;
   }
 
   HResult ReadAttachment(std::int64_t number, std::uint64_t offset, std::span<std::uint8_t> buffer,
@@ -612,6 +646,38 @@ class SqliteMessage : public Message {
   }
 
  private:
+  // Replacing, the recipients there go first, in the same transaction.
+  HResult WriteRecipients(const std::vector<MessageRecipient>& recipients, bool replacing) {
+    if (const HResult ready = session_->Ready(); Failed(ready)) return ready;
+    if (!std::ranges::all_of(recipients, [](const MessageRecipient& recipient) {
+          return recipient.kind == RecipientKind::kTo || recipient.kind == RecipientKind::kCc ||
+                 recipient.kind == RecipientKind::kBcc;
+        })) {
+      return kEInvalidArgument;
+    }
+    SqliteDatabase& database = session_->database();
+    const bool written = session_->Transaction([&] {
+      if (replacing &&
+          !database.Cached("DELETE FROM recipients WHERE message_id = ?")->Bind(1, row_).Run())
+        return false;
+      const CachedStatement insert = database.Cached(
+          "INSERT INTO recipients (message_id, kind, display_name, address, address_type) "
+          "VALUES (?, ?, ?, ?, ?)");
+      for (const MessageRecipient& recipient : recipients) {
+        insert->Reset();
+        if (!insert->Bind(1, row_)
+                 .Bind(2, static_cast<std::int64_t>(recipient.kind))
+                 .Bind(3, std::u16string_view(recipient.display_name))
+                 .Bind(4, std::u16string_view(recipient.address))
+                 .Bind(5, std::u16string_view(recipient.address_type))
+                 .Run()) {
+          return false;
+        }
+      }
+      return true;
+    });
+    return written ? kSOk : session_->Answer(kEFail);
+  }
   HResult Update(SqliteStatement& update) {
     if (!update.Run()) return session_->Answer(kEFail);
     return session_->database().Changes() == 1 ? kSOk : kENotFound;

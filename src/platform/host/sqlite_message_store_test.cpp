@@ -243,6 +243,65 @@ TEST_F(SqliteMessageStoreTest, WhatIsLeftHalfDoneIsNotKept) {
   sqlite3_close(other);
 }
 
+// Recipients are added in pieces after those there, and both tables read a piece at a time, an
+// attachment's contents read between two pieces.
+TEST_F(SqliteMessageStoreTest, TablesReadAndRecipientsAddInPieces) {
+  std::unique_ptr<MessageSession> session = Logon();
+  std::unique_ptr<MessageFolder> inbox = OpenFolder(*OpenStore(*session, u"Mail"), u"Inbox");
+  std::unique_ptr<Message> message;
+  ASSERT_EQ(inbox->CreateMessage(&message), kSOk);
+  const std::vector<MessageRecipient> recipients = {{RecipientKind::kTo, u"a", u"", u""},
+                                                    {RecipientKind::kCc, u"b", u"", u""},
+                                                    {RecipientKind::kBcc, u"c", u"", u""},
+                                                    {RecipientKind::kTo, u"d", u"", u""}};
+  ASSERT_EQ(message->SetRecipients({recipients[0]}), kSOk);
+  ASSERT_EQ(message->AddRecipients({recipients[1], recipients[2]}), kSOk);
+  MessageRecipient odd = recipients[3];
+  odd.kind = static_cast<RecipientKind>(4);
+  EXPECT_EQ(message->AddRecipients({recipients[3], odd}), kEInvalidArgument);
+  ASSERT_EQ(message->AddRecipients({recipients[3]}), kSOk);
+  const std::vector<std::uint8_t> contents = Contents(kAttachmentChunkBytes + 1);
+  std::int64_t number = 0;
+  for (const char16_t* name : {u"one", u"two", u"three"}) {
+    ASSERT_EQ(message->AddAttachment(name, 1, contents.size(), &number), kSOk);
+    ASSERT_EQ(message->WriteAttachment(number, 0, std::span(contents).first(kAttachmentChunkBytes)),
+              kSOk);
+    ASSERT_EQ(message->WriteAttachment(number, kAttachmentChunkBytes,
+                                       std::span(contents).subspan(kAttachmentChunkBytes)),
+              kSOk);
+  }
+  ASSERT_EQ(message->Save(), kSOk);
+
+  std::unique_ptr<MessageTable<MessageRecipient>> recipient_table;
+  ASSERT_EQ(message->OpenRecipientTable(&recipient_table), kSOk);
+  std::vector<MessageRecipient> piece;
+  ASSERT_EQ(recipient_table->QueryRows(3, &piece), kSOk);
+  EXPECT_EQ(piece, std::vector(recipients.begin(), recipients.begin() + 3));
+  ASSERT_EQ(recipient_table->QueryRows(3, &piece), kSOk);
+  EXPECT_EQ(piece, std::vector{recipients[3]});
+  ASSERT_EQ(recipient_table->QueryRows(3, &piece), kSOk);
+  EXPECT_TRUE(piece.empty());
+
+  std::unique_ptr<MessageTable<MessageAttachment>> attachment_table;
+  ASSERT_EQ(message->OpenAttachmentTable(&attachment_table), kSOk);
+  std::vector<MessageAttachment> rows;
+  ASSERT_EQ(attachment_table->QueryRows(1, &rows), kSOk);
+  ASSERT_EQ(rows.size(), 1u);
+  EXPECT_EQ(rows[0].file_name, u"one");
+  std::vector<std::uint8_t> chunk(kAttachmentChunkBytes);
+  std::size_t read = 0;
+  ASSERT_EQ(message->ReadAttachment(rows[0].number, 0, chunk, &read), kSOk);
+  EXPECT_EQ(read, kAttachmentChunkBytes);
+  ASSERT_EQ(attachment_table->QueryRows(5, &rows), kSOk);
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[1].file_name, u"three");
+  EXPECT_EQ(rows[1].size, contents.size());
+  ASSERT_EQ(attachment_table->QueryRows(5, &rows), kSOk);
+  EXPECT_TRUE(rows.empty());
+  ASSERT_EQ(session->Logoff(), kSOk);
+  EXPECT_EQ(recipient_table->QueryRows(1, &piece), kEFail);
+}
+
 TEST_F(SqliteMessageStoreTest, UserFoldersNestBelowTheWellKnownOnes) {
   std::unique_ptr<MessageSession> session = Logon();
   std::unique_ptr<MessageStore> mail = OpenStore(*session, u"Mail");
