@@ -16,18 +16,22 @@ from e2e_support import (TWO_CALLS, TWO_CALLS_FILE, Profile, member, rows, today
                          without_oids)
 
 
+def folder_paths(stores):
+    """Every folder by path, "Mail/Inbox/Projects", with its messages: a store lists its folders
+    in hierarchy order, each at its level."""
+    found = {}
+    for store in stores:
+        names = []
+        for folder in store.get("folders", []):
+            del names[folder.get("level", 0):]
+            names.append(folder["name"])
+            found["/".join([store["name"], *names])] = folder.get("messages", [])
+    return found
+
+
 def filled_folders(stores):
     """The messages of each folder that holds any, by path: "SMS/Inbox"."""
-    found = {}
-
-    def walk(path, folder):
-        if folder.get("messages"):
-            found[path] = folder["messages"]
-        for sub in folder.get("folders", []):
-            walk(f"{path}/{sub['name']}", sub)
-    for store in stores:
-        walk(store["name"], store)
-    return found
+    return {path: messages for path, messages in folder_paths(stores).items() if messages}
 
 
 class EndToEnd(e2e_support.TemporaryFolderCase):

@@ -7,8 +7,10 @@
 #include <array>
 #include <cstdio>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -44,6 +46,12 @@ bool Check(HResult result, std::string_view what, std::string* error) {
   if (!platform::Failed(result)) return true;
   *error = std::string(what) + " (" + HResultText(result) + ")";
   return false;
+}
+
+// The same, with the failing part's place made only on a failure.
+template <typename Place>
+bool CheckAt(HResult result, Place place, std::string_view what, std::string* error) {
+  return !platform::Failed(result) || Check(result, place() + std::string(what), error);
 }
 
 // Whole groups of base64 digits that decode to at most one attachment chunk.
@@ -279,30 +287,17 @@ HResult MessageJson(Message& message, Json* json) {
   return platform::kSOk;
 }
 
-// "store \"Mail\", folder \"Inbox/Projects\"": where a folder is, for the reasons.
-std::string FolderPlace(const std::string& store_place, const std::string& path) {
-  return store_place + ", folder \"" + path + "\"";
-}
-
-std::string PathBelow(const std::string& parent_path, std::u16string_view name) {
-  return parent_path.empty() ? platform::ToUtf8(name) : parent_path + "/" + platform::ToUtf8(name);
-}
-
-// Appends the folder rows[*next] and, nested, the folders that follow it in the hierarchy below
-// it; *next moves past them.
-bool DumpFolder(MessageStore& store, const std::vector<MessageFolderRow>& rows,
-                const std::string& store_place, const std::string& parent_path, std::size_t* next,
-                Json* folders, std::string* error) {
-  const MessageFolderRow& row = rows[(*next)++];
-  const std::string path = PathBelow(parent_path, row.name);
-  const std::string place = FolderPlace(store_place, path);
+// A folder and its messages as the dump shows it, at its level below the top of its store.
+bool DumpFolder(MessageStore& store, const MessageFolderRow& row, std::size_t level,
+                const std::string& place, Json* json, std::string* error) {
   std::unique_ptr<MessageFolder> folder;
   std::vector<EntryId> contents;
   if (!Check(store.OpenFolder(row.entry_id, &folder), place + " cannot be opened", error) ||
       !Check(folder->GetContents(&contents), place + " cannot be read", error)) {
     return false;
   }
-  Json json = {{"name", platform::ToUtf8(row.name)}};
+  *json = {{"name", platform::ToUtf8(row.name)}};
+  if (level > 0) (*json)["level"] = level;
   for (std::size_t k = 0; k < contents.size(); ++k) {
     std::unique_ptr<Message> message;
     Json message_json;
@@ -310,14 +305,8 @@ bool DumpFolder(MessageStore& store, const std::vector<MessageFolderRow>& rows,
     if (!platform::Failed(result)) result = MessageJson(*message, &message_json);
     if (!Check(result, place + ", message " + std::to_string(k) + " cannot be read", error))
       return false;
-    json["messages"].push_back(std::move(message_json));
+    (*json)["messages"].push_back(std::move(message_json));
   }
-  Json subfolders = Json::array();
-  while (*next < rows.size() && rows[*next].parent_id == row.entry_id) {
-    if (!DumpFolder(store, rows, store_place, path, next, &subfolders, error)) return false;
-  }
-  if (!subfolders.empty()) json["folders"] = std::move(subfolders);
-  folders->push_back(std::move(json));
   return true;
 }
 
@@ -339,18 +328,33 @@ struct MessagePlan {
   std::vector<AttachmentPlan> attachments;
 };
 
+// No folder above: a folder at the top of its store.
+constexpr std::size_t kTopLevel = std::numeric_limits<std::size_t>::max();
+
 struct FolderPlan {
   std::u16string name;
-  std::string place;  // "store \"Mail\", folder \"Inbox/Projects\"", for the reasons
+  std::size_t parent = kTopLevel;  // its parent's place in the store's list
   std::vector<MessagePlan> messages;
-  std::vector<FolderPlan> folders;
 };
 
+// A store's folders in hierarchy order, each after its parent.
 struct StorePlan {
   std::u16string name;
   std::string place;
   std::vector<FolderPlan> folders;
 };
+
+// "store \"Mail\", folder \"Inbox/Projects\"": where a folder is, for the reasons; made only
+// for a reason, as it takes as long as the folder is deep.
+std::string FolderPlace(const StorePlan& store, std::size_t folder) {
+  std::vector<const std::u16string*> names;
+  for (std::size_t at = folder; at != kTopLevel; at = store.folders[at].parent)
+    names.push_back(&store.folders[at].name);
+  std::string path;
+  for (auto name = names.rbegin(); name != names.rend(); ++name)
+    path += (path.empty() ? "" : "/") + platform::ToUtf8(**name);
+  return store.place + ", folder \"" + path + "\"";
+}
 
 bool RefuseUnknownKey(const Json& object, std::initializer_list<std::string_view> known,
                       std::string* reason) {
@@ -493,41 +497,79 @@ bool ReadName(const Json& json, std::initializer_list<std::string_view> known, s
   return false;
 }
 
-// The folders of a store or a folder, by their place and path.
-bool ReadFolders(const Json& json, const std::string& store_place, const std::string& path,
-                 std::vector<FolderPlan>* folders, std::string* error);
-
-// A folder, `position` in its parent's list; the reason names the place.
-bool ReadFolder(const Json& json, const std::string& store_place, const std::string& parent_path,
-                std::size_t position, FolderPlan* folder, std::string* error) {
+// A store's folders: its list in hierarchy order, each at the level it gives ("level", 0 when
+// left out, at most one below the folder before it); and, as documents of old wrote them, the
+// nested "folders" of a folder, right after it one level below. Read without recursion, so that
+// no depth exhausts the stack.
+bool ReadFolders(const Json& json, StorePlan* store, std::string* error) {
   std::string reason;
-  if (!ReadName(json, {"name", "messages", "folders"}, &folder->name, &reason)) {
-    *error = (parent_path.empty() ? store_place : FolderPlace(store_place, parent_path)) +
-             ": folder " + std::to_string(position) + ": " + reason;
+  const Json* list = nullptr;
+  if (!FindArray(json, "folders", "folders", &list, &reason)) {
+    *error = store->place + ": " + reason;
     return false;
   }
-  const std::string path = PathBelow(parent_path, folder->name);
-  folder->place = FolderPlace(store_place, path);
-  const Json* messages = nullptr;
-  if (!FindArray(json, "messages", "messages", &messages, &reason) ||
-      !ReadEach(messages, "message", ReadMessage, &folder->messages, &reason)) {
-    *error = folder->place + ": " + reason;
-    return false;
-  }
-  return ReadFolders(json, store_place, path, &folder->folders, error);
-}
-
-bool ReadFolders(const Json& json, const std::string& store_place, const std::string& path,
-                 std::vector<FolderPlan>* folders, std::string* error) {
-  const Json* array = nullptr;
-  std::string reason;
-  if (!FindArray(json, "folders", "folders", &array, &reason)) {
-    *error = (path.empty() ? store_place : FolderPlace(store_place, path)) + ": " + reason;
-    return false;
-  }
-  for (std::size_t k = 0; array != nullptr && k < array->size(); ++k) {
-    if (!ReadFolder((*array)[k], store_place, path, k, &folders->emplace_back(), error))
+  // A list being read: the folders, the next to read, the folder they are nested in and their
+  // level.
+  struct Nested {
+    const Json* folders;
+    std::size_t next;
+    std::size_t parent;
+    std::size_t level;
+  };
+  std::vector<Nested> pending;
+  if (list != nullptr) pending.push_back({list, 0, kTopLevel, 0});
+  // The folder last read at each level, each a parent for the level below it.
+  std::vector<std::size_t> open;
+  while (!pending.empty()) {
+    Nested& nested = pending.back();
+    if (nested.next == nested.folders->size()) {
+      pending.pop_back();
+      continue;
+    }
+    const std::size_t position = nested.next++;
+    const Json& folder_json = (*nested.folders)[position];
+    const bool in_store_list = pending.size() == 1;
+    const std::size_t container = nested.parent;
+    std::size_t level = nested.level;
+    const auto fail = [&](const std::string& why) {
+      *error = (container == kTopLevel ? store->place : FolderPlace(*store, container)) +
+               ": folder " + std::to_string(position) + ": " + why;
       return false;
+    };
+    FolderPlan folder;
+    if (in_store_list) {
+      if (!ReadName(folder_json, {"name", "level", "messages", "folders"}, &folder.name, &reason))
+        return fail(reason);
+      const auto given = folder_json.find("level");
+      if (given != folder_json.end()) {
+        // At most one below the folder before it.
+        const std::size_t most = open.size();
+        if (!given->is_number_integer() || given->get<std::int64_t>() < 0 ||
+            given->get<std::int64_t>() > static_cast<std::int64_t>(most)) {
+          return fail("\"level\" must be an integer from 0 to " + std::to_string(most));
+        }
+        level = static_cast<std::size_t>(given->get<std::int64_t>());
+      }
+    } else if (!ReadName(folder_json, {"name", "messages", "folders"}, &folder.name, &reason)) {
+      return fail(reason);
+    }
+    open.resize(level);
+    folder.parent = level == 0 ? kTopLevel : open.back();
+    const std::size_t index = store->folders.size();
+    store->folders.push_back(std::move(folder));
+    open.push_back(index);
+    const Json* messages = nullptr;
+    if (!FindArray(folder_json, "messages", "messages", &messages, &reason) ||
+        !ReadEach(messages, "message", ReadMessage, &store->folders[index].messages, &reason)) {
+      *error = FolderPlace(*store, index) + ": " + reason;
+      return false;
+    }
+    const Json* subfolders = nullptr;
+    if (!FindArray(folder_json, "folders", "folders", &subfolders, &reason)) {
+      *error = FolderPlace(*store, index) + ": " + reason;
+      return false;
+    }
+    if (subfolders != nullptr) pending.push_back({subfolders, 0, index, level + 1});
   }
   return true;
 }
@@ -545,17 +587,9 @@ bool ReadStores(const Json& document, std::vector<StorePlan>* stores, std::strin
       return false;
     }
     store.place = "store \"" + platform::ToUtf8(store.name) + "\"";
-    if (!ReadFolders(document[k], store.place, "", &store.folders, error)) return false;
+    if (!ReadFolders(document[k], &store, error)) return false;
   }
   return true;
-}
-
-const MessageFolderRow* FindFolder(const std::vector<MessageFolderRow>& rows, const EntryId& parent,
-                                   std::u16string_view name) {
-  const auto found = std::ranges::find_if(rows, [&](const MessageFolderRow& row) {
-    return row.parent_id == parent && row.name == name;
-  });
-  return found == rows.end() ? nullptr : &*found;
 }
 
 // The first store of that name; null when there is none.
@@ -575,16 +609,23 @@ bool FindStore(MessageSession& session, std::u16string_view name,
 bool CheckTopFolders(MessageSession& session, const StorePlan& plan, std::string* error) {
   std::unique_ptr<MessageStore> store;
   if (!FindStore(session, plan.name, &store, error)) return false;
-  std::vector<MessageFolderRow> rows;
+  std::set<std::u16string> top;
   if (store) {
+    std::vector<MessageFolderRow> rows;
     if (!Check(store->GetHierarchy(&rows), plan.place + " cannot be read", error)) return false;
+    for (MessageFolderRow& row : rows) {
+      if (row.parent_id.empty()) top.insert(std::move(row.name));
+    }
   } else {
-    for (const char16_t* name : platform::host::kWellKnownMessageFolders)
-      rows.emplace_back().name = name;
+    top.insert(std::begin(platform::host::kWellKnownMessageFolders),
+               std::end(platform::host::kWellKnownMessageFolders));
   }
-  for (const FolderPlan& folder : plan.folders) {
-    if (FindFolder(rows, {}, folder.name) == nullptr) {
-      *error = folder.place + ": a folder at the top of a store is not made; only below another";
+  for (std::size_t k = 0; k < plan.folders.size(); ++k) {
+    const FolderPlan& folder = plan.folders[k];
+    if (folder.parent == kTopLevel && !top.contains(folder.name)) {
+      *error = FolderPlace(plan, k) +
+               ": a folder at the top of a store is not made; only below "
+               "another";
       return false;
     }
   }
@@ -627,29 +668,6 @@ HResult WriteMessage(MessageFolder& folder, const MessagePlan& plan) {
   return platform::Failed(result) ? result : message->Save();
 }
 
-bool WriteFolder(MessageStore& store, SqliteMessageRuntime& host, const EntryId& parent,
-                 const FolderPlan& plan, std::string* error) {
-  std::vector<MessageFolderRow> rows;
-  if (!Check(store.GetHierarchy(&rows), plan.place + " cannot be looked for", error)) return false;
-  EntryId id;
-  if (const MessageFolderRow* found = FindFolder(rows, parent, plan.name))
-    id = found->entry_id;
-  else if (!Check(host.CreateFolder(parent, plan.name, &id), plan.place + " cannot be made", error))
-    return false;
-  std::unique_ptr<MessageFolder> folder;
-  if (!Check(store.OpenFolder(id, &folder), plan.place + " cannot be opened", error)) return false;
-  for (std::size_t k = 0; k < plan.messages.size(); ++k) {
-    if (!Check(WriteMessage(*folder, plan.messages[k]),
-               plan.place + ", message " + std::to_string(k) + " could not be written", error)) {
-      *error += "; the messages before it were";
-      return false;
-    }
-  }
-  return std::ranges::all_of(plan.folders, [&](const FolderPlan& subfolder) {
-    return WriteFolder(store, host, id, subfolder, error);
-  });
-}
-
 bool WriteStore(MessageSession& session, SqliteMessageRuntime& host, const StorePlan& plan,
                 std::string* error) {
   std::unique_ptr<MessageStore> store;
@@ -661,9 +679,35 @@ bool WriteStore(MessageSession& session, SqliteMessageRuntime& host, const Store
       return false;
     }
   }
-  return std::ranges::all_of(plan.folders, [&](const FolderPlan& folder) {
-    return WriteFolder(*store, host, {}, folder, error);
-  });
+  // The store's folders by parent and name, the first of each in the hierarchy; listed once.
+  std::vector<MessageFolderRow> rows;
+  if (!Check(store->GetHierarchy(&rows), plan.place + " cannot be read", error)) return false;
+  std::map<std::pair<EntryId, std::u16string>, EntryId> named;
+  for (MessageFolderRow& row : rows)
+    named.try_emplace({std::move(row.parent_id), std::move(row.name)}, std::move(row.entry_id));
+  std::vector<EntryId> ids(plan.folders.size());
+  for (std::size_t k = 0; k < plan.folders.size(); ++k) {
+    const FolderPlan& folder_plan = plan.folders[k];
+    const EntryId parent = folder_plan.parent == kTopLevel ? EntryId() : ids[folder_plan.parent];
+    const auto place = [&] { return FolderPlace(plan, k); };
+    const auto [found, missing] = named.try_emplace({parent, folder_plan.name});
+    std::unique_ptr<MessageFolder> folder;
+    if (missing ? !CheckAt(store->CreateFolder(parent, folder_plan.name, &folder), place,
+                           " cannot be made", error)
+                : !CheckAt(store->OpenFolder(found->second, &folder), place, " cannot be opened",
+                           error)) {
+      return false;
+    }
+    ids[k] = found->second = folder->entry_id();
+    for (std::size_t m = 0; m < folder_plan.messages.size(); ++m) {
+      if (!CheckAt(WriteMessage(*folder, folder_plan.messages[m]), place,
+                   ", message " + std::to_string(m) + " could not be written", error)) {
+        *error += "; the messages before it were";
+        return false;
+      }
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -692,10 +736,17 @@ bool DumpMessages(const platform::Device& device, std::string* json, std::string
       return false;
     }
     Json folders = Json::array();
-    // A folder whose parent is not before it, which a sound hierarchy never holds, is shown at
-    // the top rather than lost.
-    for (std::size_t next = 0; next < rows.size();) {
-      if (!DumpFolder(*store, rows, place, "", &next, &folders, error)) return false;
+    // The levels of the folders listed so far; a folder whose parent is not before it, which a
+    // sound hierarchy never holds, is shown at the top rather than lost.
+    std::map<EntryId, std::size_t> levels;
+    for (const MessageFolderRow& folder_row : rows) {
+      const auto parent = levels.find(folder_row.parent_id);
+      const std::size_t level = parent == levels.end() ? 0 : parent->second + 1;
+      levels.emplace(folder_row.entry_id, level);
+      const std::string folder_place = place + ", folder " + std::to_string(folders.size()) +
+                                       " (\"" + platform::ToUtf8(folder_row.name) + "\")";
+      if (!DumpFolder(*store, folder_row, level, folder_place, &folders.emplace_back(), error))
+        return false;
     }
     Json json_store = {{"name", platform::ToUtf8(row.display_name)}};
     if (!folders.empty()) json_store["folders"] = std::move(folders);

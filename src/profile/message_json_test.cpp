@@ -72,32 +72,52 @@ TEST(MessageJsonTest, SampleDumpsLoadsAndDumpsTheSame) {
 }
 
 // A store and folders that are missing are made, those there are found by name: a second load
-// adds the messages again and no folder. Values the sample does not hold come back too.
+// adds the messages again and no folder. Values the sample does not hold come back too. A dump
+// lists a store's folders in hierarchy order, each at its level; a load takes that list, and
+// folders nested in folders as documents of old have them.
 TEST(MessageJsonTest, LoadMakesWhatIsMissingAndKeepsEveryValue) {
-  const Json archive = Json::parse(R"({"name": "Archive", "folders": [
-    {"name": "Inbox", "folders": [{"name": "2007", "folders": [{"name": "March", "messages": [
-      {"subject": "", "body": "", "bodyType": 2,
+  const Json message = Json::parse(R"({"subject": "", "body": "", "bodyType": 2,
        "messageId": "", "messageFlags": -1,
        "deliveryTime": "1601-01-01T00:00:00.0000001Z",
        "lastModificationTime": 18446744073709551615,
        "recipients": [{"kind": "bcc", "name": "", "address": "", "addressType": ""}],
        "attachments": [{"fileName": "empty", "method": 0, "contents": ""},
-                       {"fileName": "two", "method": 5, "contents": "AP8="}]}]}]}]}]})");
+                       {"fileName": "two", "method": 5, "contents": "AP8="}]})");
+  Json nested = Json::parse(R"({"name": "Archive", "folders": [
+    {"name": "Inbox", "folders": [{"name": "2007", "folders": [{"name": "March"}]}]}]})");
+  nested["folders"][0]["folders"][0]["folders"][0]["messages"] = Json::array({message});
+  Json listed = Json::parse(R"({"name": "Archive", "folders": [{"name": "Inbox"},
+    {"name": "2007", "level": 1}, {"name": "March", "level": 2}, {"name": "Outbox"},
+    {"name": "Deleted Items"}, {"name": "Drafts"}, {"name": "Sent Items"}]})");
+  listed["folders"][2]["messages"] = Json::array({message});
   TemporaryDevice device;
   const Json fresh = Json::parse(Dump(device));
   std::string error;
-  ASSERT_TRUE(LoadMessageDocument(device.device(), Json::array({archive}), &error)) << error;
-  ASSERT_TRUE(LoadMessageDocument(device.device(), Json::array({archive}), &error)) << error;
+  ASSERT_TRUE(LoadMessageDocument(device.device(), Json::array({nested}), &error)) << error;
+  ASSERT_TRUE(LoadMessageDocument(device.device(), Json::array({listed}), &error)) << error;
 
-  Json expected = archive;
-  Json& march = expected["folders"][0]["folders"][0]["folders"][0];
-  march["messages"].push_back(march["messages"][0]);
-  for (const char* folder : {"Outbox", "Deleted Items", "Drafts", "Sent Items"})
-    expected["folders"].push_back({{"name", folder}});
+  listed["folders"][2]["messages"].push_back(message);
   Json dumped = Json::parse(Dump(device));
   ASSERT_EQ(dumped.size(), fresh.size() + 1);
   // The dump writes the keys in its own order; the values are the same.
-  EXPECT_EQ(nlohmann::json::parse(dumped.back().dump()), nlohmann::json::parse(expected.dump()));
+  EXPECT_EQ(nlohmann::json::parse(dumped.back().dump()), nlohmann::json::parse(listed.dump()));
+}
+
+// However deep a store's folders, a load and a dump take as long as they are many, and no depth
+// exhausts the stack.
+TEST(MessageJsonTest, FoldersOfAnyDepthLoadAndDump) {
+  constexpr int kDepth = 20000;
+  std::string nested = R"([{"name": "Mail", "folders": [{"name": "Inbox", "folders": [)";
+  for (int level = 0; level < kDepth; ++level)
+    nested += R"({"name": "F)" + std::to_string(level) + R"(", "folders": [)";
+  for (int level = 0; level < kDepth; ++level) nested += "]}";
+  nested += "]}]}]";
+  TemporaryDevice device;
+  std::string error;
+  ASSERT_TRUE(LoadMessages(device.device(), nested, &error)) << error;
+  const Json mail = Json::parse(Dump(device))[2];
+  ASSERT_EQ(mail["folders"].size(), kDepth + 5u);
+  EXPECT_EQ(mail["folders"][kDepth], Json::parse(R"({"name": "F19999", "level": 20000})"));
 }
 
 TEST(MessageJsonTest, RefusedDocumentsWriteNothing) {
@@ -138,6 +158,11 @@ TEST(MessageJsonTest, RefusedDocumentsWriteNothing) {
       {R"([{"name": "New", "folders": [{"name": "Inbox"}, {"name": "Junk"}]}])",
        "store \"New\", folder \"Junk\": a folder at the top of a store is not made; only below "
        "another"},
+      {R"([{"name": "New", "folders": [{"name": "Inbox"}, {"name": "A", "level": 2}]}])",
+       "store \"New\": folder 1: \"level\" must be an integer from 0 to 1"},
+      {R"([{"name": "New", "folders": [{"name": "Inbox", "folders": [{"name": "A",
+           "level": 1}]}]}])",
+       "store \"New\", folder \"Inbox\": folder 0: unknown key \"level\""},
       {R"([{"name": "New"}, {"store": "Mail"}])", "store 1: unknown key \"store\""},
       {R"({"name": "Mail"})", "the document is not an array of message stores"},
   };

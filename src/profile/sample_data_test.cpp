@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "engine/testing/kind_harness.h"
 #include "outlook/appointments.h"
@@ -125,19 +126,22 @@ TEST(SampleDataTest, AThirdOfTheAppointmentsRecurAndCopiesHaveTheirOwnSubjects) 
   EXPECT_EQ(appointments[2 * kSampleAppointmentsPerScale + 3]["Subject"], "Stand-up 3");
 }
 
-// The messages of each folder by store and path, and the sizes of their attachments.
-void CollectMessages(const std::string& path, const nlohmann::ordered_json& folders,
+// The messages of each folder of a store by path, the folders listed each at its level, and the
+// sizes of their attachments.
+void CollectMessages(const std::string& store, const nlohmann::ordered_json& folders,
                      std::map<std::string, nlohmann::ordered_json>* messages,
                      std::multiset<std::size_t>* attachment_sizes) {
+  std::vector<std::string> names;
   for (const auto& folder : folders) {
-    const std::string folder_path = path + "/" + folder["name"].get<std::string>();
+    names.resize(folder.value("level", std::size_t{0}));
+    names.push_back(folder["name"].get<std::string>());
+    std::string folder_path = store;
+    for (const std::string& name : names) folder_path += "/" + name;
     (*messages)[folder_path] = folder.value("messages", nlohmann::ordered_json::array());
     for (const auto& message : (*messages)[folder_path]) {
       for (const auto& attachment : message.value("attachments", nlohmann::ordered_json::array()))
         attachment_sizes->insert(attachment["contents"].get<std::string>().size() / 4 * 3);
     }
-    CollectMessages(folder_path, folder.value("folders", nlohmann::ordered_json::array()), messages,
-                    attachment_sizes);
   }
 }
 
