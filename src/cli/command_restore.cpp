@@ -3,6 +3,7 @@
 #include "cli/cli.h"
 #include "cli/command_words.h"
 #include "cli/job_runner.h"
+#include "engine/device_job.h"
 #include "engine/restore_pass.h"
 #include "kinds/kinds.h"
 #include "kinds/restore_entries.h"
@@ -64,12 +65,19 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       context.BeginJob(device, u"restore of " + file, true);
   if (!device_job) return kExitFailure;
   engine::BackupJob job;
-  if (!ChooseMessageFolders(device, options.folders, &job.messages_option, &reason))
-    return context.Fail(reason);
   if (const auto refusal =
           engine::PrepareRestore(device, job, chosen_kinds, entries, kinds::WorkerFactory(device));
       refusal)
     return FailWithRefusal(context, *refusal);
+  // Chosen against the file as well as the device, once it is extracted.
+  for (engine::BackupJob::PreparedRestore& restore : job.restores) {
+    if (restore.pass.kind == engine::ItemKind::kMessages &&
+        !ChooseRestoreFolders(device, restore.pass.record_file, job.separator, options.folders,
+                              &restore.pass.messages_option, &reason)) {
+      engine::ClearJobLeftovers(device);
+      return context.Fail(reason);
+    }
+  }
   return RunCheckedRestore(context, device, *device_job, job, "restore");
 }
 
@@ -87,8 +95,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
                       "KIND=MODE, MODE one of delete-all (the default), add-new, add-update, "
                       "duplicates, as the kind offers them");
   command->add_option("--folders", options->folders,
-                      "The message stores and folders to restore into, by their shown names "
-                      "(\"Text Messages\", \"Text Messages/Inbox\"); default: all");
+                      "The message stores and folders to restore, by their shown names "
+                      "(\"Text Messages\", \"Text Messages/Inbox\"); default: those the file "
+                      "holds");
   command->callback([&context, options] {
     context.action = [&context, options] { return Restore(context, *options); };
   });

@@ -80,6 +80,29 @@ std::string NoWorkerReason(engine::ItemKind kind) {
          platform::ToUtf8(engine::KindInfo(kind).word) + " yet";
 }
 
+namespace {
+
+// The reason for choices that name nothing, with the stores there are.
+std::string UnknownChoiceReason(const std::u16string& choice,
+                                const std::vector<messages::StoreFolders>& stores,
+                                std::string_view where) {
+  std::string shown;
+  for (const messages::StoreFolders& store : stores) {
+    shown += (shown.empty() ? "" : ", ") +
+             platform::ToUtf8(messages::ShownStoreName(store.display_name));
+  }
+  return "--folders " + platform::ToUtf8(choice) + ": no such store or folder " +
+         std::string(where) + " (stores: " + shown + ")";
+}
+
+std::vector<std::u16string> WideChoices(const std::vector<std::string>& choices) {
+  std::vector<std::u16string> wide;
+  for (const std::string& choice : choices) wide.push_back(platform::FromUtf8(choice));
+  return wide;
+}
+
+}  // namespace
+
 bool ChooseMessageFolders(const platform::Device& device, const std::vector<std::string>& choices,
                           engine::MessagesOption* option, std::string* error) {
   option->exclusions.clear();
@@ -89,18 +112,31 @@ bool ChooseMessageFolders(const platform::Device& device, const std::vector<std:
     *error = "--folders: the message stores cannot be read";
     return false;
   }
-  std::vector<std::u16string> wide;
-  for (const std::string& choice : choices) wide.push_back(platform::FromUtf8(choice));
   std::vector<std::u16string> unknown;
-  option->exclusions = messages::ExclusionsKeeping(stores, wide, &unknown);
+  option->exclusions = messages::ExclusionsKeeping(stores, WideChoices(choices), &unknown);
   if (unknown.empty()) return true;
-  std::string shown;
-  for (const messages::StoreFolders& store : stores) {
-    shown += (shown.empty() ? "" : ", ") +
-             platform::ToUtf8(messages::ShownStoreName(store.display_name));
+  *error = UnknownChoiceReason(unknown.front(), stores, "on the device");
+  return false;
+}
+
+bool ChooseRestoreFolders(const platform::Device& device, std::u16string_view record_file,
+                          char16_t separator, const std::vector<std::string>& choices,
+                          engine::MessagesOption* option, std::string* error) {
+  option->restore_folders.clear();
+  if (choices.empty()) return true;
+  std::vector<messages::StoreFolders> stores;
+  if (platform::Failed(messages::ListMessageFolders(device, &stores))) {
+    *error = "--folders: the message stores cannot be read";
+    return false;
   }
-  *error = "--folders " + platform::ToUtf8(unknown.front()) +
-           ": no such store or folder on the device (stores: " + shown + ")";
+  // A file the restore will refuse names nothing; the restore says why.
+  messages::RecordFileSurvey survey;
+  messages::SurveyRecordFile(device, record_file, separator, &survey);
+  std::vector<std::u16string> unknown;
+  option->restore_folders =
+      messages::InclusionsOf(stores, survey.folders, WideChoices(choices), &unknown);
+  if (unknown.empty()) return true;
+  *error = UnknownChoiceReason(unknown.front(), stores, "on the device or in the file");
   return false;
 }
 

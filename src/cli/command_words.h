@@ -31,5 +31,12 @@ std::string NoWorkerReason(engine::ItemKind kind);
 // every folder in. False with the reason when a choice names nothing on the device.
 bool ChooseMessageFolders(const platform::Device& device, const std::vector<std::string>& choices,
                           engine::MessagesOption* option, std::string* error);
+// The messages folders of --folders for a restore from the record file, by inclusion: each choice
+// as above, matched against the device's stores and folders and those the file holds, so that a
+// folder the device lacks can be chosen. None chosen leaves the restore the folders the file
+// holds. False with the reason when a choice names nothing of either.
+bool ChooseRestoreFolders(const platform::Device& device, std::u16string_view record_file,
+                          char16_t separator, const std::vector<std::string>& choices,
+                          engine::MessagesOption* option, std::string* error);
 
 }  // namespace kestrav::cli

@@ -3,6 +3,7 @@
 
 Usage: end_to_end_test.py /path/to/kestrav-cli [unittest options]
 """
+import json
 import os
 import signal
 import subprocess
@@ -182,19 +183,67 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
         self.assertEqual(filled_folders(restored),
                          {"SMS/Inbox": filled_folders(device.dump("messages"))["SMS/Inbox"]})
 
-        # A value cut off at the end, or a header not of messages: refused before the delete.
+        # A value cut off at the end, or no text at all: refused before the delete.
         text = member(inbox, ".csm").decode("utf-16")
-        for name, damaged in (("cut", text[:text.rindex('"')]),
-                              ("header", text.replace("Msg Id;", "Msg ID;", 1))):
+        for name, damaged in (("cut", ("\ufeff" + text[:text.rindex('"')]).encode("utf-16-le")),
+                              ("binary", b"PK\x03\x04\x14\x00\x00\x00" + text.encode())):
             with self.subTest(name):
                 path = self.path(name + ".csm")
                 with open(path, "wb") as out:
-                    out.write(("\ufeff" + damaged).encode("utf-16-le"))
+                    out.write(damaged)
                 log = rows(target.run("restore", path, expect=1).stdout)
                 self.assertTrue([r for r in log if r.startswith("(!) ") and
                                  r.endswith("Nothing done.")], log)
                 self.assertNotIn("Deleting existing messages...", log)
         self.assertEqual(target.dump("messages"), restored)
+
+        # A header of other names: the records read as messages all the same.
+        header = self.path("header.csm")
+        with open(header, "wb") as out:
+            out.write(("\ufeff" + text.replace("Msg Id;", "Msg ID;", 1)).encode("utf-16-le"))
+        self.assertIn("6 messages inserted in the database.",
+                      rows(target.run("restore", header).stdout))
+        self.assertEqual(target.dump("messages"), restored)
+
+    def test_a_restore_touches_only_the_folders_chosen_or_in_its_file(self):
+        device, archive = self.sample_with_backup("--kinds", "messages")
+        sample = folder_paths(device.dump("messages"))
+        # Only Mail's Inbox: its nested folders, which the device lacks, are not made.
+        target = Profile(self, "target").init()
+        target.run("restore", archive, "--kinds", "messages", "--folders", "Mail/Inbox")
+        restored = target.dump("messages")
+        self.assertEqual({path: [m["subject"] for m in messages]
+                          for path, messages in filled_folders(restored).items()},
+                         {"Mail/Inbox": [m["subject"] for m in sample["Mail/Inbox"]]})
+        self.assertFalse([path for path in folder_paths(restored) if "Projects" in path])
+        unknown = target.run("restore", archive, "--folders", "Mail/Nowhere", expect=1)
+        self.assertIn("Mail/Nowhere: no such store or folder on the device or in the file",
+                      unknown.stderr)
+
+        # A backup of the text messages alone, restored whole, empties only their folders.
+        texts = self.path("texts.qbk")
+        device.run("backup", "--kinds", "messages", "--folders", "Text Messages",
+                   "--output", texts)
+        log = rows(device.run("restore", texts).stdout)
+        self.assertIn("11 messages deleted from the database.", log)
+        self.assertEqual(folder_paths(device.dump("messages")), sample)
+
+    def test_every_message_comes_back_and_missing_contents_are_told(self):
+        device = Profile(self, "device").init("--sample")
+        # A message of the class folders have is a message like any other.
+        mail = [store for store in device.dump("messages") if store["name"] == "Mail"]
+        mail[0]["folders"] = [{"name": "Inbox", "messages": [
+            {"subject": "Not a folder", "messageClass": "IPF.Folder"}]}]
+        device.run("device", "load", "messages", "-", stdin=json.dumps(mail))
+        archive = self.path("plain.qbk")
+        device.run("backup", "--kinds", "messages", "--output", archive)
+        target = Profile(self, "target").init()
+        log = rows(target.run("restore", archive).stdout)
+        self.assertIn("32 messages inserted in the database.", log)
+        self.assertIn("7 attachments came back without their contents: the backup did not hold "
+                      "them.", log)
+        self.assertEqual(list(folder_paths(target.dump("messages"))),
+                         list(folder_paths(device.dump("messages"))))
 
     def test_add_new_passes_over_calls_already_there(self):
         # Calls that come back property for property: each is found where it lies.

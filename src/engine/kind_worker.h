@@ -42,6 +42,8 @@ struct RestoreTally {
   std::uint64_t records = 0;   // the records the file holds
   std::uint64_t restored = 0;  // those inserted, updated, or found already on the device
   std::optional<std::uint64_t> announced;  // the number of records the file says it holds
+  // Attachments restored empty: the file did not hold their contents.
+  std::uint64_t attachments_without_contents = 0;
 };
 
 class KindWorker {

@@ -1,9 +1,13 @@
 #include "messages/message_folders.h"
 
 #include <algorithm>
+#include <unordered_map>
 
+#include "messages/message_record.h"
 #include "messages/texts.h"
 #include "platform/format.h"
+#include "records/record_file.h"
+#include "records/record_reader.h"
 
 namespace kestrav::messages {
 
@@ -44,11 +48,47 @@ std::u16string FolderLabel(std::u16string_view name, std::uint32_t message_count
   return platform::Format(texts::kFolderLabel, name, message_count);
 }
 
-bool IsExcluded(const engine::MessagesOption& option, std::u16string_view store,
-                std::optional<std::u16string_view> folder) {
-  return std::ranges::any_of(option.exclusions, [&](const FolderExclusion& exclusion) {
-    return exclusion.store == store && (!exclusion.folder || exclusion.folder == folder);
-  });
+std::size_t FolderKeyHash::operator()(const FolderKey& key) const {
+  const std::hash<std::u16string> hash;
+  return hash(key.first) * 31 + hash(key.second);
+}
+
+void FolderChoice::Add(const engine::MessageFolderName& name,
+                       std::unordered_set<std::u16string>* stores, FolderKeys* folders) {
+  if (name.folder) {
+    folders->emplace(name.store, *name.folder);
+  } else {
+    stores->insert(name.store);
+  }
+}
+
+FolderChoice::FolderChoice(const engine::MessagesOption& option) {
+  for (const FolderExclusion& exclusion : option.exclusions)
+    Add(exclusion, &stores_left_out_, &folders_left_out_);
+  if (!option.restore_folders.empty()) Include(option.restore_folders);
+}
+
+void FolderChoice::Include(std::span<const engine::MessageFolderName> names) {
+  including_ = true;
+  for (const engine::MessageFolderName& name : names) {
+    Add(name, &stores_included_, &folders_included_);
+    if (name.folder) stores_with_folders_included_.insert(name.store);
+  }
+}
+
+bool FolderChoice::TakesStore(std::u16string_view store) const {
+  const std::u16string key(store);
+  if (stores_left_out_.contains(key)) return false;
+  return !including_ || stores_included_.contains(key) ||
+         stores_with_folders_included_.contains(key);
+}
+
+bool FolderChoice::Takes(std::u16string_view store, std::u16string_view folder) const {
+  const std::u16string store_key(store);
+  if (stores_left_out_.contains(store_key)) return false;
+  const FolderKey key(store, folder);
+  if (folders_left_out_.contains(key)) return false;
+  return !including_ || stores_included_.contains(store_key) || folders_included_.contains(key);
 }
 
 HResult ListMessageFolders(const platform::Device& device, std::vector<StoreFolders>* stores) {
@@ -77,22 +117,22 @@ HResult ListMessageFolders(const platform::Device& device, std::vector<StoreFold
 std::vector<FolderExclusion> ExclusionsKeeping(std::span<const StoreFolders> stores,
                                                std::span<const std::u16string> choices,
                                                std::vector<std::u16string>* unknown) {
-  std::vector<bool> used(choices.size(), false);
-  // Whether a choice names the store whole, or its folder.
-  const auto chosen = [&](const std::u16string& path) {
-    bool found = false;
-    for (std::size_t index = 0; index < choices.size(); ++index) {
-      if (choices[index] == path) used[index] = found = true;
-    }
-    return found;
+  // Each choice, and whether it named something.
+  std::unordered_map<std::u16string_view, bool> chosen;
+  for (const std::u16string& choice : choices) chosen.emplace(choice, false);
+  const auto take = [&](const std::u16string& path) {
+    const auto found = chosen.find(path);
+    if (found == chosen.end()) return false;
+    found->second = true;
+    return true;
   };
   std::vector<FolderExclusion> exclusions;
   for (const StoreFolders& store : stores) {
     const std::u16string shown = ShownStoreName(store.display_name);
-    const bool whole_store = chosen(shown);
+    const bool whole_store = take(shown);
     std::vector<FolderExclusion> folders_left_out;
     for (const platform::MessageFolderRow& folder : store.folders) {
-      if (!chosen(shown + u"/" + folder.name) && !whole_store)
+      if (!take(shown + u"/" + folder.name) && !whole_store)
         folders_left_out.push_back({store.display_name, folder.name});
     }
     if (whole_store) continue;
@@ -102,10 +142,78 @@ std::vector<FolderExclusion> ExclusionsKeeping(std::span<const StoreFolders> sto
       exclusions.insert(exclusions.end(), folders_left_out.begin(), folders_left_out.end());
     }
   }
-  for (std::size_t index = 0; index < choices.size(); ++index) {
-    if (!used[index]) unknown->push_back(choices[index]);
+  for (const std::u16string& choice : choices) {
+    if (!chosen.at(choice)) unknown->push_back(choice);
   }
   return exclusions;
+}
+
+bool SurveyRecordFile(const platform::Device& device, std::u16string_view file, char16_t separator,
+                      RecordFileSurvey* survey) {
+  *survey = RecordFileSurvey();
+  // Asked before the reader holds the file, which it holds alone.
+  const bool text = records::LooksLikeText(device, file);
+  records::RecordReader reader(device, separator);
+  bool good = reader.Open(file);
+  survey->error = reader.LastError();
+  if (good && !text) {
+    good = false;
+    survey->error = records::kErrorCsvBadHeader;
+  }
+  FolderKeys named;
+  const auto name = [&](std::u16string_view store, std::u16string_view folder) {
+    // A record without a folder is never restored: it names none.
+    if (!folder.empty() && named.emplace(store, folder).second)
+      survey->folders.push_back({std::u16string(store), std::u16string(folder)});
+  };
+  records::Record record;
+  while (good && reader.Next(&record)) {
+    ++survey->records;
+    const std::u16string_view account = record.Value(kAccountColumn);
+    name(account, record.Value(kFolderColumn));
+    if (IsFolderRecord(record)) {
+      name(account, record.Value(kSubjectColumn));
+    } else {
+      ++survey->messages;
+    }
+  }
+  if (good && reader.LastError() != 0) {
+    good = false;
+    survey->error = reader.LastError();
+  }
+  survey->line_number = reader.LineNumber();
+  return good;
+}
+
+std::vector<engine::MessageFolderName> InclusionsOf(
+    std::span<const StoreFolders> device_stores,
+    std::span<const engine::MessageFolderName> file_folders,
+    std::span<const std::u16string> choices, std::vector<std::u16string>* unknown) {
+  // What each choice a user can type names.
+  std::unordered_map<std::u16string, engine::MessageFolderName> named;
+  const auto name = [&](const std::u16string& store, const std::u16string* folder) {
+    const std::u16string shown = ShownStoreName(store);
+    named.try_emplace(shown, engine::MessageFolderName{store, std::nullopt});
+    if (folder != nullptr)
+      named.try_emplace(shown + u"/" + *folder, engine::MessageFolderName{store, *folder});
+  };
+  for (const StoreFolders& store : device_stores) {
+    name(store.display_name, nullptr);
+    for (const platform::MessageFolderRow& folder : store.folders)
+      name(store.display_name, &folder.name);
+  }
+  for (const engine::MessageFolderName& folder : file_folders)
+    name(folder.store, folder.folder ? &*folder.folder : nullptr);
+  std::vector<engine::MessageFolderName> inclusions;
+  for (const std::u16string& choice : choices) {
+    const auto found = named.find(choice);
+    if (found == named.end()) {
+      unknown->push_back(choice);
+    } else if (std::ranges::find(inclusions, found->second) == inclusions.end()) {
+      inclusions.push_back(found->second);
+    }
+  }
+  return inclusions;
 }
 
 std::optional<ExclusionRecord> MakeExclusionRecord(const FolderExclusion& exclusion) {

@@ -1,5 +1,6 @@
 #include "messages/message_record.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 
@@ -76,14 +77,17 @@ bool Unescape(std::u16string_view text, std::u16string* plain) {
   return true;
 }
 
-// Splits text at a separator; no text gives no piece.
-std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separator) {
-  std::vector<std::u16string_view> pieces;
-  if (text.empty()) return pieces;
+// Splits an item into its fields at ","; false when it has more than the fields given room for.
+template <std::size_t kMost>
+bool SplitFields(std::u16string_view item, std::array<std::u16string_view, kMost>* fields,
+                 std::size_t* count) {
+  *count = 0;
   for (std::size_t start = 0;;) {
-    const std::size_t end = text.find(separator, start);
-    pieces.push_back(text.substr(start, end == std::u16string_view::npos ? end : end - start));
-    if (end == std::u16string_view::npos) return pieces;
+    if (*count == kMost) return false;
+    const std::size_t end = item.find(kFieldSeparator, start);
+    (*fields)[(*count)++] =
+        item.substr(start, end == std::u16string_view::npos ? end : end - start);
+    if (end == std::u16string_view::npos) return true;
     start = end + 1;
   }
 }
@@ -91,6 +95,8 @@ std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separa
 // A decimal number as the writer writes it: an optional "-", then digits, within the type.
 template <typename Integer>
 bool ReadDecimal(std::u16string_view text, Integer* value) {
+  // No number the writer writes is longer; a longer text is none, whatever its length.
+  if (text.empty() || text.size() > 20) return false;
   std::string narrow;
   for (char16_t unit : text) {
     if ((unit < u'0' || unit > u'9') && unit != u'-') return false;
@@ -100,47 +106,19 @@ bool ReadDecimal(std::u16string_view text, Integer* value) {
   return error == std::errc() && end == narrow.data() + narrow.size() && !narrow.empty();
 }
 
-bool ReadRecipient(std::u16string_view text, MessageRecipient* recipient) {
-  const std::vector<std::u16string_view> fields = Split(text, kFieldSeparator);
-  std::int32_t kind = 0;
-  if (fields.size() != 4 || !ReadDecimal(fields[0], &kind) ||
-      kind < static_cast<std::int32_t>(RecipientKind::kTo) ||
-      kind > static_cast<std::int32_t>(RecipientKind::kBcc)) {
-    return false;
-  }
-  recipient->kind = static_cast<RecipientKind>(kind);
-  return Unescape(fields[1], &recipient->display_name) &&
-         Unescape(fields[2], &recipient->address) && Unescape(fields[3], &recipient->address_type);
-}
-
-bool ReadAttachment(std::u16string_view text, AttachmentItem* attachment) {
-  const std::vector<std::u16string_view> fields = Split(text, kFieldSeparator);
-  if (fields.size() != 3 && fields.size() != 4) return false;
-  if (!Unescape(fields[0], &attachment->file_name) ||
-      !ReadDecimal(fields[1], &attachment->method) || !ReadDecimal(fields[2], &attachment->size)) {
-    return false;
-  }
-  if (fields.size() == 3) return true;
-  const std::optional<std::uint64_t> size = records::DecodedBase64Size(fields[3]);
-  if (!size || *size > std::numeric_limits<std::uint32_t>::max()) return false;
-  attachment->contents = fields[3];
-  attachment->contents_size = *size;
-  return true;
-}
-
-// The items of a column with their count: as many as the count says.
+// The items of a list column: as many as its count says, each of its layout.
 template <typename Item, typename ReadItem>
-bool ReadItems(std::u16string_view count_text, std::u16string_view items_text, ReadItem read_item,
-               std::vector<Item>* items) {
+bool CheckItems(std::u16string_view count_text, std::u16string_view items_text,
+                ReadItem read_item) {
   std::uint32_t count = 0;
   if (!count_text.empty() && !ReadDecimal(count_text, &count)) return false;
-  const std::vector<std::u16string_view> pieces = Split(items_text, kItemSeparator);
-  if (pieces.size() != count) return false;
-  items->resize(pieces.size());
-  for (std::size_t index = 0; index < pieces.size(); ++index) {
-    if (!read_item(pieces[index], &(*items)[index])) return false;
+  ItemList items(items_text);
+  Item scratch;
+  std::uint32_t found = 0;
+  for (std::u16string_view item; items.Next(&item); ++found) {
+    if (found == count || !read_item(item, &scratch)) return false;
   }
-  return true;
+  return found == count;
 }
 
 bool ReadProperty(const platform::Clock& clock, std::uint32_t tag, std::u16string_view text,
@@ -196,6 +174,66 @@ std::u16string AttachmentHeadText(const platform::MessageAttachment& attachment)
          records::UInt64Text(attachment.size);
 }
 
+bool ItemList::Next(std::u16string_view* item) {
+  if (done_) return false;
+  const std::size_t end = rest_.find(kItemSeparator);
+  *item = rest_.substr(0, end);
+  if (end == std::u16string_view::npos) {
+    done_ = true;
+  } else {
+    rest_.remove_prefix(end + 1);
+  }
+  return true;
+}
+
+bool ReadRecipient(std::u16string_view item, MessageRecipient* recipient) {
+  std::array<std::u16string_view, 4> fields;
+  std::size_t count = 0;
+  std::int32_t kind = 0;
+  if (!SplitFields(item, &fields, &count) || count != 4 || !ReadDecimal(fields[0], &kind) ||
+      kind < static_cast<std::int32_t>(RecipientKind::kTo) ||
+      kind > static_cast<std::int32_t>(RecipientKind::kBcc)) {
+    return false;
+  }
+  recipient->kind = static_cast<RecipientKind>(kind);
+  return Unescape(fields[1], &recipient->display_name) &&
+         Unescape(fields[2], &recipient->address) && Unescape(fields[3], &recipient->address_type);
+}
+
+bool ReadAttachment(std::u16string_view item, AttachmentItem* attachment) {
+  std::array<std::u16string_view, 4> fields;
+  std::size_t count = 0;
+  attachment->contents.reset();
+  attachment->contents_size = 0;
+  if (!SplitFields(item, &fields, &count) || count < 3 ||
+      !Unescape(fields[0], &attachment->file_name) ||
+      !ReadDecimal(fields[1], &attachment->method) || !ReadDecimal(fields[2], &attachment->size)) {
+    return false;
+  }
+  if (count == 3) return true;
+  const std::optional<std::uint64_t> size = records::DecodedBase64Size(fields[3]);
+  if (!size || *size > std::numeric_limits<std::uint32_t>::max()) return false;
+  attachment->contents = fields[3];
+  attachment->contents_size = *size;
+  return true;
+}
+
+bool IsFolderRecord(const records::Record& record) {
+  if (record.Value(kMessageClassColumn) != kFolderRecordClass ||
+      record.Value(kSubjectColumn).empty()) {
+    return false;
+  }
+  // Columns past the 21st are no part of a record.
+  for (std::size_t column = 0; column < std::min<std::size_t>(record.size(), kColumnCount);
+       ++column) {
+    if (column != kSubjectColumn && column != kFolderColumn && column != kAccountColumn &&
+        column != kMessageClassColumn && !record[column].empty()) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool ReadMessageRecord(const platform::Clock& clock, const records::Record& record,
                        MessageRecord* message) {
   *message = MessageRecord();
@@ -205,9 +243,9 @@ bool ReadMessageRecord(const platform::Clock& clock, const records::Record& reco
   message->folder = column(kFolderColumn);
   message->subject = column(kSubjectColumn);
   message->body = column(kBodyColumn);
-  if (column(kMessageClassColumn) == kFolderRecordClass) {
+  if (IsFolderRecord(record)) {
     message->is_folder = true;
-    return !message->subject.empty();
+    return true;
   }
   if (!column(kBodyTypeColumn).empty() &&
       !ReadDecimal(column(kBodyTypeColumn), &message->body_type)) {
@@ -218,18 +256,12 @@ bool ReadMessageRecord(const platform::Clock& clock, const records::Record& reco
     if (text.empty()) continue;
     if (!ReadProperty(clock, property.tag, text, &message->properties.emplace_back())) return false;
   }
-  return ReadItems(column(kRecipientCountColumn), column(kRecipientsColumn), ReadRecipient,
-                   &message->recipients) &&
-         ReadItems(column(kAttachmentCountColumn), column(kAttachmentsColumn), ReadAttachment,
-                   &message->attachments);
-}
-
-bool IsMessagesHeader(const records::Record& header) {
-  if (header.size() < kColumnCount) return false;
-  for (std::size_t column = 0; column < kColumnCount; ++column) {
-    if (header[column] != kColumnNames[column]) return false;
-  }
-  return true;
+  message->recipients = column(kRecipientsColumn);
+  message->attachments = column(kAttachmentsColumn);
+  return CheckItems<MessageRecipient>(column(kRecipientCountColumn), message->recipients,
+                                      ReadRecipient) &&
+         CheckItems<AttachmentItem>(column(kAttachmentCountColumn), message->attachments,
+                                    ReadAttachment);
 }
 
 }  // namespace kestrav::messages

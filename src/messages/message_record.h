@@ -7,9 +7,11 @@
 // written as "%25", "%3B", "%2C", "%22", "%0D" and "%0A". Items are separated by ";". So no
 // item holds a quote, a line break or a ";" of its own, and any text and any contents come back.
 //
-// A record whose "Msg Class" is "IPF.Folder" is no message: written after the messages of a
-// folder, it says that the folder holds a subfolder of the name in "Subject", so that a restore
-// builds the folder tree again, empty folders included.
+// A folder record is no message: written after the messages of a folder, it says that the folder
+// holds a subfolder of the name in "Subject", so that a restore builds the folder tree again,
+// empty folders included. Its "Msg Class" is "IPF.Folder" and every column but "Subject",
+// "Folder", "Account" and "Msg Class" is empty; a message always has its "BodyType" and its two
+// counts, so no message, whatever its class, reads as a folder record.
 #pragma once
 
 #include <array>
@@ -83,6 +85,22 @@ struct AttachmentItem {
   std::uint64_t contents_size = 0;
 };
 
+// The items of a list column, one at a time, so that a list of any length is never held whole.
+class ItemList {
+ public:
+  explicit ItemList(std::u16string_view items) : rest_(items), done_(items.empty()) {}
+  // The next item; false after the last.
+  bool Next(std::u16string_view* item);
+
+ private:
+  std::u16string_view rest_;
+  bool done_;
+};
+
+// One item of its layout; false when it is out of it.
+bool ReadRecipient(std::u16string_view item, platform::MessageRecipient* recipient);
+bool ReadAttachment(std::u16string_view item, AttachmentItem* attachment);
+
 // A record read back. Views point into the record.
 struct MessageRecord {
   bool is_folder = false;
@@ -93,17 +111,19 @@ struct MessageRecord {
   std::int32_t body_type = kPlainTextBody;
   // The properties the record gives a value, in the order of kPropertyColumns.
   std::vector<platform::PropertyValue> properties;
-  std::vector<platform::MessageRecipient> recipients;
-  std::vector<AttachmentItem> attachments;
+  // The two lists as the record holds them, each checked against its count and layout; read
+  // their items with ItemList.
+  std::u16string_view recipients;
+  std::u16string_view attachments;
 };
+
+// Whether a record is a folder record.
+bool IsFolderRecord(const records::Record& record);
 
 // Reads a record; columns past its end read as empty. False when a column does not read as its
 // layout says: a byte list, a decimal number or a date that is none, a count that is not the
 // number of its items, an item out of its layout, contents that are not base64.
 bool ReadMessageRecord(const platform::Clock& clock, const records::Record& record,
                        MessageRecord* message);
-
-// Whether the header names the columns of a messages record file (a longer header is accepted).
-bool IsMessagesHeader(const records::Record& header);
 
 }  // namespace kestrav::messages

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "messages/messages_worker.h"
 #include "platform/test_support/temporary_device.h"
 #include "platform/time.h"
+#include "records/record_reader.h"
 
 namespace kestrav::messages {
 namespace {
@@ -61,14 +63,14 @@ struct TestMessage {
   std::vector<Attachment> attachments;
 };
 
-// A device with message stores, and what a test puts in them.
-class MessagesTest : public ::testing::Test {
- protected:
-  MessagesTest() {
+// A device with message stores, what a test puts in them, and the messages worker.
+class MessagesDevice {
+ public:
+  MessagesDevice() {
     device_.device().messages().Initialize();
     device_.device().messages().Logon(&session_);
   }
-  ~MessagesTest() override {
+  ~MessagesDevice() {
     session_->Logoff();
     device_.device().messages().Uninitialize();
   }
@@ -122,12 +124,23 @@ class MessagesTest : public ::testing::Test {
     Folder(store, folder)->GetContents(&contents);
     return contents.size();
   }
+  // The store's folders in hierarchy order, a top-level one marked "/".
+  std::vector<std::u16string> FolderNames(std::u16string_view store) {
+    std::vector<platform::MessageFolderRow> folders;
+    Store(store)->GetHierarchy(&folders);
+    std::vector<std::u16string> names;
+    for (const platform::MessageFolderRow& folder : folders)
+      names.push_back((folder.parent_id.empty() ? u"/" : u"") + folder.name);
+    return names;
+  }
 
   kestrav::testing::TemporaryDevice device_;
   std::unique_ptr<MessageSession> session_;
   engine::testing::KindHarness harness_{device_, ItemKind::kMessages, kFile};
   MessagesWorker worker_{device_.device()};
 };
+
+class MessagesTest : public ::testing::Test, public MessagesDevice {};
 
 TestMessage Simple(std::u16string subject, std::u16string body) {
   TestMessage message;
@@ -271,6 +284,115 @@ TEST_F(MessagesTest, RestoreModesChoiceAndCancel) {
                   u"0 message not inserted cos exists in the database."}));
 }
 
+// A restore puts back only the folders chosen, or when none are, those its file holds: "delete
+// all first" empties only those, and no folder left out is made.
+TEST_F(MessagesTest, ARestoreTakesTheChosenFoldersOrElseThoseOfItsFile) {
+  MakeFolder(u"Mail", u"Inbox", u"Projects");
+  MakeFolder(u"Mail", u"Projects", u"2026");
+  Add(u"Mail", u"Inbox", Simple(u"A", u""));
+  Add(u"Mail", u"2026", Simple(u"B", u""));
+  Add(u"SMS", u"Inbox", Simple(u"", u"C"));
+  MessagesDevice target;
+  target.device_.WriteFile(kFile, harness_.Backup(worker_));
+  target.Add(u"Mail", u"Drafts", Simple(u"D", u""));
+  target.Add(u"SMS", u"Inbox", Simple(u"", u"E"));
+  const std::vector<std::u16string> well_known = {u"/Inbox", u"/Outbox", u"/Deleted Items",
+                                                  u"/Drafts", u"/Sent Items"};
+
+  target.harness_.messages_option.restore_folders = {{u"Mail", u"Inbox"}};
+  target.harness_.Restore(target.worker_, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(target.FolderNames(u"Mail"), well_known);
+  EXPECT_EQ(target.Count(u"Mail", u"Inbox"), 1u);
+  EXPECT_EQ(target.Count(u"Mail", u"Drafts"), 1u);
+  EXPECT_EQ(target.Count(u"SMS", u"Inbox"), 1u);
+  EXPECT_EQ(target.harness_.tally.records, 1u);
+  EXPECT_EQ(target.harness_.tally.restored, 1u);
+
+  // A folder chosen without its parent, which the device lacks, is made at the top.
+  target.harness_.messages_option.restore_folders = {{u"Mail", u"2026"}};
+  target.harness_.Restore(target.worker_, RestoreMode::kDeleteAllFirst);
+  std::vector<std::u16string> with_year = well_known;
+  with_year.push_back(u"/2026");
+  EXPECT_EQ(target.FolderNames(u"Mail"), with_year);
+  EXPECT_EQ(target.Count(u"Mail", u"2026"), 1u);
+
+  // None chosen: a file of the text messages alone empties only their folder.
+  harness_.messages_option.exclusions = {{u"ActiveSync", std::nullopt}, {u"Mail", std::nullopt}};
+  target.device_.WriteFile(kFile, harness_.Backup(worker_));
+  target.harness_.messages_option.restore_folders.clear();
+  const std::vector<std::u16string> rows =
+      target.harness_.Restore(target.worker_, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(std::ranges::count(rows, u"1 message deleted from the database."), 1);
+  EXPECT_EQ(target.Count(u"SMS", u"Inbox"), 1u);
+  EXPECT_EQ(target.Count(u"Mail", u"Inbox") + target.Count(u"Mail", u"Drafts") +
+                target.Count(u"Mail", u"2026"),
+            3u);
+}
+
+// A message of the class of folders is a message like any other; attachments saved without their
+// contents come back empty, and the restore says how many.
+TEST_F(MessagesTest, EveryMessageComesBackAndAttachmentsWithoutContentsAreCounted) {
+  TestMessage message = HardMessage();
+  message.properties.push_back(Text(platform::kTagMessageClass, kFolderRecordClass));
+  Add(u"Mail", u"Inbox", message);
+  MessagesDevice target;
+  target.device_.WriteFile(kFile, harness_.Backup(worker_));
+  const std::vector<std::u16string> rows =
+      target.harness_.Restore(target.worker_, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(std::vector<std::u16string>(rows.end() - 4, rows.end() - 2),
+            (std::vector<std::u16string>{
+                u"1 message inserted in the database.",
+                u"2 attachments came back without their contents: the backup did not hold them."}));
+  EXPECT_EQ(target.harness_.tally.attachments_without_contents, 2u);
+  EXPECT_EQ(target.Count(u"Mail", u"Inbox"), 1u);
+  EXPECT_EQ(target.FolderNames(u"Mail").size(), 5u);
+}
+
+// A message whose record would be longer than a restore reads leaves out what does not fit and
+// says so - its attachments' contents, then the end of its body, each lone line break of which
+// counts two - so that the restore takes the file.
+TEST_F(MessagesTest, ARecordIsNeverLongerThanARestoreReads) {
+  std::u16string body(records::kMaxRecordUnits - 1000, u'x');
+  body.append(1000, u'\r');
+  TestMessage message = Simple(u"Long", body);
+  message.attachments = {{u"a.bin", Contents(3)}};
+  Add(u"Mail", u"Inbox", message);
+  harness_.messages_option.store_attachments = true;
+  harness_.Backup(worker_);
+  const std::vector<std::u16string> rows = harness_.page.Rows();
+  EXPECT_EQ(std::ranges::count(rows,
+                               u"The attachments of 'Long' are too large to be stored; the "
+                               u"message is saved without them."),
+            1);
+  const auto cut = std::ranges::find_if(rows, [](const std::u16string& row) {
+    return row.starts_with(
+        u"The body of 'Long' is too long to be stored; the message is saved "
+        u"with its first ");
+  });
+  ASSERT_NE(cut, rows.end());
+
+  MessagesDevice target;
+  target.device_.WriteFile(kFile, device_.ReadFile(kFile));
+  target.harness_.Restore(target.worker_, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(target.harness_.tally.restored, 1u);
+  std::vector<EntryId> contents;
+  std::unique_ptr<MessageFolder> inbox = target.Folder(u"Mail", u"Inbox");
+  ASSERT_EQ(inbox->GetContents(&contents), kSOk);
+  ASSERT_EQ(contents.size(), 1u);
+  std::unique_ptr<platform::Message> restored;
+  ASSERT_EQ(inbox->OpenMessage(contents[0], &restored), kSOk);
+  std::u16string restored_body;
+  std::int32_t body_type = 0;
+  restored->GetBody(&restored_body, &body_type);
+  // Kept: as many units as the row says, each lone CR reading back as CR LF.
+  const std::size_t digits = cut->find_first_of(u"0123456789");
+  const std::size_t kept =
+      std::stoul(std::string(cut->begin() + digits, cut->begin() + cut->find(u' ', digits)));
+  ASSERT_GT(kept, body.size() - 1000);
+  EXPECT_EQ(restored_body.size(), kept + (kept - (body.size() - 1000)));
+  EXPECT_TRUE(restored_body.starts_with(body.substr(0, body.size() - 1000)));
+}
+
 TEST_F(MessagesTest, DamagedFilesAreRefusedAndUnreadableRecordsPassedOver) {
   Add(u"Mail", u"Inbox", Simple(u"Kept", u""));
   const std::u16string header =
@@ -279,27 +401,40 @@ TEST_F(MessagesTest, DamagedFilesAreRefusedAndUnreadableRecordsPassedOver) {
       u"Delivery Time;Recipient Nbr;Recipients;Attachment Nbr;Attachments\r\n";
   // Short of columns: the rest read as empty.
   const std::u16string message = u";;;;;Hi;;0;Archive;Mail\r\n";
-  const auto refused = [&](std::u16string text) {
-    harness_.WriteRecordFile(text);
+  const auto restore = [&](std::string bytes) {
+    device_.WriteFile(kFile, bytes);
     return harness_.Restore(worker_, RestoreMode::kDeleteAllFirst);
   };
-  EXPECT_EQ(refused(u"Name;Subject\r\n" + message),
+  // No text at all, or a record left open at the end: refused before anything changes.
+  EXPECT_EQ(restore(std::string("PK\x03\x04\0\0\x14\0", 8)),
             (std::vector<std::u16string>{
                 u"Retrieving file records...",
                 u"! Error (ERROR_CSV_BAD_HEADER) : Bad formatted header found.Nothing done."}));
-  EXPECT_EQ(refused(header + message + u";;;;;\"cut off"),
+  EXPECT_EQ(restore(kestrav::testing::Utf16FileBytes(header + message + u";;;;;\"cut off")),
             (std::vector<std::u16string>{
                 u"Retrieving file records...",
                 u"! Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 3.Nothing done."}));
-  EXPECT_EQ(refused(header),
+  EXPECT_EQ(restore(kestrav::testing::Utf16FileBytes(header)),
             (std::vector<std::u16string>{u"Retrieving file records...", u"0 record found in file.",
                                          u"No messages found. Nothing done"}));
+  // A file that names no folder empties none.
+  restore(kestrav::testing::Utf16FileBytes(header + u";;;;;Nowhere;;0;;Mail\r\n"));
   EXPECT_EQ(Count(u"Mail", u"Inbox"), 1u);
 
+  // Whatever its header names, every record reads as the 21 columns. A folder the device lacks
+  // is made at the top of its store; only the folders the file names are emptied first.
+  restore(kestrav::testing::Utf16FileBytes(u"Name;Subject\r\n" + message));
+  EXPECT_EQ(harness_.tally.restored, 1u);
+  EXPECT_EQ(Count(u"Mail", u"Inbox"), 1u);
+  std::vector<platform::MessageFolderRow> folders;
+  Store(u"Mail")->GetHierarchy(&folders);
+  EXPECT_EQ(folders.back().name, u"Archive");
+  EXPECT_TRUE(folders.back().parent_id.empty());
+
   // A subject with a quote before a separator is written as it is and reads back split.
-  const std::vector<std::u16string> rows =
-      refused(header + u";;;;;\"Re: \"x\";y\";;0;Inbox;Mail;;;;;;;;0;;0;\r\n" + message +
-              u";;;;;Bad;;0;Inbox;Mail;;;;;;;;2;\"1,a,b,c\";0;\r\n");
+  const std::vector<std::u16string> rows = restore(kestrav::testing::Utf16FileBytes(
+      header + u";;;;;\"Re: \"x\";y\";;0;Inbox;Mail;;;;;;;;0;;0;\r\n" + message +
+      u";;;;;Bad;;0;Inbox;Mail;;;;;;;;2;\"1,a,b,c\";0;\r\n"));
   EXPECT_EQ(
       std::vector<std::u16string>(rows.begin() + 7, rows.end() - 2),
       (std::vector<std::u16string>{u"Inserting messages...",
@@ -308,11 +443,7 @@ TEST_F(MessagesTest, DamagedFilesAreRefusedAndUnreadableRecordsPassedOver) {
                                    u"1 message inserted in the database."}));
   EXPECT_EQ(harness_.tally.records, 3u);
   EXPECT_EQ(harness_.tally.restored, 1u);
-  // A folder the device lacks is made at the top of its store.
-  std::vector<platform::MessageFolderRow> folders;
   Store(u"Mail")->GetHierarchy(&folders);
-  EXPECT_EQ(folders.back().name, u"Archive");
-  EXPECT_TRUE(folders.back().parent_id.empty());
   EXPECT_EQ(folders.back().message_count, 1u);
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -66,21 +67,46 @@ std::uint64_t Base64Units(std::uint64_t size) {
   return (size + 2) / 3 * 4;
 }
 
+// How many rows of a message's table are read, or recipients added, at a time.
+constexpr std::size_t kRowsAtATime = 4096;
+// The longest a count column can be.
+constexpr std::uint64_t kLongestCountUnits = 10;
+// The longest start of a subject a row names a message by.
+constexpr std::size_t kShownSubjectUnits = 100;
+
+std::u16string ShownSubject(std::u16string_view subject) {
+  if (subject.size() <= kShownSubjectUnits) return std::u16string(subject);
+  std::size_t length = kShownSubjectUnits;
+  if (subject[length - 1] >= 0xD800 && subject[length - 1] < 0xDC00) --length;
+  return std::u16string(subject.substr(0, length)) + u"...";
+}
+
 // ---------------------------------------------------------------------------------------------
 // Backup
 
 class BackupPass {
  public:
   BackupPass(const platform::Device& device, const PassContext& pass, records::CsvRecordFile& file)
-      : device_(device), pass_(pass), file_(file) {}
+      : device_(device), pass_(pass), file_(file), choice_(pass.messages_option) {}
 
   void Run();
 
  private:
+  // What a message's record holds of its two lists: the items that fit, and whether they are all.
+  struct Listed {
+    std::uint32_t count = 0;
+    bool whole = true;
+  };
+
   void BackUpStore(MessageSession& session, const platform::MessageStoreRow& row);
   bool WriteMessage(Message& message, std::u16string_view folder, std::u16string_view account);
-  void WriteAttachments(Message& message, const std::vector<platform::MessageAttachment>& list,
-                        bool with_contents);
+  // The recipients' items, as many as fit in what the record has left; *used grows by them.
+  bool ListRecipients(Message& message, std::uint64_t* used, std::u16string* text, Listed* listed);
+  // The same for the attachments' items without their contents; *contents_units is what their
+  // contents would add.
+  bool CountAttachments(Message& message, std::uint64_t* used, Listed* listed,
+                        std::uint64_t* contents_units);
+  void WriteAttachments(Message& message, std::uint32_t count, bool with_contents);
   void WriteText(std::u16string_view text) {
     file_.WriteRaw(text.data(), text.size() * sizeof(char16_t));
   }
@@ -88,6 +114,7 @@ class BackupPass {
   const platform::Device& device_;
   const PassContext& pass_;
   records::CsvRecordFile& file_;
+  const FolderChoice choice_;
   const std::vector<std::uint32_t> tags_ = PropertyTags();
   std::uint32_t saved_ = 0;
 };
@@ -129,12 +156,16 @@ void BackupPass::BackUpStore(MessageSession& session, const platform::MessageSto
   if (Failed(session.OpenStore(row.entry_id, &store))) return;
   const std::u16string& account = store->display_name();
   SendLine(sink, platform::Format(texts::kRetrievingMessagesFrom, ShownStoreName(account)));
-  const engine::MessagesOption& option = pass_.messages_option;
   std::vector<platform::MessageFolderRow> folders;
-  if (IsExcluded(option, account) || Failed(store->GetHierarchy(&folders))) return;
+  if (!choice_.TakesStore(account) || Failed(store->GetHierarchy(&folders))) return;
   std::uint32_t total = 0;
-  for (const platform::MessageFolderRow& folder : folders) {
-    if (!IsExcluded(option, account, folder.name)) total += folder.message_count;
+  // Each folder's subfolders, found once for the folders' second passes.
+  std::map<EntryId, std::vector<std::size_t>> subfolders;
+  for (std::size_t index = 0; index < folders.size(); ++index) {
+    const platform::MessageFolderRow& folder = folders[index];
+    if (!choice_.Takes(account, folder.name)) continue;
+    total += folder.message_count;
+    if (!folder.parent_id.empty()) subfolders[folder.parent_id].push_back(index);
   }
   engine::PostProgress(sink, 0, total, false);
   std::uint32_t position = 0;
@@ -142,7 +173,7 @@ void BackupPass::BackUpStore(MessageSession& session, const platform::MessageSto
     if (pass_.Canceled()) return;
     std::unique_ptr<MessageFolder> folder;
     std::vector<EntryId> contents;
-    if (IsExcluded(option, account, row_of_folder.name) ||
+    if (!choice_.Takes(account, row_of_folder.name) ||
         Failed(store->OpenFolder(row_of_folder.entry_id, &folder)) ||
         Failed(folder->GetContents(&contents))) {
       continue;
@@ -157,11 +188,11 @@ void BackupPass::BackUpStore(MessageSession& session, const platform::MessageSto
       engine::PostProgress(sink, ++position, 0, false);
     }
     // The folder's second pass: its subfolders, so that a restore makes them where they were.
-    for (const platform::MessageFolderRow& child : folders) {
-      if (child.parent_id != row_of_folder.entry_id || IsExcluded(option, account, child.name))
-        continue;
+    const auto children = subfolders.find(row_of_folder.entry_id);
+    if (children == subfolders.end()) continue;
+    for (const std::size_t child : children->second) {
       records::RecordValues values(kColumnCount);
-      values[kSubjectColumn] = child.name;
+      values[kSubjectColumn] = folders[child].name;
       values[kFolderColumn] = folder->name();
       values[kAccountColumn] = account;
       values[kMessageClassColumn] = kFolderRecordClass;
@@ -174,6 +205,7 @@ bool BackupPass::WriteMessage(Message& message, std::u16string_view folder,
                               std::u16string_view account) {
   std::vector<PropertyValue> properties;
   if (Failed(message.GetProperties(tags_, &properties))) return false;
+  // Every column but the attachments, which are written as they are read.
   records::RecordValues values(kColumnCount - 1);
   const platform::Clock& clock = device_.clock();
   for (std::size_t index = 0; index < kPropertyColumns.size(); ++index)
@@ -184,87 +216,159 @@ bool BackupPass::WriteMessage(Message& message, std::u16string_view folder,
   message.GetSubject(&subject);
   message.GetBody(&body, &body_type);
   values[kSubjectColumn] = std::move(subject);
-  values[kBodyColumn] = std::move(body);
+  values[kBodyColumn] = std::u16string();
   values[kBodyTypeColumn] = platform::Format(u"%d", body_type);
   values[kFolderColumn] = std::u16string(folder);
   values[kAccountColumn] = std::u16string(account);
 
-  std::vector<platform::MessageRecipient> recipients;
-  message.GetRecipients(&recipients);
-  std::u16string recipients_text;
-  for (const platform::MessageRecipient& recipient : recipients) {
-    if (!recipients_text.empty()) recipients_text.push_back(u';');
-    recipients_text += RecipientText(recipient);
+  // A restore reads no record longer than records::kMaxRecordUnits, so the record is counted as
+  // the reader counts it. Room goes to the other columns, then the recipients, the attachments'
+  // names, the body and the attachments' contents, and what finds none is left out and said.
+  // Told, not flagged: the message is saved, and a flagged row would cost the whole backup.
+  const char16_t separator = file_.separator();
+  // The separators, the closing CR LF, and the two counts at their longest.
+  std::uint64_t used = (kColumnCount - 1) + 2 + 2 * kLongestCountUnits;
+  for (const std::optional<std::u16string>& value : values) {
+    if (value) used += records::WrittenValueUnits(*value, separator);
   }
-  values[kRecipientCountColumn] = records::UInt64Text(recipients.size());
-  values[kRecipientsColumn] = std::move(recipients_text);
-
-  std::vector<platform::MessageAttachment> attachments;
-  message.GetAttachments(&attachments);
-  values[kAttachmentCountColumn] = records::UInt64Text(attachments.size());
-
-  bool with_contents = pass_.messages_option.store_attachments;
-  if (with_contents) {
-    // A record longer than a restore reads would lose the whole message: past that, the
-    // attachments go without their contents.
-    std::uint64_t units = 1024;
-    // A line break in a value may end a physical line, which the reader counts as two units.
-    for (const std::optional<std::u16string>& value : values) {
-      if (value) units += value->size() + std::ranges::count(*value, u'\n');
-    }
-    for (const platform::MessageAttachment& attachment : attachments)
-      units += AttachmentHeadText(attachment).size() + 2 + Base64Units(attachment.size);
-    if (units > records::kMaxRecordUnits) {
-      with_contents = false;
-      // Told, not flagged: the message is saved, and a flagged row would cost the whole backup.
-      SendLine(pass_.sink, platform::Format(texts::kAttachmentsTooLarge, *values[kSubjectColumn]));
-    }
+  const std::u16string shown = ShownSubject(*values[kSubjectColumn]);
+  engine::ProgressSink* sink = pass_.sink;
+  if (used > records::kMaxRecordUnits) {
+    SendLine(sink, platform::Format(texts::kMessageTooLarge, shown), LogIcon::kError);
+    return false;
   }
+  std::u16string recipients;
+  Listed recipients_listed;
+  Listed attachments_listed;
+  std::uint64_t contents_units = 0;
+  if (!ListRecipients(message, &used, &recipients, &recipients_listed) ||
+      !CountAttachments(message, &used, &attachments_listed, &contents_units)) {
+    return false;
+  }
+  if (!recipients_listed.whole) {
+    SendLine(sink, platform::Format(texts::kTooManyRecipients, shown,
+                                    static_cast<unsigned long long>(recipients_listed.count)));
+  }
+  if (!attachments_listed.whole) {
+    SendLine(sink, platform::Format(texts::kTooManyAttachments, shown,
+                                    static_cast<unsigned long long>(attachments_listed.count)));
+  }
+  std::uint64_t body_units = records::WrittenValueUnits(body, separator);
+  if (used + body_units > records::kMaxRecordUnits) {
+    body.resize(records::FittingStart(body, separator, records::kMaxRecordUnits - used));
+    body_units = records::WrittenValueUnits(body, separator);
+    SendLine(sink, platform::Format(texts::kBodyTooLong, shown,
+                                    static_cast<unsigned long long>(body.size())));
+  }
+  used += body_units;
+  bool with_contents = pass_.messages_option.store_attachments && attachments_listed.count > 0;
+  if (with_contents && used + contents_units > records::kMaxRecordUnits) {
+    with_contents = false;
+    SendLine(sink, platform::Format(texts::kAttachmentsTooLarge, shown));
+  }
+
+  values[kBodyColumn] = std::move(body);
+  values[kRecipientCountColumn] = records::UInt64Text(recipients_listed.count);
+  values[kRecipientsColumn] = std::move(recipients);
+  values[kAttachmentCountColumn] = records::UInt64Text(attachments_listed.count);
   for (const std::optional<std::u16string>& value : values) {
     file_.WriteValue(*value);
-    const char16_t separator = file_.separator();
     file_.WriteRaw(&separator, sizeof separator);
   }
-  WriteAttachments(message, attachments, with_contents);
+  WriteAttachments(message, attachments_listed.count, with_contents);
   return true;
 }
 
-// The last column, written as it is read so that no attachment is ever whole in memory: the
-// items always hold a ",", so the column is quoted.
-void BackupPass::WriteAttachments(Message& message,
-                                  const std::vector<platform::MessageAttachment>& list,
-                                  bool with_contents) {
-  if (!list.empty()) WriteText(u"\"");
+bool BackupPass::ListRecipients(Message& message, std::uint64_t* used, std::u16string* text,
+                                Listed* listed) {
+  std::unique_ptr<platform::MessageTable<platform::MessageRecipient>> table;
+  if (Failed(message.OpenRecipientTable(&table))) return false;
+  std::vector<platform::MessageRecipient> rows;
+  for (;;) {
+    if (Failed(table->QueryRows(kRowsAtATime, &rows))) return false;
+    if (rows.empty()) return true;
+    for (const platform::MessageRecipient& recipient : rows) {
+      const std::u16string item = RecipientText(recipient);
+      // An item holds a "," and no line break: the first brings the column's quotes, each
+      // further one its ";".
+      const std::uint64_t units = item.size() + (listed->count == 0 ? 2 : 1);
+      if (*used + units > records::kMaxRecordUnits) {
+        listed->whole = false;
+        return true;
+      }
+      *used += units;
+      if (listed->count++ > 0) text->push_back(u';');
+      *text += item;
+    }
+  }
+}
+
+bool BackupPass::CountAttachments(Message& message, std::uint64_t* used, Listed* listed,
+                                  std::uint64_t* contents_units) {
+  std::unique_ptr<platform::MessageTable<platform::MessageAttachment>> table;
+  if (Failed(message.OpenAttachmentTable(&table))) return false;
+  std::vector<platform::MessageAttachment> rows;
+  for (;;) {
+    if (Failed(table->QueryRows(kRowsAtATime, &rows))) return false;
+    if (rows.empty()) return true;
+    for (const platform::MessageAttachment& attachment : rows) {
+      const std::uint64_t units =
+          AttachmentHeadText(attachment).size() + (listed->count == 0 ? 2 : 1);
+      if (*used + units > records::kMaxRecordUnits) {
+        listed->whole = false;
+        return true;
+      }
+      *used += units;
+      ++listed->count;
+      *contents_units += 1 + Base64Units(attachment.size);
+    }
+  }
+}
+
+// The last column, the first `count` attachments, written as they are read so that no
+// attachment is ever whole in memory: the items always hold a ",", so the column is quoted.
+void BackupPass::WriteAttachments(Message& message, std::uint32_t count, bool with_contents) {
+  std::unique_ptr<platform::MessageTable<platform::MessageAttachment>> table;
+  if (count > 0) {
+    WriteText(u"\"");
+    message.OpenAttachmentTable(&table);
+  }
   std::vector<std::uint8_t> buffer(with_contents ? platform::kAttachmentChunkBytes : 0);
+  std::vector<platform::MessageAttachment> rows;
   std::u16string text;
   records::Base64Encoder encoder;
-  for (std::size_t index = 0; index < list.size(); ++index) {
-    const platform::MessageAttachment& attachment = list[index];
-    text = index == 0 ? u"" : u";";
-    text += AttachmentHeadText(attachment);
-    WriteText(text);
-    if (!with_contents) continue;
-    WriteText(u",");
-    // Never more than the size the table gives, which the record's length was counted with.
-    for (std::uint64_t offset = 0; offset < attachment.size;) {
-      std::size_t read = 0;
-      const std::size_t wanted = static_cast<std::size_t>(
-          std::min<std::uint64_t>(buffer.size(), attachment.size - offset));
-      if (Failed(message.ReadAttachment(attachment.number, offset, std::span(buffer.data(), wanted),
-                                        &read)) ||
-          read == 0) {
-        break;
+  for (std::uint32_t written = 0; written < count;) {
+    if (Failed(table->QueryRows(std::min<std::size_t>(kRowsAtATime, count - written), &rows)) ||
+        rows.empty()) {
+      break;
+    }
+    for (const platform::MessageAttachment& attachment : rows) {
+      text = written++ == 0 ? u"" : u";";
+      text += AttachmentHeadText(attachment);
+      WriteText(text);
+      if (!with_contents) continue;
+      WriteText(u",");
+      // Never more than the size the table gives, which the record's length was counted with.
+      for (std::uint64_t offset = 0; offset < attachment.size;) {
+        std::size_t read = 0;
+        const std::size_t wanted = static_cast<std::size_t>(
+            std::min<std::uint64_t>(buffer.size(), attachment.size - offset));
+        if (Failed(message.ReadAttachment(attachment.number, offset,
+                                          std::span(buffer.data(), wanted), &read)) ||
+            read == 0) {
+          break;
+        }
+        text.clear();
+        encoder.Add(std::span(buffer.data(), read), &text);
+        WriteText(text);
+        offset += read;
       }
       text.clear();
-      encoder.Add(std::span(buffer.data(), read), &text);
+      encoder.Finish(&text);
       WriteText(text);
-      offset += read;
     }
-    text.clear();
-    encoder.Finish(&text);
-    WriteText(text);
   }
-  WriteText(list.empty() ? u"\r\n" : u"\"\r\n");
+  WriteText(count == 0 ? u"\r\n" : u"\"\r\n");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -298,21 +402,36 @@ std::string MessageKey(std::u16string_view subject, const std::vector<PropertyVa
 class RestorePass {
  public:
   RestorePass(const platform::Device& device, const PassContext& pass, engine::RestoreTally& tally)
-      : device_(device), pass_(pass), tally_(tally) {}
+      : device_(device), pass_(pass), tally_(tally), choice_(pass.messages_option) {}
 
   void Run();
 
  private:
-  // Reads the whole file once, counting its records: a file that is not a messages record file,
-  // or whose text breaks off, is refused before anything changes.
+  // A store of the device as the restore finds its way in it: its folders by name - the first
+  // of each name in the hierarchy, and those the restore made - listed once, on the first record
+  // that reaches the store.
+  struct StoreInHand {
+    std::unique_ptr<MessageStore> store;
+    std::unordered_map<std::u16string, EntryId> folders;
+  };
+
+  // Reads the whole file once, counting its records and gathering the folders they name: a file
+  // that is not a record file, or whose text breaks off, is refused before anything changes.
   bool CheckFile(std::uint64_t* count);
   void DeleteChosenMessages(MessageSession& session,
                             const std::vector<platform::MessageStoreRow>& stores);
   void InsertRecords(MessageSession& session, const std::vector<platform::MessageStoreRow>& stores,
                      std::uint64_t count);
-  // Makes the store and folder of a record the ones in hand; false when there is none.
-  bool Reach(MessageSession& session, const std::vector<platform::MessageStoreRow>& stores,
-             std::u16string_view account, std::u16string_view folder);
+  // The store of that display name; null when the device has none.
+  StoreInHand* FindStore(MessageSession& session,
+                         const std::vector<platform::MessageStoreRow>& stores,
+                         std::u16string_view account);
+  // Makes the folder of that name in the store the one in hand, made at the top of the store
+  // when it lacks one, so that no message is lost for it; false when there is none.
+  bool Reach(StoreInHand& store, std::u16string_view folder);
+  // A folder record: makes the subfolder when the store lacks a folder of its name, below the
+  // folder it was found in when the store has that folder or it is chosen, else at the top.
+  void MakeSubfolder(StoreInHand& store, const MessageRecord& record);
   bool Exists(const MessageRecord& record);
   void Remember(const MessageRecord& record);
   bool Insert(const MessageRecord& record);
@@ -320,8 +439,10 @@ class RestorePass {
   const platform::Device& device_;
   const PassContext& pass_;
   engine::RestoreTally& tally_;
+  FolderChoice choice_;
 
-  std::unique_ptr<MessageStore> store_;
+  std::map<std::u16string, StoreInHand, std::less<>> stores_;
+  StoreInHand* store_ = nullptr;  // the store of folder_
   std::unique_ptr<MessageFolder> folder_;
   // The keys of each folder's messages, gathered on the first look into the folder.
   std::map<EntryId, std::unordered_set<std::string>> keys_;
@@ -352,7 +473,7 @@ void RestorePass::Run() {
     if (pass_.mode == RestoreMode::kDeleteAllFirst) DeleteChosenMessages(*session, stores);
     InsertRecords(*session, stores, count);
     folder_.reset();
-    store_.reset();
+    stores_.clear();
     SendLine(sink, texts::kDisconnecting);
     session->Logoff();
     SendLine(sink, texts::kDisconnectedAfterRestore);
@@ -361,38 +482,31 @@ void RestorePass::Run() {
 }
 
 bool RestorePass::CheckFile(std::uint64_t* count) {
-  records::RecordReader reader(device_, pass_.separator);
-  records::Record record;
-  bool good = reader.Open(pass_.record_file) && IsMessagesHeader(reader.Header());
-  int failure = reader.LastError() != 0 ? reader.LastError() : records::kErrorCsvBadHeader;
-  while (good && reader.Next(&record)) {
-    ++*count;
-    if (record.Value(kMessageClassColumn) != kFolderRecordClass) ++tally_.records;
-  }
-  if (good && reader.LastError() != 0) {
-    good = false;
-    failure = reader.LastError();
-  }
-  if (!good) {
+  RecordFileSurvey survey;
+  if (!SurveyRecordFile(device_, pass_.record_file, pass_.separator, &survey)) {
     SendLine(pass_.sink,
              platform::Format(records::texts::kLoadFailedNothingDone,
-                              records::RecordErrorText(failure, reader.LineNumber())),
+                              records::RecordErrorText(survey.error, survey.line_number)),
              LogIcon::kError);
+    return false;
   }
-  return good;
+  *count = survey.records;
+  tally_.records = survey.messages;
+  // Chosen by nobody, the folders are those the file holds: a delete-all empties only those.
+  if (pass_.messages_option.restore_folders.empty()) choice_.Include(survey.folders);
+  return true;
 }
 
 void RestorePass::DeleteChosenMessages(MessageSession& session,
                                        const std::vector<platform::MessageStoreRow>& stores) {
   engine::ProgressSink* sink = pass_.sink;
   SendLine(sink, texts::kDeletingMessages);
-  const engine::MessagesOption& option = pass_.messages_option;
   std::uint64_t deleted = 0;
   for (const platform::MessageStoreRow& row : stores) {
     if (pass_.Canceled()) break;
     std::unique_ptr<MessageStore> store;
     std::vector<platform::MessageFolderRow> folders;
-    if (IsExcluded(option, row.display_name) || Failed(session.OpenStore(row.entry_id, &store)) ||
+    if (!choice_.TakesStore(row.display_name) || Failed(session.OpenStore(row.entry_id, &store)) ||
         Failed(store->GetHierarchy(&folders))) {
       continue;
     }
@@ -400,7 +514,7 @@ void RestorePass::DeleteChosenMessages(MessageSession& session,
       if (pass_.Canceled()) break;
       std::unique_ptr<MessageFolder> folder;
       std::vector<EntryId> contents;
-      if (IsExcluded(option, row.display_name, folder_row.name) ||
+      if (!choice_.Takes(row.display_name, folder_row.name) ||
           Failed(store->OpenFolder(folder_row.entry_id, &folder)) ||
           Failed(folder->GetContents(&contents)) || contents.empty()) {
         continue;
@@ -424,7 +538,6 @@ void RestorePass::InsertRecords(MessageSession& session,
   engine::ProgressSink* sink = pass_.sink;
   SendLine(sink, texts::kInsertingMessages);
   engine::PostProgress(sink, 0, static_cast<std::uint32_t>(count), false);
-  const engine::MessagesOption& option = pass_.messages_option;
   const bool add_only_new = pass_.mode == RestoreMode::kAddOnlyNew;
   std::uint64_t inserted = 0;
   std::uint64_t existing = 0;
@@ -438,17 +551,17 @@ void RestorePass::InsertRecords(MessageSession& session,
       engine::PostProgress(sink, position, 0, false);
       continue;
     }
+    // A folder record is taken when the subfolder it makes is chosen.
     const bool chosen =
-        !IsExcluded(option, message.account, message.folder) &&
-        !(message.is_folder && IsExcluded(option, message.account, message.subject));
+        choice_.Takes(message.account, message.is_folder ? message.subject : message.folder);
     // A message the user left out is no record the restore owed them.
     if (!chosen && !message.is_folder) --tally_.records;
-    if (chosen && Reach(session, stores, message.account, message.folder)) {
-      if (message.is_folder) {
-        std::unique_ptr<MessageFolder> subfolder;
-        if (store_->OpenFolderByName(message.subject, &subfolder) == platform::kENotFound)
-          store_->CreateFolder(folder_->entry_id(), message.subject, &subfolder);
-      } else if (add_only_new && Exists(message)) {
+    // A store the device lacks skips the record.
+    StoreInHand* store = chosen ? FindStore(session, stores, message.account) : nullptr;
+    if (store != nullptr && message.is_folder) {
+      MakeSubfolder(*store, message);
+    } else if (store != nullptr && Reach(*store, message.folder)) {
+      if (add_only_new && Exists(message)) {
         ++existing;
         ++tally_.restored;
       } else if (Insert(message)) {
@@ -466,27 +579,59 @@ void RestorePass::InsertRecords(MessageSession& session,
     SendLine(sink, engine::CountText(static_cast<long>(existing), texts::kMessageExists,
                                      texts::kMessagesExist));
   }
+  if (tally_.attachments_without_contents > 0) {
+    SendLine(sink, engine::CountText(static_cast<long>(tally_.attachments_without_contents),
+                                     texts::kAttachmentWithoutContents,
+                                     texts::kAttachmentsWithoutContents));
+  }
 }
 
-bool RestorePass::Reach(MessageSession& session,
-                        const std::vector<platform::MessageStoreRow>& stores,
-                        std::u16string_view account, std::u16string_view folder) {
-  if (folder.empty()) return false;  // no folder to make a nameless one for
-  if (!store_ || store_->display_name() != account) {
-    store_.reset();
-    folder_.reset();
-    for (const platform::MessageStoreRow& row : stores) {
-      if (row.display_name == account && !Failed(session.OpenStore(row.entry_id, &store_))) break;
-    }
-    if (!store_) return false;
+RestorePass::StoreInHand* RestorePass::FindStore(
+    MessageSession& session, const std::vector<platform::MessageStoreRow>& stores,
+    std::u16string_view account) {
+  const auto known = stores_.find(account);
+  if (known != stores_.end()) return known->second.store ? &known->second : nullptr;
+  StoreInHand& found = stores_[std::u16string(account)];
+  std::vector<platform::MessageFolderRow> folders;
+  for (const platform::MessageStoreRow& row : stores) {
+    if (row.display_name == account && !Failed(session.OpenStore(row.entry_id, &found.store)))
+      break;
   }
-  if (!folder_ || folder_->name() != folder) {
-    folder_.reset();
-    // A folder the device lacks is made at the top of its store, so no message is lost for it.
-    if (store_->OpenFolderByName(folder, &folder_) == platform::kENotFound)
-      store_->CreateFolder(EntryId(), folder, &folder_);
+  if (!found.store || Failed(found.store->GetHierarchy(&folders))) {
+    found.store.reset();
+    return nullptr;
+  }
+  for (platform::MessageFolderRow& folder : folders)
+    found.folders.try_emplace(std::move(folder.name), std::move(folder.entry_id));
+  return &found;
+}
+
+bool RestorePass::Reach(StoreInHand& store, std::u16string_view folder) {
+  if (folder.empty()) return false;  // no folder to make a nameless one for
+  if (store_ == &store && folder_ && folder_->name() == folder) return true;
+  folder_.reset();
+  store_ = &store;
+  const auto found = store.folders.find(std::u16string(folder));
+  if (found != store.folders.end()) {
+    store.store->OpenFolder(found->second, &folder_);
+  } else if (!Failed(store.store->CreateFolder(EntryId(), folder, &folder_))) {
+    store.folders.try_emplace(std::u16string(folder), folder_->entry_id());
   }
   return folder_ != nullptr;
+}
+
+void RestorePass::MakeSubfolder(StoreInHand& store, const MessageRecord& record) {
+  if (store.folders.contains(std::u16string(record.subject))) return;
+  EntryId parent;
+  if (choice_.Takes(record.account, record.folder)) {
+    if (Reach(store, record.folder)) parent = folder_->entry_id();
+  } else if (const auto found = store.folders.find(std::u16string(record.folder));
+             found != store.folders.end()) {
+    parent = found->second;
+  }
+  std::unique_ptr<MessageFolder> made;
+  if (!Failed(store.store->CreateFolder(parent, record.subject, &made)))
+    store.folders.try_emplace(std::u16string(record.subject), made->entry_id());
 }
 
 bool RestorePass::Exists(const MessageRecord& record) {
@@ -520,21 +665,40 @@ bool RestorePass::Insert(const MessageRecord& record) {
   std::unique_ptr<Message> message;
   if (Failed(folder_->CreateMessage(&message)) || Failed(message->SetSubject(record.subject)) ||
       Failed(message->SetBody(record.body, record.body_type)) ||
-      Failed(message->SetProperties(record.properties)) ||
-      Failed(message->SetRecipients(record.recipients))) {
+      Failed(message->SetProperties(record.properties))) {
     return false;
   }
+  // The lists a piece at a time, so that none is ever whole in memory.
+  std::vector<platform::MessageRecipient> piece;
+  ItemList recipients(record.recipients);
+  for (std::u16string_view item; recipients.Next(&item);) {
+    ReadRecipient(item, &piece.emplace_back());
+    if (piece.size() == kRowsAtATime) {
+      if (Failed(message->AddRecipients(piece))) return false;
+      piece.clear();
+    }
+  }
+  if (!piece.empty() && Failed(message->AddRecipients(piece))) return false;
+
   std::vector<std::uint8_t> chunk(platform::kAttachmentChunkBytes);
   // Whole groups of four characters that decode to at most one chunk.
   constexpr std::size_t kPieceUnits = platform::kAttachmentChunkBytes / 3 * 4;
-  for (const AttachmentItem& attachment : record.attachments) {
+  std::uint64_t without_contents = 0;
+  ItemList attachments(record.attachments);
+  AttachmentItem attachment;
+  for (std::u16string_view item; attachments.Next(&item);) {
+    ReadAttachment(item, &attachment);
     std::int64_t number = 0;
     if (Failed(message->AddAttachment(attachment.file_name, attachment.method,
                                       static_cast<std::uint32_t>(attachment.contents_size),
                                       &number))) {
       return false;
     }
-    if (!attachment.contents) continue;
+    if (!attachment.contents) {
+      // Saved without its contents, it comes back as an attachment of 0 bytes.
+      if (attachment.size > 0) ++without_contents;
+      continue;
+    }
     const std::u16string_view contents = *attachment.contents;
     std::uint64_t offset = 0;
     for (std::size_t start = 0; start < contents.size(); start += kPieceUnits) {
@@ -544,7 +708,9 @@ bool RestorePass::Insert(const MessageRecord& record) {
       offset += length;
     }
   }
-  return !Failed(message->Save());
+  if (Failed(message->Save())) return false;
+  tally_.attachments_without_contents += without_contents;
+  return true;
 }
 
 }  // namespace

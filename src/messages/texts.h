@@ -16,9 +16,17 @@ inline constexpr char16_t kBackupCanceled[] = u"Messages backup has been cancele
 inline constexpr char16_t kOneMessageSaved[] = u"1 message has been successfully saved.";
 inline constexpr char16_t kMessagesSaved[] = u"%u messages have been successfully saved.";
 inline constexpr char16_t kNoMessageFound[] = u"No message found, nothing done.";
-// Ours: a message whose attachments would make a record longer than a restore reads.
+// Ours: what is left out of a message whose record would be longer than a restore reads.
 inline constexpr char16_t kAttachmentsTooLarge[] =
     u"The attachments of '%s' are too large to be stored; the message is saved without them.";
+inline constexpr char16_t kTooManyRecipients[] =
+    u"'%s' has too many recipients to be stored; the message is saved with the first %u.";
+inline constexpr char16_t kTooManyAttachments[] =
+    u"'%s' has too many attachments to be stored; the message is saved with the first %u.";
+inline constexpr char16_t kBodyTooLong[] =
+    u"The body of '%s' is too long to be stored; the message is saved with its first %u "
+    u"characters.";
+inline constexpr char16_t kMessageTooLarge[] = u"'%s' is too large to be stored; it is left out.";
 
 // Restore.
 inline constexpr char16_t kRetrievingFileRecords[] = u"Retrieving file records...";
@@ -41,6 +49,11 @@ inline constexpr char16_t kMessagesInserted[] = u" messages inserted in the data
 // Both kept word for word, abbreviation included.
 inline constexpr char16_t kMessageExists[] = u" message not inserted cos exists in the database.";
 inline constexpr char16_t kMessagesExist[] = u" messages not inserted cos exist in the database.";
+// Ours: attachments a backup saved without their contents come back empty.
+inline constexpr char16_t kAttachmentWithoutContents[] =
+    u" attachment came back without its contents: the backup did not hold it.";
+inline constexpr char16_t kAttachmentsWithoutContents[] =
+    u" attachments came back without their contents: the backup did not hold them.";
 
 // The store names shown for two stores.
 inline constexpr char16_t kActiveSyncStore[] = u"ActiveSync";
