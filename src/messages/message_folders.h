@@ -28,11 +28,6 @@ std::u16string StoreNameOfShown(std::u16string_view shown);
 // A folder in the tree: "Inbox(12)".
 std::u16string FolderLabel(std::u16string_view name, std::uint32_t message_count);
 
-// The stores and folders a pass takes, each looked up at once whatever their number: all but
-// those the option leaves out, and once folders are included (the option's restore_folders, or
-// Include), only those included and not left out.
-// A folder is named by its store's display name and its own name, so it is taken or left wherever
-// that name appears in the store.
 // A store's display name and a folder's name, as a key of a hashed set.
 using FolderKey = std::pair<std::u16string, std::u16string>;
 struct FolderKeyHash {
@@ -40,6 +35,10 @@ struct FolderKeyHash {
 };
 using FolderKeys = std::unordered_set<FolderKey, FolderKeyHash>;
 
+// The stores and folders a pass takes, each looked up at once whatever their number: all but
+// those the option leaves out, and once folders are included (the option's restore_folders, or
+// Include), only those included and not left out. A folder is named by its store's display name
+// and its own name, so it is taken or left wherever that name appears in the store.
 class FolderChoice {
  public:
   explicit FolderChoice(const engine::MessagesOption& option);
