@@ -75,7 +75,7 @@ def rows(stdout):
     """The status rows without their times ("(!) " kept); every line must be a row."""
     texts = []
     for line in stdout.splitlines():
-        if line.startswith("Backup file: "):
+        if line.startswith(("Backup file: ", "Note: ")):
             continue
         match = ROW.match(line)
         assert match, f"not a status row: {line!r}"

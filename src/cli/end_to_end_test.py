@@ -238,10 +238,14 @@ class EndToEnd(e2e_support.TemporaryFolderCase):
         archive = self.path("plain.qbk")
         device.run("backup", "--kinds", "messages", "--output", archive)
         target = Profile(self, "target").init()
-        log = rows(target.run("restore", archive).stdout)
+        restored = target.run("restore", archive).stdout
+        log = rows(restored)
         self.assertIn("32 messages inserted in the database.", log)
         self.assertIn("7 attachments came back without their contents: the backup did not hold "
                       "them.", log)
+        self.assertEqual(restored.splitlines()[-1],
+                         "Note: 7 attachments came back without their contents: the backup did "
+                         "not hold them (back up with --attachments to keep them)")
         self.assertEqual(list(folder_paths(target.dump("messages"))),
                          list(folder_paths(device.dump("messages"))))
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <thread>
 
 #include "cli/console_sink.h"
@@ -94,6 +95,10 @@ int RunCheckedRestore(const CommandContext& context, const platform::Device& dev
     return context.Fail(platform::ToUtf8(reason) + " (nothing was restored)");
   }
   const JobOutcome outcome = RunRestoreJob(device, job);
+  // Told whatever the outcome: the rows scrolled past, and the user may want a fuller backup.
+  if (const std::u16string notice = engine::RestoreNotice(job); !notice.empty())
+    std::printf("Note: %s (back up with --attachments to keep them)\n",
+                platform::ToUtf8(notice).c_str());
   const std::string way_back =
       "; kestrav-cli undo puts the device back as it was before this " + std::string(what);
   const std::u16string failure = device_job.StoreFailure();

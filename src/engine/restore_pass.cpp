@@ -114,6 +114,16 @@ void RunRestore(const platform::Device& device, BackupJob& job) {
   if (job.job_finished) job.job_finished();
 }
 
+std::u16string RestoreNotice(const BackupJob& job) {
+  std::uint64_t without_contents = 0;
+  for (const BackupJob::PreparedRestore& restore : job.restores)
+    without_contents += restore.worker->tally().attachments_without_contents;
+  if (without_contents == 0) return {};
+  return platform::Format(without_contents == 1 ? texts::kAttachmentWithoutContents
+                                                : texts::kAttachmentsWithoutContents,
+                          static_cast<unsigned long long>(without_contents));
+}
+
 std::u16string RestoreShortfall(const BackupJob& job) {
   std::u16string shortfall;
   auto add = [&shortfall](std::u16string clause) {

@@ -52,6 +52,11 @@ void RunRestore(const platform::Device& device, BackupJob& job);
 // is left out: its own error line says so.
 std::u16string RestoreShortfall(const BackupJob& job);
 
+// After RunRestore: what came back less than whole although the file held all it could, for the
+// front end to repeat after the rows ("7 attachments came back without their contents: the
+// backup did not hold them"); empty when nothing did.
+std::u16string RestoreNotice(const BackupJob& job);
+
 // The folder of the temporary folder that a restore extracts archive members into, ending with
 // its separator.
 std::u16string RestoreFolder(const platform::Device& device);

@@ -52,6 +52,10 @@ inline constexpr char16_t kArchiveNotInPlace[] = u"the archive written cannot ta
 inline constexpr char16_t kPartialArchiveInTheWay[] = u"%s is in the way and cannot be removed: %s";
 inline constexpr char16_t kRecordsNotRestored[] =
     u"%I64u of the %I64u %s in the file were not restored";
+inline constexpr char16_t kAttachmentWithoutContents[] =
+    u"%I64u attachment came back without its contents: the backup did not hold it";
+inline constexpr char16_t kAttachmentsWithoutContents[] =
+    u"%I64u attachments came back without their contents: the backup did not hold them";
 inline constexpr char16_t kAnnouncedOtherwise[] =
     u"the %s file says it holds %I64u records but holds %I64u";
 
