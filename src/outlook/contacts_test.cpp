@@ -6,6 +6,7 @@
 #include <cctype>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -69,8 +70,23 @@ struct Handset : testing::ItemHandset<ContactsWorker> {
   }
 };
 
-std::u16string Header() {
-  return ContactHeaderLine(u';');
+// The first line of every contacts file: the sixty column names in their order. A name changed
+// here is every older backup refused.
+constexpr std::u16string_view kHeaderNames =
+    u"Name;Title;First Name;Middle Name;Last Name;NickName;Suffix;Display Name;Picture;"
+    u"Job Title;Department;Company;Business Phone;Business Fax;Business Street;Business City;"
+    u"Business State;Business Postal Code;Business Country;IM;E-mail Address;Mobile Phone;"
+    u"Ring Tone;Web Page;Office Location;Home Phone;Home Street;Home City;Home State;"
+    u"Home Postal Code;Home Country;Categories;Other Street;Other City;Other State;"
+    u"Other Postal Code;Other Country;Pager;Car Phone;Home Fax;Company Main Phone;"
+    u"Business Phone 2;Home Phone 2;Radio Phone;IM2;IM3;E-mail 2 Address;E-mail 3 Address;"
+    u"Assistant's Name;Assistant's Phone;Manager's Name;Government ID Number;Account;"
+    u"Customer ID Number;Birthday;Anniversary;Spouse;Children;Notes;Notes Ink";
+
+std::u16string Header(char16_t separator = u';') {
+  std::u16string header(kHeaderNames);
+  std::ranges::replace(header, u';', separator);
+  return header + u"\r\n";
 }
 
 TEST(ContactValues, DatesAndNotes) {
@@ -96,12 +112,9 @@ TEST(ContactValues, DatesAndNotes) {
   EXPECT_EQ(NotesFromField(u"0x41,0x00,0x00,0x00,0x42,0x00", code_page), u"A");
 }
 
+// Unquoted even where a name holds the separator, with no separator after the last.
 TEST(ContactFile, HeaderIsTheSixtyNamesUnquoted) {
-  const std::u16string header = ContactHeaderLine(u' ');
-  EXPECT_TRUE(header.starts_with(u"Name Title First Name Middle Name Last Name NickName "));
-  EXPECT_TRUE(header.ends_with(u"Children Notes Notes Ink\r\n"));
-  EXPECT_NE(header.find(u" Assistant's Name Assistant's Phone Manager's Name "),
-            std::u16string::npos);
+  EXPECT_EQ(ContactHeaderLine(u' '), Header(u' '));
 }
 
 // Every column set, on either generation, comes back as the same line, store properties and
@@ -129,7 +142,8 @@ TEST(ContactFile, EveryColumnRoundTripsOnBothGenerations) {
     platform::VolumeId volume = 0;
     ASSERT_EQ(store.MountVolume(u"\\pim.vol", platform::Disposition::kOpenExisting, &volume), 0u);
     const platform::DatabaseHandle contacts = store.OpenDatabase(volume, u"Contacts Database");
-    const std::vector<std::uint32_t> ids = {0x0086001F, NotesInkPropertyId(os), 0x00FF0041};
+    const std::vector<std::uint32_t> ids = {
+        0x0086001F, os == platform::kWindowsMobile2003 ? 0x00170041u : 0x001E0064u, 0x00FF0041};
     std::vector<platform::PropertyValue> values;
     ASSERT_NE(store.ReadNext(contacts, &ids, &values), 0u);
     EXPECT_EQ(values[0].text, u"v5");
