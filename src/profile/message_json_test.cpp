@@ -136,7 +136,7 @@ TEST(MessageJsonTest, RefusedDocumentsWriteNothing) {
        "store \"Mail\", folder \"Inbox/A\": message 0: recipient 0: \"kind\" must be \"to\", "
        "\"cc\" or \"bcc\""},
       {R"([{"name": "New"}, {"name": "SMS", "folders": [{"name": "Inbox", "messages": [
-           {"attachments": [{"contents": "AP8"}]}]}]}])",
+           {"attachments": [{"contents": "A*!="}]}]}]}])",
        "store \"SMS\", folder \"Inbox\": message 0: attachment 0: \"contents\" must be base64 "
        "such as \"AAH/\""},
       {R"([{"name": "New"}, {"name": "SMS", "folders": [{"name": "Inbox", "messages": [
