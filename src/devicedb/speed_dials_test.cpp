@@ -207,6 +207,24 @@ std::vector<Dial> DialsOf(const std::vector<Bytes>& heads) {
   return dials;
 }
 
+// The twelve contact phone properties as each generation names them, mobile to assistant.
+TEST(SpeedDialRestore, EachPhonePropertyHasItsOwnRowInEitherGeneration) {
+  const std::pair<std::uint32_t, std::uint32_t> rows[] = {
+      {0x3A1C001F, 0x0096001F}, {0x3A08001F, 0x0097001F}, {0x4007001F, 0x0098001F},
+      {0x3A09001F, 0x0099001F}, {0x3A2F001F, 0x009A001F}, {0x3A24001F, 0x009B001F},
+      {0x3A25001F, 0x009C001F}, {0x4009001F, 0x009D001F}, {0x3A1E001F, 0x009E001F},
+      {0x3A1D001F, 0x009F001F}, {0x0000001F, 0x00A0001F}, {0x4004001F, 0x00A1001F}};
+  constexpr int k2003 = platform::kWindowsMobile2003;
+  constexpr int k2005 = platform::kWindowsMobile2005;
+  for (const auto& [version4, version5] : rows) {
+    EXPECT_EQ(DevicePhoneProperty(version4, kSpeedDialFileVersion4, k2005), version5);
+    EXPECT_EQ(DevicePhoneProperty(version5, kSpeedDialFileVersion5, k2003), version4);
+    EXPECT_EQ(DevicePhoneProperty(version4, kSpeedDialFileVersion4, k2003), version4);
+    EXPECT_EQ(DevicePhoneProperty(version5, kSpeedDialFileVersion5, k2005), version5);
+  }
+  EXPECT_EQ(DevicePhoneProperty(0x3A1D0003, kSpeedDialFileVersion4, k2005), 0x3A1D0003u);
+}
+
 TEST(SpeedDialRestore, TranslatesThePhonePropertyOfTheOtherGeneration) {
   // A CSV4 file on Windows Mobile 2005: each head's property becomes its version-5 row; a head
   // whose text no contact holds keeps what the file says.

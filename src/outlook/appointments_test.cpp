@@ -28,8 +28,8 @@ constexpr char16_t kFile[] = u"\\appointments.csa";
 constexpr double kTenOClock = 39156.5;  // 15 March 2007, 12:00
 constexpr double kSixOClock = 39156.75;
 
-std::u16string Header(records::SignedFile kind = records::SignedFile::kAppointments) {
-  return testing::SignatureLine(kind);
+const std::u16string& Header() {
+  return testing::kAppointmentsHeader;
 }
 
 struct Calendar : testing::ItemHandset<AppointmentsWorker> {
@@ -263,16 +263,13 @@ TEST(AppointmentRestore, EachModeWithItsLines) {
 TEST(AppointmentRestore, RefusedEmptyAndCanceledFiles) {
   Calendar phone;
   const Lines refused = {u"Retrieving file records...", u"! Invalid file format. Nothing done."};
-  records::FileSignature off = records::SignatureOf(records::SignedFile::kAppointments);
-  ++off[19];
   const std::u16string line = PlainLine(u"Gym", kTenOClock, kSixOClock);
-  EXPECT_EQ(phone.Restore(Quoted(off) + u"\r\n" + line, RestoreMode::kAddOnlyNew), refused);
-  EXPECT_EQ(phone.Restore(
-                Quoted(records::SignatureOf(records::SignedFile::kAppointments)) + u";x\r\n" + line,
-                RestoreMode::kAddOnlyNew),
-            refused);
-  EXPECT_EQ(phone.Restore(Header(records::SignedFile::kTasks) + line, RestoreMode::kAddOnlyNew),
-            refused);
+  std::u16string off = Header();
+  off.replace(off.find(u"0x21"), 4, u"0x22");
+  std::u16string two_fields = Header();
+  two_fields.insert(two_fields.find(u"\r\n"), u";x");
+  for (const std::u16string& header : {off, two_fields, testing::kTasksHeader})
+    EXPECT_EQ(phone.Restore(header + line, RestoreMode::kAddOnlyNew), refused);
   EXPECT_EQ(phone.Restore(Header(), RestoreMode::kAddOnlyNew),
             (Lines{u"Retrieving file records...", u"Valid appointments CSV header format.",
                    u"Retrieving file records...", u"0 record found in file.",

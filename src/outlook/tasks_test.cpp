@@ -20,8 +20,8 @@ constexpr double kDue = 39160.0;
 constexpr double kDone = 39158.0;
 constexpr double kNone = platform::kOleDateNone;
 
-std::u16string Header(records::SignedFile kind = records::SignedFile::kTasks) {
-  return testing::SignatureLine(kind);
+const std::u16string& Header() {
+  return testing::kTasksHeader;
 }
 
 struct TaskList : testing::ItemHandset<TasksWorker> {
@@ -145,9 +145,8 @@ TEST(TaskRestore, ModesMatchOnTheSubjectAndAllThreeDates) {
 TEST(TaskRestore, RefusedEmptyAndCanceled) {
   TaskList phone;
   const std::u16string line = PlainLine(u"Call", kNone);
-  EXPECT_EQ(
-      phone.Restore(Header(records::SignedFile::kAppointments) + line, RestoreMode::kAddOnlyNew),
-      (Lines{u"Retrieving file records...", u"! Invalid file format. Nothing done."}));
+  EXPECT_EQ(phone.Restore(testing::kAppointmentsHeader + line, RestoreMode::kAddOnlyNew),
+            (Lines{u"Retrieving file records...", u"! Invalid file format. Nothing done."}));
   EXPECT_EQ(phone.Restore(Header(), RestoreMode::kAddOnlyNew).back(),
             u"No tasks found. Nothing done");
   phone.page.cancel_after = u"Inserting tasks in the database...";

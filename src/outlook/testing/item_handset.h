@@ -14,7 +14,6 @@
 #include "engine/testing/kind_harness.h"
 #include "platform/outlook.h"
 #include "platform/test_support/temporary_device.h"
-#include "records/file_signature.h"
 #include "records/value_text.h"
 
 namespace kestrav::outlook::testing {
@@ -42,10 +41,14 @@ struct SilentDeletion : devicedb::DeletionProgress {
   void Finish() override {}
 };
 
-// The first line of a kind's file: its signature.
-inline std::u16string SignatureLine(records::SignedFile kind) {
-  return Quoted(records::SignatureOf(kind)) + u"\r\n";
-}
+// The first lines of the two kinds' files, as every backup made so far holds them: the ASCII
+// bytes of "Kestrav PIM records!" for appointments, each one less for tasks.
+inline const std::u16string kAppointmentsHeader =
+    u"\"0x4b,0x65,0x73,0x74,0x72,0x61,0x76,0x20,0x50,0x49,0x4d,0x20,0x72,0x65,0x63,0x6f,0x72,0x64,"
+    u"0x73,0x21\"\r\n";
+inline const std::u16string kTasksHeader =
+    u"\"0x4a,0x64,0x72,0x73,0x71,0x60,0x75,0x1f,0x4f,0x48,0x4c,0x1f,0x71,0x64,0x62,0x6e,0x71,0x63,"
+    u"0x72,0x20\"\r\n";
 
 template <typename Worker>
 class ItemHandset {
