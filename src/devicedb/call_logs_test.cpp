@@ -10,6 +10,7 @@
 #include "devicedb/testing/pim_handset.h"
 #include "platform/format.h"
 #include "platform/test_support/temporary_device.h"
+#include "platform/text.h"
 
 namespace kestrav::devicedb {
 namespace {
@@ -304,6 +305,33 @@ TEST(CallLogRestore, OnlyNewCallsReadOnFromWhereTheLastTestStopped) {
                         u"1 call log successfully stored in database."}));
   EXPECT_EQ(other.Calls(), (std::vector<Call>{CallOf(u"555-0101", 5), CallOf(u"555-0101", 60),
                                               CallOf(u"555-0101", 60)}));
+}
+
+// A call is there when a record of as many properties holds each of the file's with the same
+// identifier, type and value; any one of them changed alone makes another call.
+TEST(CallLogRestore, OnlyNewCallsMatchEachPropertyAndTheirCount) {
+  const std::u16string there = CallLine(u"555-0101", 60);
+  std::u16string other_identifier = there;
+  other_identifier.replace(other_identifier.find(u"0x03,0x00,0x02"), 14, u"0x03,0x00,0x03");
+  std::u16string other_type = there;
+  other_type.replace(other_type.find(u"0x03,0x00,0x02"), 14, u"0x13,0x00,0x02");
+  const std::pair<std::u16string, bool> cases[] = {
+      {there, true},
+      {CallLine(u"555-0102", 60), false},
+      {CallLine(u"555-0101", 61), false},
+      {other_identifier, false},
+      {other_type, false},
+      {u"\"0x01,0x00\";\"0x1f,0x00,0x01,0x00\";555-0101;\r\n", false},
+  };
+  for (const auto& [line, found] : cases) {
+    Handset handset;
+    handset.AddCalls({CallOf(u"555-0101", 60)});
+    const Lines rows =
+        handset.Restore(CallFile(u"0x01,0x00,0x00,0x00", line), RestoreMode::kAddOnlyNew);
+    EXPECT_EQ(rows.at(7),
+              found ? u"1. call '#0' already exists. Nothing done." : u"1. call '#0' inserted.")
+        << platform::ToUtf8(line);
+  }
 }
 
 // The cancel line comes before the total of what was stored until then.

@@ -9,6 +9,7 @@
 #include "devicedb/testing/pim_handset.h"
 #include "platform/format.h"
 #include "platform/test_support/temporary_device.h"
+#include "platform/text.h"
 #include "records/value_text.h"
 
 namespace kestrav::devicedb {
@@ -178,13 +179,26 @@ TEST(SpeedDialRestore, LinksEachDialToTheContactThatHoldsItsText) {
                         u"4. number '#3' already exists. Nothing done."}));
   EXPECT_EQ(handset.Dials().size(), 4u);
   EXPECT_EQ(handset.harness.tally.restored, 4u);
-  // Heads are the same by their contact and property alone.
-  Bytes other = Head(0, kMobile5, u"555-0142");
-  other[0] = 0xEE;
-  EXPECT_EQ(handset.Restore(DialFile(kSignature, 1, DialLine(4, other)), RestoreMode::kAddOnlyNew),
-            RestoreLog(u"Valid speed dials CSV5 header format.", u"1 record found in file.",
-                       {u"Inserting speed dials records...",
-                        u"1. number '#0' already exists. Nothing done."}));
+}
+
+// A head is the same link when its contact (offset 12) and property (offset 16) are; the rest of
+// it is not looked at. A block too short for a head, and every other property, must be equal.
+TEST(SpeedDialRestore, OnlyNewDialsMatchTheHeadsContactAndProperty) {
+  Bytes elsewhere = Head(0, kMobile5, u"555-0142");
+  for (const std::size_t offset : {0, 11, 20, 27}) elsewhere[offset] = 0xEE;
+  const std::pair<std::u16string, bool> cases[] = {
+      {DialLine(4, elsewhere), true},          {DialLine(4, Head(9, kMobile5)), false},
+      {DialLine(4, Head(0, kMobile4)), false}, {DialLine(5, Head(0, kMobile5)), false},
+      {DialLine(7, {1, 2, 4}), false},
+  };
+  for (const auto& [line, found] : cases) {
+    Handset handset;
+    handset.Add(kSpeedDialDatabase, {DialOf(4, Head(0, kMobile5)), DialOf(7, {1, 2, 3})});
+    const Lines rows = handset.Restore(DialFile(kSignature, 1, line), RestoreMode::kAddOnlyNew);
+    EXPECT_EQ(rows.at(7),
+              found ? u"1. number '#0' already exists. Nothing done." : u"1. number '#0' inserted.")
+        << platform::ToUtf8(line);
+  }
 }
 
 // The dials of a file of these heads (positions 1, 2, ...) as a restore stores them; its rows'

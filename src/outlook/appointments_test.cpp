@@ -260,6 +260,23 @@ TEST(AppointmentRestore, EachModeWithItsLines) {
   EXPECT_EQ(std::get<2>(deleting.Appointments()[1]), midnight);
 }
 
+// An appointment is found by its subject, case and all, its start and its end, each alone
+// enough to tell two apart; the meeting's other fields all differ from the plain one's.
+TEST(AppointmentRestore, FoundBySubjectStartAndEndAlone) {
+  const double hour = 1.0 / 24;
+  Calendar phone;
+  phone.Add(u"Team, weekly", kTenOClock, kSixOClock);
+  const Lines rows = phone.Restore(
+      Header() + MeetingLine() + PlainLine(u"\"team, weekly\"", kTenOClock, kSixOClock) +
+          PlainLine(u"\"Team, weekly\"", kTenOClock + hour, kSixOClock) +
+          PlainLine(u"\"Team, weekly\"", kTenOClock, kSixOClock + hour),
+      RestoreMode::kAddOnlyNew);
+  EXPECT_EQ(testing::RecordOutcomes(rows),
+            (Lines{u"0. appointment 'Team, weekly' already exists. Nothing done.",
+                   u"2. 'team, weekly' inserted.", u"3. 'Team, weekly' inserted.",
+                   u"4. 'Team, weekly' inserted."}));
+}
+
 TEST(AppointmentRestore, RefusedEmptyAndCanceledFiles) {
   Calendar phone;
   const Lines refused = {u"Retrieving file records...", u"! Invalid file format. Nothing done."};

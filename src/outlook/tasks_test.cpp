@@ -45,11 +45,12 @@ struct TaskList : testing::ItemHandset<TasksWorker> {
 };
 
 // A task's line with the dates given and every other field empty or zero.
-std::u16string PlainLine(std::u16string_view subject, double completed) {
+std::u16string PlainLine(std::u16string_view subject, double completed, double start = kStart,
+                         double due = kDue) {
   const std::u16string zero = u"\"0x00,0x00,0x00,0x00\";";
   return std::u16string(subject) + u";;;;\"0x00,0x00\";" + Quoted(DateBytes(completed)) + u";" +
-         Quoted(DateBytes(kDue)) + u";" + zero + u"\"0x00,0x00\";" + zero + u"\"0x00,0x00\";;" +
-         Quoted(DateBytes(kNone)) + u";" + zero + Quoted(DateBytes(kStart)) + u";\"0x00,0x00\";" +
+         Quoted(DateBytes(due)) + u";" + zero + u"\"0x00,0x00\";" + zero + u"\"0x00,0x00\";;" +
+         Quoted(DateBytes(kNone)) + u";" + zero + Quoted(DateBytes(start)) + u";\"0x00,0x00\";" +
          Quoted(std::vector<std::uint8_t>(kRecurrenceBlockSize, 0)) + u";\r\n";
 }
 
@@ -113,7 +114,23 @@ TEST(TaskFile, SameBytesOnBothGenerationsAndAcrossThem) {
   }
 }
 
-TEST(TaskRestore, ModesMatchOnTheSubjectAndAllThreeDates) {
+// A task is found by its subject, case and all, and its start, due and completion dates, each
+// alone enough to tell two apart; the chore's other fields all differ from the plain task's.
+TEST(TaskRestore, FoundByTheSubjectAndEachOfTheThreeDates) {
+  TaskList phone;
+  phone.Add(u"Pay rent, flat", kDone);
+  const Lines rows = phone.Restore(Header() + ChoreLine() + PlainLine(u"pay rent, flat", kDone) +
+                                       PlainLine(u"Pay rent, flat", kDone, kStart + 1) +
+                                       PlainLine(u"Pay rent, flat", kDone, kStart, kDue + 1) +
+                                       PlainLine(u"Pay rent, flat", kNone),
+                                   RestoreMode::kAddOnlyNew);
+  EXPECT_EQ(testing::RecordOutcomes(rows),
+            (Lines{u"0. task 'Pay rent, flat' already exists. Nothing done.",
+                   u"2. 'pay rent, flat' inserted.", u"3. 'Pay rent, flat' inserted.",
+                   u"4. 'Pay rent, flat' inserted.", u"5. 'Pay rent, flat' inserted."}));
+}
+
+TEST(TaskRestore, EachModeWithItsLines) {
   const std::u16string file = Header() + PlainLine(u"Call", kNone) + PlainLine(u"Call", kDone);
   TaskList adding;
   adding.Add(u"Call", kNone);

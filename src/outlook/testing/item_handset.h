@@ -29,6 +29,17 @@ inline Lines Cat(std::initializer_list<Lines> parts) {
   return all;
 }
 
+// The rows that tell what became of each record of a restore.
+inline Lines RecordOutcomes(const Lines& rows) {
+  Lines outcomes;
+  for (const std::u16string& row : rows) {
+    if (row.ends_with(u"' inserted.") || row.ends_with(u"' updated.") ||
+        row.ends_with(u"' already exists. Nothing done."))
+      outcomes.push_back(row);
+  }
+  return outcomes;
+}
+
 // A byte field as a file holds it: quoted, or empty for no bytes.
 inline std::u16string Quoted(std::span<const std::uint8_t> bytes) {
   return bytes.empty() ? u"" : u"\"" + records::ByteListText(bytes) + u"\"";
