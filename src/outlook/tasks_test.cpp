@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "outlook/item_fields.h"
 #include "outlook/testing/item_handset.h"
 
@@ -73,19 +75,31 @@ void SetChore(OutlookItem& item) {
   item.SetInteger(ItemProperty::kSensitivity, 1);
   item.SetDate(ItemProperty::kStartDate, kStart);
   item.SetBoolean(ItemProperty::kTeamTask, true);
-  platform::RecurrencePattern monthly;
-  monthly.recurrence_type = 2;
-  monthly.day_of_month = 1;
-  monthly.occurrences = 12;
-  item.SetRecurrence(monthly);
+  // Every field of a pattern is set here or in the appointments tests' meeting, so that each
+  // must come back.
+  platform::RecurrencePattern pattern;
+  pattern.recurrence_type = 6;  // yearly, the nth weekday
+  pattern.interval = 2;
+  pattern.instance = 5;             // the last
+  pattern.day_of_week_mask = 0x40;  // Saturday
+  pattern.day_of_month = 1;
+  pattern.month_of_year = 3;
+  pattern.occurrences = 12;
+  pattern.pattern_end_date = kDue;
+  item.SetRecurrence(pattern);
 }
 
 std::u16string ChoreLine() {
   std::vector<std::uint8_t> block(kRecurrenceBlockSize, 0);
-  block[0] = 1;    // recurs
-  block[4] = 2;    // monthly
-  block[20] = 1;   // on the first
-  block[28] = 12;  // twelve times
+  block[0] = 1;                                            // recurs
+  block[4] = 6;                                            // yearly, the nth weekday
+  block[8] = 2;                                            // every second year
+  block[12] = 5;                                           // the last
+  block[16] = 0x40;                                        // Saturday
+  block[20] = 1;                                           // the first of the month
+  block[24] = 3;                                           // March
+  block[28] = 12;                                          // twelve times
+  std::ranges::copy(DateBytes(kDue), block.begin() + 48);  // until the due date
   return u"Pay rent, flat;\"0x41,0x00\";0x09;Home;\"0xff,0xff\";"
          u"\"0x00,0x00,0x00,0x00,0xc0,0x1e,0xe3,0x40\";\"0x00,0x00,0x00,0x00,0x00,0x1f,0xe3,0x40\";"
          u"\"0x02,0x00,0x00,0x00\";\"0xff,0xff\";\"0x01,0x00,0x00,0x00\";\"0xff,0xff\";ding.wav;"

@@ -10,15 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "engine/testing/kind_harness.h"
-#include "outlook/appointments.h"
 #include "outlook/contact_record.h"
-#include "outlook/tasks.h"
 #include "platform/test_support/temporary_device.h"
 #include "platform/text.h"
 #include "profile/item_json.h"
 #include "profile/message_json.h"
-#include "profile/record_json.h"
 
 namespace kestrav::profile {
 namespace {
@@ -60,48 +56,6 @@ TEST(SampleDataTest, ContactsAreTheSameOnBothGenerationsAndCopiesHaveTheirOwnNam
   for (const auto& contact : contacts) names.insert(contact.value("FileAs", std::string()));
   for (const std::string& name : names) EXPECT_EQ(names.count(name), name.empty() ? 2u : 1u);
   EXPECT_EQ(contacts[kSampleContactsPerScale]["FileAs"], "Åkerlund, Zoë 2");
-}
-
-// The sample's appointments and tasks come back from a backup on one generation and a restore
-// onto an empty profile of the other property for property, in the same order; a second restore
-// adding only new items finds every one of them.
-template <typename Worker>
-void ExpectSampleSurvivesBackupAndRestore(engine::ItemKind kind, platform::OutlookFolderId folder,
-                                          int from, int to) {
-  SCOPED_TRACE("from OS " + std::to_string(from) + " to OS " + std::to_string(to));
-  testing::TemporaryDevice source(from);
-  testing::TemporaryDevice target(to);
-  std::string error;
-  ASSERT_TRUE(FillSampleData(source.device(), 2, &error)) << error;
-  constexpr char16_t kRecordFile[] = u"\\items.rec";
-  Worker backup_worker(source.device());
-  engine::testing::KindHarness backup(source, kind, kRecordFile);
-  target.WriteFile(kRecordFile, backup.Backup(backup_worker));
-  Worker restore_worker(target.device());
-  engine::testing::KindHarness restore(target, kind, kRecordFile);
-  restore.Restore(restore_worker, engine::RestoreMode::kDeleteAllFirst);
-
-  const nlohmann::ordered_json expected = ItemsWithoutOids(source, folder);
-  const auto compare = [&] {
-    const nlohmann::ordered_json restored = ItemsWithoutOids(target, folder);
-    ASSERT_EQ(restored.size(), expected.size());
-    for (std::size_t k = 0; k < expected.size(); ++k)
-      EXPECT_EQ(restored[k], expected[k]) << expected[k]["Subject"];
-  };
-  compare();
-  restore.Restore(restore_worker, engine::RestoreMode::kAddOnlyNew);
-  compare();
-}
-
-TEST(SampleDataTest, AppointmentsAndTasksSurviveABackupAndARestoreOntoTheOtherGeneration) {
-  for (const auto& [from, to] :
-       {std::pair(platform::kWindowsMobile2005, platform::kWindowsMobile2003),
-        std::pair(platform::kWindowsMobile2003, platform::kWindowsMobile2005)}) {
-    ExpectSampleSurvivesBackupAndRestore<outlook::AppointmentsWorker>(
-        engine::ItemKind::kAppointments, platform::OutlookFolderId::kCalendar, from, to);
-    ExpectSampleSurvivesBackupAndRestore<outlook::TasksWorker>(
-        engine::ItemKind::kTasks, platform::OutlookFolderId::kTasks, from, to);
-  }
 }
 
 TEST(SampleDataTest, AThirdOfTheAppointmentsRecurAndCopiesHaveTheirOwnSubjects) {
