@@ -28,6 +28,11 @@ using platform::PropertyValue;
 using platform::RecipientKind;
 
 constexpr char16_t kFile[] = u"\\Temp\\msgs.csm";
+// The header line of every messages file: the 21 column names in their order.
+constexpr char16_t kHeader[] =
+    u"Msg Id;Sender Name;Sender Address;Sender AddressType;Prefix;Subject;Body;BodyType;Folder;"
+    u"Account;Msg Class;Content Length;Msg Size;Msg Flags;Msg Status;Modify Time;Delivery Time;"
+    u"Recipient Nbr;Recipients;Attachment Nbr;Attachments\r\n";
 
 PropertyValue Text(std::uint32_t tag, std::u16string text) {
   PropertyValue value;
@@ -124,6 +129,17 @@ class MessagesDevice {
     Folder(store, folder)->GetContents(&contents);
     return contents.size();
   }
+  // The folder's messages in the order of its contents.
+  std::vector<std::unique_ptr<platform::Message>> Messages(std::u16string_view store,
+                                                           std::u16string_view folder) {
+    std::unique_ptr<MessageFolder> opened = Folder(store, folder);
+    std::vector<EntryId> contents;
+    opened->GetContents(&contents);
+    std::vector<std::unique_ptr<platform::Message>> messages(contents.size());
+    for (std::size_t index = 0; index < contents.size(); ++index)
+      EXPECT_EQ(opened->OpenMessage(contents[index], &messages[index]), kSOk);
+    return messages;
+  }
   // The store's folders in hierarchy order, a top-level one marked "/".
   std::vector<std::u16string> FolderNames(std::u16string_view store) {
     std::vector<platform::MessageFolderRow> folders;
@@ -200,6 +216,51 @@ TEST_F(MessagesTest, BackupRestoreAndBackupAgainGiveTheSameFile) {
   EXPECT_EQ(restore.Backup(fresh_worker), first);
 }
 
+// A file as backups have always written it - the record writer's quoting, the escapes of an
+// item's text, a recipient's and an attachment's layout, a folder record - restores, and backs
+// up again byte for byte, with or without the attachments' contents.
+TEST_F(MessagesTest, TheFileOfEveryBackupComesBackByteForByte) {
+  const std::u16string message =
+      u"\"0x00,0xab,0x3b\";Zo\u00EB;zoe@example.org;SMTP;Re: ;\"Plan, \"draft\" 2\";"
+      u"\"Line one\r\nline two\";1;Inbox;Mail;IPM.Note;120;70000;-2147483648;0;"
+      u"\"2007,03,15,11,20,30\";\"2007,03,14,09,05,00\";3;"
+      u"\"1,A%3BB%2C %22C%22%0D%0A%25,a@example.org,SMTP;2,\U0001F4E7 Zo\u00EB,,;"
+      u"3,,b@example.org,SMTP\";2;";
+  const std::u16string with_contents =
+      u"\"notes%3B1%2C%22x%22.txt,1,3,aGkh;photo.jpg,1,4,/9j/4A==\"\r\n";
+  const std::u16string without_contents = u"\"notes%3B1%2C%22x%22.txt,1,3;photo.jpg,1,4\"\r\n";
+  // After the messages of Inbox, the record of its subfolder.
+  const std::u16string folder = u";;;;;Projects;;;Inbox;Mail;IPF.Folder;;;;;;;;;;\r\n";
+  using kestrav::testing::Utf16FileBytes;
+  device_.WriteFile(kFile, Utf16FileBytes(kHeader + message + with_contents + folder));
+  harness_.Restore(worker_, RestoreMode::kDeleteAllFirst);
+  EXPECT_EQ(harness_.tally.restored, 1u);
+
+  const auto restored = Messages(u"Mail", u"Inbox");
+  ASSERT_EQ(restored.size(), 1u);
+  std::vector<MessageRecipient> recipients;
+  restored[0]->GetRecipients(&recipients);
+  EXPECT_EQ(recipients, (std::vector<MessageRecipient>{
+                            {RecipientKind::kTo, u"A;B, \"C\"\r\n%", u"a@example.org", u"SMTP"},
+                            {RecipientKind::kCc, u"\U0001F4E7 Zo\u00EB", u"", u""},
+                            {RecipientKind::kBcc, u"", u"b@example.org", u"SMTP"}}));
+  std::vector<platform::MessageAttachment> attachments;
+  restored[0]->GetAttachments(&attachments);
+  ASSERT_EQ(attachments.size(), 2u);
+  EXPECT_EQ(attachments[0].file_name, u"notes;1,\"x\".txt");
+  std::vector<std::uint8_t> contents(8);
+  std::size_t read = 0;
+  restored[0]->ReadAttachment(attachments[1].number, 0, contents, &read);
+  contents.resize(read);
+  EXPECT_EQ(contents, (std::vector<std::uint8_t>{0xFF, 0xD8, 0xFF, 0xE0}));
+
+  harness_.messages_option.store_attachments = true;
+  EXPECT_EQ(harness_.Backup(worker_), Utf16FileBytes(kHeader + message + with_contents + folder));
+  harness_.messages_option.store_attachments = false;
+  EXPECT_EQ(harness_.Backup(worker_),
+            Utf16FileBytes(kHeader + message + without_contents + folder));
+}
+
 TEST_F(MessagesTest, BackupTextsAndChoice) {
   const std::vector<std::u16string> start = {u"Connecting to Outlook...", u"Connected to Outlook.",
                                              u"Retrieving messages from 'Outlook E-Mail'...",
@@ -210,12 +271,7 @@ TEST_F(MessagesTest, BackupTextsAndChoice) {
     all.insert(all.end(), {std::move(end), u"Disconnecting from Outlook...", u"Disconnected."});
     return all;
   };
-  EXPECT_EQ(
-      harness_.Backup(worker_),
-      kestrav::testing::Utf16FileBytes(
-          u"Msg Id;Sender Name;Sender Address;Sender AddressType;Prefix;Subject;Body;"
-          u"BodyType;Folder;Account;Msg Class;Content Length;Msg Size;Msg Flags;Msg Status;"
-          u"Modify Time;Delivery Time;Recipient Nbr;Recipients;Attachment Nbr;Attachments\r\n"));
+  EXPECT_EQ(harness_.Backup(worker_), kestrav::testing::Utf16FileBytes(kHeader));
   EXPECT_EQ(harness_.page.Rows(), rows(u"No message found, nothing done."));
 
   Add(u"SMS", u"Inbox", Simple(u"", u"Hi"));
@@ -282,6 +338,46 @@ TEST_F(MessagesTest, RestoreModesChoiceAndCancel) {
             rows({u"Inserting messages...", u"! Messages restore has been canceled.",
                   u"0 message inserted in the database.",
                   u"0 message not inserted cos exists in the database."}));
+}
+
+// "Add only new" finds a message by its "Msg Id" bytes alone, or, for a record without them, by
+// its subject, delivery time and sender address: each of the three changed alone is another
+// message, and no other column counts.
+TEST_F(MessagesTest, AddOnlyNewFindsAMessageByItsIdOrElseSubjectDeliveryAndSender) {
+  const auto record = [](std::u16string_view id, std::u16string_view sender,
+                         std::u16string_view address, std::u16string_view subject,
+                         std::u16string_view body, std::u16string_view delivery) {
+    return std::u16string(id) + u";" + std::u16string(sender) + u";" + std::u16string(address) +
+           u";SMTP;;" + std::u16string(subject) + u";" + std::u16string(body) +
+           u";0;Inbox;Mail;IPM.Note;;;;;;" + std::u16string(delivery) + u";0;;0;\r\n";
+  };
+  constexpr char16_t kId[] = u"\"0x01,0x02\"";
+  constexpr char16_t kDelivered[] = u"\"2007,03,14,09,05,00\"";
+  constexpr char16_t kAddress[] = u"zoe@example.org";
+  harness_.WriteRecordFile(kHeader + record(kId, u"Zo\u00EB", kAddress, u"Plan", u"A", kDelivered) +
+                           record(u"", u"Zo\u00EB", kAddress, u"Plan", u"B", kDelivered));
+  harness_.Restore(worker_, RestoreMode::kDeleteAllFirst);
+
+  harness_.WriteRecordFile(
+      kHeader +
+      record(kId, u"Other", u"other@example.org", u"Other", u"found by its id",
+             u"\"2008,01,01,00,00,00\"") +
+      record(u"\"0x01,0x03\"", u"Zo\u00EB", kAddress, u"Plan", u"another id", kDelivered) +
+      record(u"", u"Zo\u00EB", kAddress, u"Plan!", u"another subject", kDelivered) +
+      record(u"", u"Zo\u00EB", kAddress, u"Plan", u"another delivery", u"\"2007,03,14,09,06,00\"") +
+      record(u"", u"Zo\u00EB", u"zoe@example.com", u"Plan", u"another sender", kDelivered) +
+      record(u"", u"Zo\u00EB \u00C5.", kAddress, u"Plan", u"found by the three", kDelivered));
+  const std::vector<std::u16string> rows = harness_.Restore(worker_, RestoreMode::kAddOnlyNew);
+  EXPECT_EQ(std::vector<std::u16string>(rows.end() - 4, rows.end() - 2),
+            (std::vector<std::u16string>{u"4 messages inserted in the database.",
+                                         u"2 messages not inserted cos exist in the database."}));
+  std::vector<std::u16string> bodies;
+  for (const auto& message : Messages(u"Mail", u"Inbox")) {
+    std::int32_t body_type = 0;
+    message->GetBody(&bodies.emplace_back(), &body_type);
+  }
+  EXPECT_EQ(bodies, (std::vector<std::u16string>{u"A", u"B", u"another id", u"another subject",
+                                                 u"another delivery", u"another sender"}));
 }
 
 // A restore puts back only the folders chosen, or when none are, those its file holds: "delete
@@ -375,15 +471,11 @@ TEST_F(MessagesTest, ARecordIsNeverLongerThanARestoreReads) {
   target.device_.WriteFile(kFile, device_.ReadFile(kFile));
   target.harness_.Restore(target.worker_, RestoreMode::kDeleteAllFirst);
   EXPECT_EQ(target.harness_.tally.restored, 1u);
-  std::vector<EntryId> contents;
-  std::unique_ptr<MessageFolder> inbox = target.Folder(u"Mail", u"Inbox");
-  ASSERT_EQ(inbox->GetContents(&contents), kSOk);
-  ASSERT_EQ(contents.size(), 1u);
-  std::unique_ptr<platform::Message> restored;
-  ASSERT_EQ(inbox->OpenMessage(contents[0], &restored), kSOk);
+  const auto restored = target.Messages(u"Mail", u"Inbox");
+  ASSERT_EQ(restored.size(), 1u);
   std::u16string restored_body;
   std::int32_t body_type = 0;
-  restored->GetBody(&restored_body, &body_type);
+  restored[0]->GetBody(&restored_body, &body_type);
   // Kept: as many units as the row says, each lone CR reading back as CR LF.
   const std::size_t digits = cut->find_first_of(u"0123456789");
   const std::size_t kept =
@@ -395,10 +487,7 @@ TEST_F(MessagesTest, ARecordIsNeverLongerThanARestoreReads) {
 
 TEST_F(MessagesTest, DamagedFilesAreRefusedAndUnreadableRecordsPassedOver) {
   Add(u"Mail", u"Inbox", Simple(u"Kept", u""));
-  const std::u16string header =
-      u"Msg Id;Sender Name;Sender Address;Sender AddressType;Prefix;Subject;Body;BodyType;Folder;"
-      u"Account;Msg Class;Content Length;Msg Size;Msg Flags;Msg Status;Modify Time;"
-      u"Delivery Time;Recipient Nbr;Recipients;Attachment Nbr;Attachments\r\n";
+  const std::u16string header = kHeader;
   // Short of columns: the rest read as empty.
   const std::u16string message = u";;;;;Hi;;0;Archive;Mail\r\n";
   const auto restore = [&](std::string bytes) {
@@ -448,14 +537,27 @@ TEST_F(MessagesTest, DamagedFilesAreRefusedAndUnreadableRecordsPassedOver) {
 }
 
 TEST(MessageFolders, ExclusionRecordsAndChoices) {
-  const std::optional<ExclusionRecord> record = MakeExclusionRecord({u"SMS", u"Inbox"});
-  ASSERT_TRUE(record);
-  EXPECT_EQ(std::vector<std::uint8_t>(record->begin(), record->begin() + 24),
-            (std::vector<std::uint8_t>{2,   0, 0,   0, 3,   0, 0,   0, 5,   0, 0,   0,
-                                       'S', 0, 'M', 0, 'S', 0, 'I', 0, 'n', 0, 'b', 0}));
-  EXPECT_EQ(ReadExclusionRecord(*record), (FolderExclusion{u"SMS", u"Inbox"}));
-  const FolderExclusion store{u"\U0001F4E7 Mail", std::nullopt};
-  EXPECT_EQ(ReadExclusionRecord(*MakeExclusionRecord(store)), store);
+  // 1044 bytes: the kind (2 a folder, 1 a store) and the two names' lengths in UTF-16 units as
+  // 32-bit little-endian words, from byte 12 the names one after the other, the rest zero.
+  const auto record_of = [](std::initializer_list<std::uint8_t> start) {
+    ExclusionRecord record{};
+    std::ranges::copy(start, record.begin());
+    return record;
+  };
+  const ExclusionRecord folder =
+      record_of({2,   0, 0,   0, 3,   0, 0,   0, 5,   0, 0, 0,  // a folder
+                 'S', 0, 'M', 0, 'S', 0,                        // "SMS"
+                 'I', 0, 'n', 0, 'b', 0, 'o', 0, 'x', 0});
+  const ExclusionRecord store =
+      record_of({1,    0,    0,    0,    7,   0, 0,   0, 0,   0, 0, 0,  // a store
+                 0x3D, 0xD8, 0xE7, 0xDC,                                // U+1F4E7
+                 ' ',  0,    'M',  0,    'a', 0, 'i', 0, 'l', 0});
+  EXPECT_EQ(MakeExclusionRecord({u"SMS", u"Inbox"}), folder);
+  EXPECT_EQ(ReadExclusionRecord(folder), (FolderExclusion{u"SMS", u"Inbox"}));
+  EXPECT_EQ(MakeExclusionRecord({u"\U0001F4E7 Mail", std::nullopt}), store);
+  EXPECT_EQ(ReadExclusionRecord(store), (FolderExclusion{u"\U0001F4E7 Mail", std::nullopt}));
+  // The two names hold at most 516 units.
+  EXPECT_TRUE(MakeExclusionRecord({std::u16string(300, u'x'), std::u16string(216, u'y')}));
   EXPECT_FALSE(MakeExclusionRecord({std::u16string(300, u'x'), std::u16string(217, u'y')}));
   ExclusionRecord junk{};
   EXPECT_FALSE(ReadExclusionRecord(junk));
@@ -463,7 +565,7 @@ TEST(MessageFolders, ExclusionRecordsAndChoices) {
   junk[4] = 0xFF;
   junk[5] = 0xFF;
   EXPECT_FALSE(ReadExclusionRecord(junk));
-  EXPECT_FALSE(ReadExclusionRecord(std::span(*record).first(1043)));
+  EXPECT_FALSE(ReadExclusionRecord(std::span(folder).first(1043)));
 
   const std::vector<platform::MessageFolderRow> folders = {
       {{1}, {}, u"Inbox", 0}, {{2}, {1}, u"Projects", 0}, {{3}, {}, u"Sent Items", 0}};
