@@ -10,6 +10,7 @@
 #include "platform/power.h"
 #include "platform/registry.h"
 #include "platform/safeguards.h"
+#include "platform/shell.h"
 #include "platform/text.h"
 
 namespace kestrav::platform {
@@ -61,6 +62,9 @@ class Device {
     notifications_ = notifications;
     power_ = power;
   }
+  // The file types and the Start menu of the device's shell; null for a device without them.
+  Shell* shell() const { return shell_; }
+  void AttachShell(Shell* shell) { shell_ = shell; }
 
  private:
   FileSystem* files_;
@@ -73,6 +77,7 @@ class Device {
   Safeguards* safeguards_ = nullptr;
   Notifications* notifications_ = nullptr;
   Power* power_ = nullptr;
+  Shell* shell_ = nullptr;
   int os_major_version_ = kWindowsMobile2005;
 };
 

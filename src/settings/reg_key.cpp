@@ -70,6 +70,11 @@ bool RegKey::SetBinary(std::u16string_view name, std::span<const std::uint8_t> d
   return last_error_ == kErrorSuccess;
 }
 
+bool RegKey::DeleteValue(std::u16string_view name) {
+  last_error_ = registry_.DeleteValue(key_, name);
+  return last_error_ == kErrorSuccess;
+}
+
 bool RegKey::Query(std::u16string_view name, std::uint32_t* type, RegistryBytes* data) {
   // Size first; a too-small answer still tells the size.
   std::uint32_t size = 0;

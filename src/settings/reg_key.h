@@ -40,6 +40,7 @@ class RegKey {
   bool SetString(std::u16string_view name, std::u16string_view text, std::uint32_t type);
   bool SetDword(std::u16string_view name, std::uint32_t value);
   bool SetBinary(std::u16string_view name, std::span<const std::uint8_t> data, std::uint32_t type);
+  bool DeleteValue(std::u16string_view name);
 
   // 0 on any failure, and when the stored type is not a DWORD.
   std::uint32_t ReadDword(std::u16string_view name);
