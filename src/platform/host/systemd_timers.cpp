@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 #include "platform/host/host_file_system.h"
+#include "platform/host/host_session.h"
 #include "platform/host/system_clock.h"
 #include "platform/text.h"
 #include "platform/time.h"
@@ -26,7 +27,6 @@ constexpr char kTimer[] = ".timer";
 constexpr char kService[] = ".service";
 constexpr char kProfileVariable[] = "KESTRAV_DEVICE=";
 constexpr char kZoneVariable[] = "TZ=";
-constexpr std::string_view kDeleted = " (deleted)";
 // Ours are a few hundred bytes; anything bigger is not one of ours.
 constexpr std::size_t kUnitSizeLimit = 64 * 1024;
 // The years systemd's calendar holds.
@@ -55,20 +55,6 @@ std::string AbsoluteProfile(const fs::path& profile) {
   std::string text = absolute.string();
   while (text.size() > 1 && text.back() == '/') text.pop_back();
   return text;
-}
-
-// Where the unit folder cannot be made or written: something in the way of a folder is a place
-// the device may not write, and a failing disk a write fault.
-ErrorCode WriteError(int error_number) {
-  switch (error_number) {
-    case EEXIST:
-    case ENOTDIR:
-      return kErrorAccessDenied;
-    case EIO:
-      return kErrorWriteFault;
-    default:
-      return ErrorFromErrno(error_number);
-  }
 }
 
 // A word as systemd reads it back: in double quotes, with C escapes for the quote, the backslash
@@ -239,52 +225,9 @@ std::string ServiceUnit(const std::vector<std::string>& environment, std::string
          assignments + "\nExecStart=" + command + "\n";
 }
 
-bool IsUtf8(std::string_view text) {
-  return ToUtf8(FromUtf8(text)) == text;
-}
-
-// Writes a new file whole: into a temporary file first, then linked in under its name, which
-// fails (kErrorFileExists) rather than replace a file another program put there meanwhile.
-ErrorCode WriteNewFile(const fs::path& file, std::string_view text) {
-  std::string temporary =
-      (file.parent_path() / ("." + file.filename().string() + ".XXXXXX")).string();
-  const int descriptor = ::mkostemp(temporary.data(), O_CLOEXEC);
-  if (descriptor < 0) return WriteError(errno);
-  int error_number = 0;
-  for (std::size_t written = 0; written < text.size() && error_number == 0;) {
-    const ssize_t count = ::write(descriptor, text.data() + written, text.size() - written);
-    if (count >= 0) written += static_cast<std::size_t>(count);
-    if (count < 0 && errno != EINTR) error_number = errno;
-  }
-  if (error_number == 0 && (::fchmod(descriptor, 0644) != 0 || ::fsync(descriptor) != 0))
-    error_number = errno;
-  if (::close(descriptor) != 0 && error_number == 0) error_number = errno;
-  ErrorCode error = error_number == 0 ? kErrorSuccess : WriteError(error_number);
-  if (error == kErrorSuccess && ::link(temporary.c_str(), file.c_str()) != 0)
-    error = errno == EEXIST ? kErrorFileExists : WriteError(errno);
-  ::unlink(temporary.c_str());
-  return error;
-}
-
 ErrorCode ReadUnit(const fs::path& file, std::string* text) {
-  const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-  if (descriptor < 0) return errno == ENOENT ? kErrorInvalidHandle : ErrorFromErrno(errno);
-  text->clear();
-  char buffer[4096];
-  ErrorCode error = kErrorSuccess;
-  for (;;) {
-    const ssize_t count = ::read(descriptor, buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) error = ErrorFromErrno(errno);
-    if (count <= 0) break;
-    text->append(buffer, static_cast<std::size_t>(count));
-    if (text->size() > kUnitSizeLimit) {
-      error = kErrorGenFailure;
-      break;
-    }
-  }
-  ::close(descriptor);
-  return error;
+  const ErrorCode error = ReadWholeFile(file, kUnitSizeLimit, false, text);
+  return error == kErrorFileNotFound ? kErrorInvalidHandle : error;
 }
 
 ErrorCode RemoveFile(const fs::path& file) {
@@ -294,12 +237,8 @@ ErrorCode RemoveFile(const fs::path& file) {
 }  // namespace
 
 fs::path SystemdNotifications::UserUnitFolder() {
-  // A relative config folder is to be ignored, as systemd ignores it.
-  if (const char* config = std::getenv("XDG_CONFIG_HOME"); config != nullptr && config[0] == '/')
-    return fs::path(config) / "systemd" / "user";
-  if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/')
-    return fs::path(home) / ".config" / "systemd" / "user";
-  return {};
+  const fs::path config = UserFolder("XDG_CONFIG_HOME", ".config");
+  return config.empty() ? config : config / "systemd" / "user";
 }
 
 SystemdNotifications::SystemdNotifications(const fs::path& profile, fs::path unit_folder,
@@ -439,12 +378,12 @@ ErrorCode SystemdNotifications::Set(const NotificationTrigger& trigger,
   const std::string service_text = ServiceUnit(environment, application, ToUtf8(trigger.arguments));
   ErrorCode written = kErrorFileExists;
   for (int attempt = 0; attempt < kNumberAttempts && written == kErrorFileExists; ++attempt) {
-    written = WriteNewFile(unit_folder_ / UnitName(number, kService), service_text);
+    written = WriteWholeFile(unit_folder_ / UnitName(number, kService), service_text, false);
     if (written == kErrorFileExists) ++number;
   }
   if (written != kErrorSuccess) return written;
-  written = WriteNewFile(unit_folder_ / UnitName(number, kTimer),
-                         TimerUnit(calendar, UnitName(number, kService)));
+  written = WriteWholeFile(unit_folder_ / UnitName(number, kTimer),
+                           TimerUnit(calendar, UnitName(number, kService)), false);
   if (written != kErrorSuccess) {
     RemoveFile(unit_folder_ / UnitName(number, kService));
     return written;
@@ -532,26 +471,7 @@ bool SystemdNotifications::Calendar(const SystemTime& start, std::string* text) 
 }
 
 std::u16string SystemdNotifications::ProgramPath() {
-  std::error_code failure;
-  std::string program = fs::read_symlink("/proc/self/exe", failure).string();
-  if (failure) return {};
-  struct stat running {};
-  struct stat named {};
-  const bool same = ::stat("/proc/self/exe", &running) == 0 &&
-                    ::stat(program.c_str(), &named) == 0 && running.st_dev == named.st_dev &&
-                    running.st_ino == named.st_ino;
-  if (!same) {
-    // Replaced while it runs (an upgrade), the program reads as "<path> (deleted)": the program
-    // now at that path is the one the next timer starts. None there, none to start.
-    if (!program.ends_with(kDeleted)) return {};
-    program.resize(program.size() - kDeleted.size());
-    if (::stat(program.c_str(), &named) != 0 || !S_ISREG(named.st_mode) ||
-        ::access(program.c_str(), X_OK) != 0) {
-      return {};
-    }
-  }
-  // A name that is not UTF-8 would come back as another.
-  return IsUtf8(program) ? FromUtf8(program) : std::u16string();
+  return RunningProgramPath();
 }
 
 bool SystemdNotifications::ManagerRunning() {
