@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -14,7 +15,40 @@ struct AddOptions {
   std::string archive;
   std::vector<std::string> files;
   bool store = false;
+  bool replace = false;
 };
+
+// Members of the archive that the files would add again under the same name: a restore could
+// not tell them apart. With --replace they go first; without it the command stops here.
+int SettleNamesTaken(CommandContext& context, const platform::Device& device,
+                     const AddOptions& options) {
+  const std::u16string archive = CommandLinePath(options.archive);
+  if (!device.files().FileExists(archive)) return kExitSuccess;
+  std::vector<records::ArchiveMember> members;
+  if (const int result = records::ListMembers(device, archive, &members); result != 0) {
+    return context.Fail(options.archive + ": " +
+                        platform::ToUtf8(records::ArchiveErrorText(result)));
+  }
+  std::vector<std::u16string> taken;
+  for (const std::string& file : options.files) {
+    const std::u16string name(platform::BaseName(CommandLinePath(file)));
+    if (std::ranges::any_of(members, [&name](const records::ArchiveMember& member) {
+          return platform::EqualsIgnoringAsciiCase(member.name, name);
+        })) {
+      taken.push_back(name);
+    }
+  }
+  if (taken.empty()) return kExitSuccess;
+  if (!options.replace) {
+    return context.Fail(options.archive + " already holds " + PrintableName(taken.front()) +
+                        "; add --replace to put the new file in its place");
+  }
+  if (const int result = records::RemoveMembers(device, archive, taken, nullptr); result != 0) {
+    return context.Fail(options.archive + ": " +
+                        platform::ToUtf8(records::ArchiveErrorText(result)));
+  }
+  return kExitSuccess;
+}
 
 // Adds the files one by one on a worker thread, as a backup does, while this thread shows the
 // rows and the bars.
@@ -22,10 +56,21 @@ int AddFiles(CommandContext& context, const AddOptions& options) {
   platform::host::HostDevice* host = context.Device();
   if (host == nullptr) return context.Fail("the device's code page is not available");
   const platform::Device& device = host->device();
-  for (const std::string& file : options.files) {
-    if (!host->files().FileExists(CommandLinePath(file)))
-      return context.Fail(file + ": no such file");
+  for (std::size_t index = 0; index < options.files.size(); ++index) {
+    const std::u16string path = CommandLinePath(options.files[index]);
+    if (!host->files().FileExists(path))
+      return context.Fail(options.files[index] + ": no such file");
+    for (std::size_t earlier = 0; earlier < index; ++earlier) {
+      if (platform::EqualsIgnoringAsciiCase(
+              platform::BaseName(CommandLinePath(options.files[earlier])),
+              platform::BaseName(path))) {
+        return context.Fail(options.files[index] + ": a second file named " +
+                            PrintableName(std::u16string(platform::BaseName(path))));
+      }
+    }
   }
+  if (const int result = SettleNamesTaken(context, device, options); result != kExitSuccess)
+    return result;
   ConsoleSink sink(device.clock(), stdout, IsTerminal(stdout));
   std::atomic<bool> done = false;
   int result = 0;
@@ -66,6 +111,8 @@ void AddAddCommand(CLI::App& app, CommandContext& context) {
   command->add_option("FILE", options->files, "The files to add, each by its base name")
       ->required();
   command->add_flag("--store", options->store, "Store the files without compressing them");
+  command->add_flag("--replace", options->replace,
+                    "Replace members of the same names (without it such a file is refused)");
   command->callback([&context, options] {
     context.action = [&context, options] { return AddFiles(context, *options); };
   });

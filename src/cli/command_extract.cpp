@@ -13,11 +13,25 @@ int ExtractArchive(CommandContext& context, const std::string& archive, const st
   const std::u16string archive_path = CommandLinePath(archive);
   if (!device->files().FileExists(archive_path)) return context.Fail(archive + ": no such file");
   std::vector<std::u16string> extracted;
-  const int result = records::Extract(device->device(), archive_path,
-                                      CommandLinePath(folder.empty() ? "." : folder), &extracted);
+  std::vector<records::ArchiveMember> skipped;
+  const int result =
+      records::Extract(device->device(), archive_path,
+                       CommandLinePath(folder.empty() ? "." : folder), &extracted, &skipped);
   for (const std::u16string& file : extracted) std::cout << PrintableName(file) << '\n';
   if (result != 0) {
     return context.Fail(archive + ": " + platform::ToUtf8(records::ArchiveErrorText(result)));
+  }
+  if (!skipped.empty()) {
+    // One line, each member passed over with the reason: "2 of its members were not extracted:
+    // b.txt uses compression method 12 (bzip2), which Kestrav does not read; c.txt is encrypted".
+    std::string line = archive + ": " + std::to_string(skipped.size()) + " of its members " +
+                       (skipped.size() == 1 ? "was" : "were") + " not extracted: ";
+    for (std::size_t index = 0; index < skipped.size(); ++index) {
+      if (index > 0) line += "; ";
+      line += PrintableName(skipped[index].name) + ' ' +
+              platform::ToUtf8(records::MemberFaultText(skipped[index]));
+    }
+    return context.Fail(line);
   }
   return kExitSuccess;
 }

@@ -8,15 +8,9 @@
 namespace kestrav::cli {
 namespace {
 
-const char* MethodName(int method) {
-  switch (method) {
-    case records::kMethodStored:
-      return "Stored";
-    case records::kMethodDeflated:
-      return "Deflated";
-    default:
-      return "Other";
-  }
+std::string MethodName(int method) {
+  const std::u16string_view name = records::CompressionMethodName(method);
+  return name.empty() ? "Method " + std::to_string(method) : platform::ToUtf8(name);
 }
 
 int ListArchive(CommandContext& context, const std::string& archive) {
@@ -29,21 +23,29 @@ int ListArchive(CommandContext& context, const std::string& archive) {
       result != 0) {
     return context.Fail(archive + ": " + platform::ToUtf8(records::ArchiveErrorText(result)));
   }
-  std::printf("%12s %12s  %-8s  %-19s  %s\n", "Size", "Packed", "Method", "Date (UTC)", "Name");
+  std::printf("%12s %12s  %-9s  %-19s  %s\n", "Size", "Packed", "Method", "Date (UTC)", "Name");
   std::uint64_t size = 0;
   std::uint64_t packed = 0;
   for (const records::ArchiveMember& member : members) {
-    std::printf("%12llu %12llu  %-8s  %04u-%02u-%02u %02u:%02u:%02u  %s\n",
+    std::printf("%12llu %12llu  %-9s  %04u-%02u-%02u %02u:%02u:%02u  %s\n",
                 static_cast<unsigned long long>(member.size),
-                static_cast<unsigned long long>(member.packed_size), MethodName(member.method),
-                member.date.year, member.date.month, member.date.day, member.date.hour,
-                member.date.minute, member.date.second, PrintableName(member.name).c_str());
+                static_cast<unsigned long long>(member.packed_size),
+                MethodName(member.method).c_str(), member.date.year, member.date.month,
+                member.date.day, member.date.hour, member.date.minute, member.date.second,
+                PrintableName(member.name).c_str());
     size += member.size;
     packed += member.packed_size;
   }
   std::printf("%12llu %12llu  %zu member%s\n", static_cast<unsigned long long>(size),
               static_cast<unsigned long long>(packed), members.size(),
               members.size() == 1 ? "" : "s");
+  std::fflush(stdout);
+  for (const records::ArchiveMember& member : members) {
+    if (member.fault != 0) {
+      std::cerr << "Note: " << PrintableName(member.name) << ' '
+                << platform::ToUtf8(records::MemberFaultText(member)) << '\n';
+    }
+  }
   return kExitSuccess;
 }
 

@@ -475,9 +475,14 @@ class Safety(e2e_support.TemporaryFolderCase):
         device.run("import-contacts", archive, expect=1)
         self.assertEqual(state(device), before)
 
+        # A name too long to read is listed cut, passed over by extract, and never restored.
         long_name = make_archive(self.path("long.qbk"), {"n" * 1100 + ".csl": b"x"})
-        for args in (("list", long_name), ("extract", long_name, self.path("long"))):
-            self.assertIn("name is too long", device.run(*args, expect=1).stderr)
+        self.assertIn("has a name too long to read", device.run("list", long_name).stderr)
+        self.assertIn("has a name too long to read",
+                      device.run("extract", long_name, self.path("long"), expect=1).stderr)
+        self.assertEqual(os.listdir(self.path("long")), [])
+        self.assertIn("is invalid", device.run("restore", long_name, expect=1).stderr)
+        self.assertEqual(state(device), before)
         escape = make_archive(self.path("escape.qbk"), {"a\x1b[2Jb.csl": b"x"})
         listed = device.run("list", escape).stdout
         self.assertNotIn("\x1b", listed)

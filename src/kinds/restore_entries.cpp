@@ -6,6 +6,17 @@
 #include "records/archive.h"
 
 namespace kestrav::kinds {
+namespace {
+
+// An archive repacked on a Mac carries "__MACOSX/" copies of the files' resource forks
+// ("__MACOSX/._contacts.csc"): they are not record files.
+bool IsMacResourceMember(std::u16string_view name) {
+  constexpr std::u16string_view kMacFolder = u"__MACOSX";
+  return name.starts_with(kMacFolder) &&
+         (name.size() == kMacFolder.size() || platform::IsPathSeparator(name[kMacFolder.size()]));
+}
+
+}  // namespace
 
 std::optional<engine::RestoreRefusal> RestoreEntriesOf(const platform::Device& device,
                                                        const std::u16string& file,
@@ -16,7 +27,13 @@ std::optional<engine::RestoreRefusal> RestoreEntriesOf(const platform::Device& d
     std::vector<records::ArchiveMember> members;
     if (const int result = records::ListMembers(device, file, &members); result != 0)
       return engine::ArchiveInvalid(file, result);
+    if (members.empty()) {
+      engine::RestoreRefusal refusal = engine::InvalidFileFormat(file);
+      refusal.cause = u"the archive is empty: there is nothing to restore";
+      return refusal;
+    }
     for (std::size_t position = 0; position < members.size(); ++position) {
+      if (IsMacResourceMember(members[position].name)) continue;
       const auto kind = engine::KindOfExtension(platform::ExtensionOf(members[position].name));
       if (kind)
         entries->push_back({*kind, file, true, engine::RestoreMode::kDeleteAllFirst, position});

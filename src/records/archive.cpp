@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <memory>
 
 #include "platform/format.h"
@@ -33,6 +34,106 @@ struct ArchiveIo {
   ErrorCode last_error = kErrorSuccess;
 };
 
+// The archive's file with read buffers in front of it: minizip reads the directory a few bytes
+// at a time, which would be one system call per byte. Two buffers, as reading goes back and
+// forth between the directory at the end and the members' headers and data before it. Writes go
+// straight through (minizip's writer buffers them itself) and drop what was read ahead.
+class ArchiveStream {
+ public:
+  explicit ArchiveStream(std::unique_ptr<platform::File> file) : file_(std::move(file)) {}
+
+  ErrorCode Read(unsigned char* bytes, std::size_t size, std::size_t* done) {
+    *done = 0;
+    while (*done < size) {
+      Buffer* buffer = BufferHolding(position_);
+      if (buffer == nullptr) {
+        buffer = &buffers_[least_recent_];
+        if (const ErrorCode error = Refill(*buffer); error != kErrorSuccess) return error;
+        if (buffer->size == 0) break;  // the end of the file
+      }
+      least_recent_ = buffer == &buffers_[0] ? 1 : 0;
+      const std::size_t offset = static_cast<std::size_t>(position_ - buffer->start);
+      const std::size_t count = std::min(size - *done, buffer->size - offset);
+      std::memcpy(bytes + *done, buffer->bytes.data() + offset, count);
+      *done += count;
+      position_ += count;
+    }
+    return kErrorSuccess;
+  }
+
+  ErrorCode Write(const void* data, std::size_t size, std::size_t* written) {
+    for (Buffer& buffer : buffers_) buffer.size = 0;
+    *written = 0;
+    if (const ErrorCode error = file_->Seek(static_cast<std::int64_t>(position_),
+                                            platform::SeekOrigin::kBegin, nullptr);
+        error != kErrorSuccess) {
+      return error;
+    }
+    const ErrorCode error = file_->Write(data, size, written);
+    position_ += *written;
+    return error;
+  }
+
+  std::uint64_t Tell() const { return position_; }
+
+  ErrorCode Seek(std::int64_t offset, platform::SeekOrigin origin) {
+    if (origin == platform::SeekOrigin::kEnd) {
+      return file_->Seek(offset, origin, &position_);
+    }
+    const std::int64_t base =
+        origin == platform::SeekOrigin::kBegin ? 0 : static_cast<std::int64_t>(position_);
+    if (offset < -base) return platform::kErrorInvalidParameter;
+    position_ = static_cast<std::uint64_t>(base + offset);
+    return kErrorSuccess;
+  }
+
+  ErrorCode Close() { return file_->Close(); }
+
+ private:
+  static constexpr std::size_t kBufferBytes = 64 * 1024;
+
+  struct Buffer {
+    std::vector<unsigned char> bytes;
+    std::uint64_t start = 0;
+    std::size_t size = 0;
+  };
+
+  Buffer* BufferHolding(std::uint64_t position) {
+    for (Buffer& buffer : buffers_) {
+      if (position >= buffer.start && position - buffer.start < buffer.size) return &buffer;
+    }
+    return nullptr;
+  }
+
+  ErrorCode Refill(Buffer& buffer) {
+    buffer.bytes.resize(kBufferBytes);
+    buffer.start = position_;
+    buffer.size = 0;
+    if (const ErrorCode error = file_->Seek(static_cast<std::int64_t>(position_),
+                                            platform::SeekOrigin::kBegin, nullptr);
+        error != kErrorSuccess) {
+      return error;
+    }
+    while (buffer.size < buffer.bytes.size()) {
+      std::size_t read = 0;
+      if (const ErrorCode error = file_->Read(buffer.bytes.data() + buffer.size,
+                                              buffer.bytes.size() - buffer.size, &read);
+          error != kErrorSuccess) {
+        buffer.size = 0;
+        return error;
+      }
+      if (read == 0) break;
+      buffer.size += read;
+    }
+    return kErrorSuccess;
+  }
+
+  std::unique_ptr<platform::File> file_;
+  std::array<Buffer, 2> buffers_;
+  std::size_t least_recent_ = 0;
+  std::uint64_t position_ = 0;
+};
+
 voidpf OpenArchive(voidpf opaque, const void* path, int mode) {
   auto* io = static_cast<ArchiveIo*>(opaque);
   const auto& name = *static_cast<const std::u16string*>(path);
@@ -44,35 +145,27 @@ voidpf OpenArchive(voidpf opaque, const void* path, int mode) {
   }
   std::unique_ptr<platform::File> file;
   io->last_error = io->files->Open(name, access, 0, disposition, &file);
-  return file.release();
+  if (io->last_error != kErrorSuccess) return nullptr;
+  return new ArchiveStream(std::move(file));
 }
 
 uLong ReadArchive(voidpf opaque, voidpf stream, void* buffer, uLong size) {
   auto* io = static_cast<ArchiveIo*>(opaque);
-  auto* bytes = static_cast<char*>(buffer);
-  uLong done = 0;
-  while (done < size) {
-    std::size_t read = 0;
-    io->last_error = static_cast<platform::File*>(stream)->Read(bytes + done, size - done, &read);
-    if (io->last_error != kErrorSuccess || read == 0) break;
-    done += read;
-  }
+  std::size_t done = 0;
+  io->last_error =
+      static_cast<ArchiveStream*>(stream)->Read(static_cast<unsigned char*>(buffer), size, &done);
   return done;
 }
 
 uLong WriteArchive(voidpf opaque, voidpf stream, const void* buffer, uLong size) {
   auto* io = static_cast<ArchiveIo*>(opaque);
   std::size_t written = 0;
-  io->last_error = static_cast<platform::File*>(stream)->Write(buffer, size, &written);
+  io->last_error = static_cast<ArchiveStream*>(stream)->Write(buffer, size, &written);
   return written;
 }
 
-ZPOS64_T TellArchive(voidpf opaque, voidpf stream) {
-  auto* io = static_cast<ArchiveIo*>(opaque);
-  std::uint64_t position = 0;
-  io->last_error =
-      static_cast<platform::File*>(stream)->Seek(0, platform::SeekOrigin::kCurrent, &position);
-  return io->last_error == kErrorSuccess ? position : static_cast<ZPOS64_T>(-1);
+ZPOS64_T TellArchive(voidpf /*opaque*/, voidpf stream) {
+  return static_cast<ArchiveStream*>(stream)->Tell();
 }
 
 long SeekArchive(voidpf opaque, voidpf stream, ZPOS64_T offset, int origin) {
@@ -80,14 +173,14 @@ long SeekArchive(voidpf opaque, voidpf stream, ZPOS64_T offset, int origin) {
   const auto seek_origin = origin == ZLIB_FILEFUNC_SEEK_SET   ? platform::SeekOrigin::kBegin
                            : origin == ZLIB_FILEFUNC_SEEK_CUR ? platform::SeekOrigin::kCurrent
                                                               : platform::SeekOrigin::kEnd;
-  io->last_error = static_cast<platform::File*>(stream)->Seek(static_cast<std::int64_t>(offset),
-                                                              seek_origin, nullptr);
+  io->last_error =
+      static_cast<ArchiveStream*>(stream)->Seek(static_cast<std::int64_t>(offset), seek_origin);
   return io->last_error == kErrorSuccess ? 0 : -1;
 }
 
 int CloseArchive(voidpf opaque, voidpf stream) {
   auto* io = static_cast<ArchiveIo*>(opaque);
-  std::unique_ptr<platform::File> file(static_cast<platform::File*>(stream));
+  std::unique_ptr<ArchiveStream> file(static_cast<ArchiveStream*>(stream));
   const ErrorCode error = file->Close();
   if (error != kErrorSuccess) io->last_error = error;
   return error == kErrorSuccess ? 0 : EOF;
@@ -175,19 +268,88 @@ platform::SystemTime MemberDate(const tm_unz& date) {
   return time;
 }
 
+// Bits of a member's general purpose flag.
+constexpr uLong kFlagEncrypted = 0x0001;
+constexpr uLong kFlagUtf8Name = 0x0800;
+// Info-ZIP's Unicode path field: a version byte, the CRC of the name in the header, the name in
+// UTF-8.
+constexpr std::uint16_t kUnicodePathTag = 0x7075;
+
 struct MemberInfo {
   unz_file_info64 info{};
   std::u16string name;
+  int fault = 0;  // as ArchiveMember::fault
 };
 
-int ReadMemberInfo(const platform::Device& device, unzFile archive, MemberInfo* member) {
+// Buffers for reading the members' directory entries, reused from one member to the next.
+struct DirectoryBuffers {
   std::array<char, kMaxMemberNameBytes + 1> name{};
-  const int result = unzGetCurrentFileInfo64(archive, &member->info, name.data(), name.size(),
-                                             nullptr, 0, nullptr, 0);
+  std::vector<char> extra = std::vector<char>(0xFFFF);
+};
+
+std::uint16_t LittleEndian16(const char* bytes) {
+  return static_cast<std::uint16_t>(static_cast<unsigned char>(bytes[0]) |
+                                    static_cast<unsigned char>(bytes[1]) << 8);
+}
+
+// The UTF-8 name of Info-ZIP's Unicode path field when the field is there and was made for this
+// very name (its CRC matches); empty otherwise.
+std::string_view UnicodePathOf(std::span<const char> extra, std::string_view name) {
+  for (std::size_t at = 0; at + 4 <= extra.size();) {
+    const std::uint16_t tag = LittleEndian16(&extra[at]);
+    const std::size_t size = LittleEndian16(&extra[at + 2]);
+    if (at + 4 + size > extra.size()) break;
+    if (tag == kUnicodePathTag && size > 5 && extra[at + 4] == 1) {
+      const uLong stated = static_cast<unsigned char>(extra[at + 5]) |
+                           static_cast<uLong>(static_cast<unsigned char>(extra[at + 6])) << 8 |
+                           static_cast<uLong>(static_cast<unsigned char>(extra[at + 7])) << 16 |
+                           static_cast<uLong>(static_cast<unsigned char>(extra[at + 8])) << 24;
+      const uLong actual = crc32(crc32(0, nullptr, 0), reinterpret_cast<const Bytef*>(name.data()),
+                                 static_cast<uInt>(name.size()));
+      if (stated == actual) return std::string_view(&extra[at + 9], size - 5);
+    }
+    at += 4 + size;
+  }
+  return {};
+}
+
+int ReadMemberInfo(const platform::Device& device, unzFile archive, DirectoryBuffers& buffers,
+                   MemberInfo* member) {
+  const int result = unzGetCurrentFileInfo64(archive, &member->info, buffers.name.data(),
+                                             buffers.name.size(), buffers.extra.data(),
+                                             static_cast<uLong>(buffers.extra.size()), nullptr, 0);
   if (result != UNZ_OK) return result;
-  if (member->info.size_filename > kMaxMemberNameBytes) return kArchiveMemberNameTooLong;
-  member->name =
-      device.code_page().ToWide(std::string_view(name.data(), member->info.size_filename));
+  const unz_file_info64& info = member->info;
+  const bool name_too_long = info.size_filename > kMaxMemberNameBytes;
+  const std::string_view raw_name(buffers.name.data(),
+                                  std::min<std::size_t>(info.size_filename, kMaxMemberNameBytes));
+  const std::string_view unicode_path =
+      name_too_long
+          ? std::string_view()
+          : UnicodePathOf(std::span<const char>(
+                              buffers.extra.data(),
+                              std::min<std::size_t>(info.size_file_extra, buffers.extra.size())),
+                          raw_name);
+  if ((info.flag & kFlagUtf8Name) != 0) {
+    member->name = platform::FromUtf8(raw_name);
+  } else if (!unicode_path.empty()) {
+    member->name = platform::FromUtf8(unicode_path);
+  } else {
+    member->name = device.code_page().ToWide(raw_name);
+  }
+  member->fault = 0;
+  if (name_too_long) {
+    // Enough of it for the user to know the member again.
+    constexpr std::size_t kShownNameUnits = 60;
+    if (member->name.size() > kShownNameUnits) member->name.resize(kShownNameUnits);
+    member->name += u"...";
+    member->fault = kArchiveMemberNameTooLong;
+  } else if ((info.flag & kFlagEncrypted) != 0) {
+    member->fault = kArchiveEncryptedMember;
+  } else if (info.compression_method != kMethodStored &&
+             info.compression_method != kMethodDeflated) {
+    member->fault = kArchiveUnsupportedMethod;
+  }
   return UNZ_OK;
 }
 
@@ -195,10 +357,15 @@ int ReadMemberInfo(const platform::Device& device, unzFile archive, MemberInfo* 
 // with it; stops at the first non-zero answer, or error, and returns it.
 template <typename Visit>
 int ForEachMember(const platform::Device& device, unzFile archive, Visit visit) {
+  unz_global_info64 global{};
+  if (unzGetGlobalInfo64(archive, &global) != UNZ_OK) return kArchiveBadGlobalInfo;
+  if (global.number_entry == 0) return 0;  // an empty archive: its end record alone
+  DirectoryBuffers buffers;
   for (int step = unzGoToFirstFile(archive); step != UNZ_END_OF_LIST_OF_FILE;
        step = unzGoToNextFile(archive)) {
     MemberInfo member;
-    if (const int result = step != UNZ_OK ? step : ReadMemberInfo(device, archive, &member);
+    if (const int result =
+            step != UNZ_OK ? step : ReadMemberInfo(device, archive, buffers, &member);
         result != 0) {
       return result;
     }
@@ -207,14 +374,21 @@ int ForEachMember(const platform::Device& device, unzFile archive, Visit visit) 
   return 0;
 }
 
+ArchiveMember MemberOf(const MemberInfo& member) {
+  return ArchiveMember{member.name,
+                       member.info.uncompressed_size,
+                       member.info.compressed_size,
+                       static_cast<int>(member.info.compression_method),
+                       MemberDate(member.info.tmu_date),
+                       static_cast<std::uint32_t>(member.info.internal_fa),
+                       static_cast<std::uint32_t>(member.info.external_fa),
+                       member.fault};
+}
+
 int ReadDirectory(const platform::Device& device, unzFile archive,
                   std::vector<ArchiveMember>* members) {
   return ForEachMember(device, archive, [members](const MemberInfo& member) {
-    members->push_back(ArchiveMember{
-        member.name, member.info.uncompressed_size, member.info.compressed_size,
-        static_cast<int>(member.info.compression_method), MemberDate(member.info.tmu_date),
-        static_cast<std::uint32_t>(member.info.internal_fa),
-        static_cast<std::uint32_t>(member.info.external_fa)});
+    members->push_back(MemberOf(member));
     return 0;
   });
 }
@@ -227,8 +401,9 @@ using MemberSink = std::function<bool(const unsigned char* bytes, std::size_t co
 // Inflates the member in hand here, so that its data is checked against the size and CRC the
 // directory states: nothing past the stated size ever reaches the sink.
 int InflateMember(unzFile archive, const unz_file_info64& info, const MemberSink& sink) {
+  if ((info.flag & kFlagEncrypted) != 0) return kArchiveEncryptedMember;
   if (info.compression_method != Z_DEFLATED && info.compression_method != 0) {
-    return kArchiveDataError;
+    return kArchiveUnsupportedMethod;
   }
   int method = 0;
   int level = 0;
@@ -347,11 +522,21 @@ int ExtractMemberAs(platform::Folder& folder, unzFile archive, const unz_file_in
   return result;
 }
 
-// Every member name is checked before anything is written.
-int CheckMemberNames(const platform::Device& device, unzFile archive) {
-  return ForEachMember(device, archive, [](const MemberInfo& member) {
+// Every member name is checked before anything is written; a name too long to read refuses the
+// archive too unless such members are passed over.
+int CheckMemberNames(const platform::Device& device, unzFile archive, bool skipping_faults) {
+  return ForEachMember(device, archive, [skipping_faults](const MemberInfo& member) {
+    if (member.fault == kArchiveMemberNameTooLong) {
+      return skipping_faults ? 0 : kArchiveMemberNameTooLong;
+    }
     return IsSafeMemberName(member.name) ? 0 : kArchiveUnsafeMemberName;
   });
+}
+
+// A folder entry: named with a trailing separator, or marked with the directory attribute.
+bool IsFolderEntry(const MemberInfo& member) {
+  return (!member.name.empty() && platform::IsPathSeparator(member.name.back())) ||
+         (member.info.external_fa & platform::kAttributeDirectory) != 0;
 }
 
 // --- adding a member ---
@@ -481,8 +666,11 @@ bool MemberNeedsZip64(std::uint64_t size, int method) {
 int AddFile(const platform::Device& device, std::u16string_view source_file,
             std::u16string_view archive_file, int method, const ArchiveProgress& progress) {
   if (source_file.empty() || archive_file.empty()) return kArchiveMissingName;
-  const std::string member_name = device.code_page().ToAnsi(platform::BaseName(source_file));
+  const std::u16string_view base_name = platform::BaseName(source_file);
+  const std::string member_name = device.code_page().ToAnsi(base_name);
   if (member_name.empty() || member_name.size() >= kMaxAnsiPathBytes) return kArchiveMissingName;
+  // A name the code page cannot spell would be stored with "?" in its place.
+  if (device.code_page().ToWide(member_name) != base_name) return kArchiveNameNotInCodePage;
 
   platform::FileSystem& files = device.files();
   platform::FileAttributeData attributes;
@@ -542,13 +730,127 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
   return result;
 }
 
+namespace {
+
+// The level whose flag bits a deflated member carries, so that its copy carries the same.
+int LevelOfFlag(uLong flag) {
+  switch ((flag >> 1) & 3) {
+    case 1:
+      return 9;
+    case 2:
+      return 2;
+    case 3:
+      return 1;
+    default:
+      return Z_DEFAULT_COMPRESSION;
+  }
+}
+
+// Copies the member in hand, its data as it is stored, into the archive being written.
+int CopyMember(unzFile source, zipFile target, const unz_file_info64& info,
+               std::span<const char> raw_name, std::span<const char> extra) {
+  int method = 0;
+  int level = 0;
+  if (const int result = unzOpenCurrentFile2(source, &method, &level, 1); result != UNZ_OK) {
+    return result;
+  }
+  zip_fileinfo file_info{};
+  file_info.dosDate = info.dosDate;
+  file_info.internal_fa = info.internal_fa;
+  file_info.external_fa = info.external_fa;
+  const std::string name(raw_name.begin(), raw_name.end());
+  // Without its ZIP64 part, which the writer makes again where the member needs it.
+  std::vector<char> kept_extra(extra.begin(), extra.end());
+  int kept_size = static_cast<int>(kept_extra.size());
+  if (kept_size > 0) zipRemoveExtraInfoBlock(kept_extra.data(), &kept_size, 0x0001);
+  kept_extra.resize(static_cast<std::size_t>(kept_size));
+  // The flag's encryption and UTF-8 bits stay; the level's come from the level.
+  const uLong flag = info.flag & (kFlagEncrypted | kFlagUtf8Name);
+  int result = zipOpenNewFileInZip4_64(
+      target, name.c_str(), &file_info, kept_extra.data(), static_cast<uInt>(kept_extra.size()),
+      kept_extra.data(), static_cast<uInt>(kept_extra.size()), nullptr,
+      static_cast<int>(info.compression_method), LevelOfFlag(info.flag), 1, -MAX_WBITS,
+      kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr, 0, info.version, flag,
+      info.uncompressed_size >= kZip64Limit || info.compressed_size >= kZip64Limit ? 1 : 0);
+  if (result == ZIP_OK) {
+    std::unique_ptr<unsigned char[]> buffer(new unsigned char[kChunkBytes]);
+    for (;;) {
+      const int read = unzReadCurrentFile(source, buffer.get(), kChunkBytes);
+      if (read < 0) result = read;
+      if (read <= 0) break;
+      if (zipWriteInFileInZip(target, buffer.get(), static_cast<unsigned>(read)) != ZIP_OK) {
+        result = kArchiveDataError;
+        break;
+      }
+    }
+    if (zipCloseFileInZipRaw64(target, info.uncompressed_size, info.crc) != ZIP_OK && result == 0)
+      result = kArchiveDataError;
+  }
+  unzCloseCurrentFile(source);
+  return result;
+}
+
+}  // namespace
+
+int RemoveMembers(const platform::Device& device, std::u16string_view archive_file,
+                  std::span<const std::u16string> names, std::size_t* removed) {
+  if (removed != nullptr) *removed = 0;
+  if (archive_file.empty()) return kArchiveMissingName;
+  const ArchiveReader reader(device, archive_file);
+  if (reader.error() != 0) return reader.error();
+  unzFile source = reader.get();
+  platform::FileSystem& files = device.files();
+  const std::u16string replacement = std::u16string(archive_file) + u".replacing";
+  ArchiveIo io{&files};
+  zlib_filefunc64_def functions = FileFunctions(&io);
+  zipFile target = zipOpen2_64(&replacement, APPEND_STATUS_CREATE, nullptr, &functions);
+  if (target == nullptr)
+    return io.last_error != kErrorSuccess ? static_cast<int>(io.last_error) : ZIP_ERRNO;
+  std::size_t count = 0;
+  DirectoryBuffers buffers;
+  int result = ForEachMember(device, source, [&](const MemberInfo& member) {
+    if (std::ranges::any_of(names, [&member](const std::u16string& name) {
+          return platform::EqualsIgnoringAsciiCase(name, member.name);
+        })) {
+      ++count;
+      return 0;
+    }
+    // The name and extra field again, as they stand in the directory.
+    unz_file_info64 info{};
+    if (const int read = unzGetCurrentFileInfo64(
+            source, &info, buffers.name.data(), buffers.name.size(), buffers.extra.data(),
+            static_cast<uLong>(buffers.extra.size()), nullptr, 0);
+        read != UNZ_OK) {
+      return read;
+    }
+    if (info.size_filename > kMaxMemberNameBytes) return kArchiveMemberNameTooLong;
+    return CopyMember(source, target, info,
+                      std::span<const char>(buffers.name.data(), info.size_filename),
+                      std::span<const char>(buffers.extra.data(), info.size_file_extra));
+  });
+  if (zipClose(target, nullptr) != ZIP_OK && result == 0) result = kArchiveDataError;
+  if (result == 0) {
+    if (const ErrorCode error = files.Rename(replacement, archive_file); error != kErrorSuccess)
+      result = static_cast<int>(error);
+  }
+  if (result != 0) {
+    files.DeleteFile(replacement);
+    return result;
+  }
+  if (removed != nullptr) *removed = count;
+  return 0;
+}
+
 int Extract(const platform::Device& device, std::u16string_view archive_file,
-            std::u16string_view destination_folder, std::vector<std::u16string>* extracted_files) {
+            std::u16string_view destination_folder, std::vector<std::u16string>* extracted_files,
+            std::vector<ArchiveMember>* skipped) {
   if (archive_file.empty()) return kArchiveMissingName;
   const ArchiveReader reader(device, archive_file);
   if (reader.error() != 0) return reader.error();
   unzFile archive = reader.get();
-  if (const int result = CheckMemberNames(device, archive); result != 0) return result;
+  if (const int result = CheckMemberNames(device, archive, skipped != nullptr); result != 0) {
+    return result;
+  }
   std::unique_ptr<platform::Folder> folder;
   std::u16string folder_path;
   if (const int result = OpenDestination(device, destination_folder, &folder, &folder_path);
@@ -556,13 +858,23 @@ int Extract(const platform::Device& device, std::u16string_view archive_file,
     return result;
   }
   return ForEachMember(device, archive, [&](const MemberInfo& member) {
+    if (member.fault != 0 && skipped != nullptr) {
+      skipped->push_back(MemberOf(member));
+      return 0;
+    }
+    if (IsFolderEntry(member)) {
+      std::u16string_view name = member.name;
+      while (!name.empty() && platform::IsPathSeparator(name.back())) name.remove_suffix(1);
+      if (name.empty()) return 0;
+      const ErrorCode error = folder->CreateFolder(name);
+      return error == kErrorSuccess ? 0 : static_cast<int>(error);
+    }
     const std::size_t last_separator = member.name.find_last_of(u"\\/");
     if (last_separator != std::u16string::npos) {
       if (const ErrorCode error = folder->CreateFolder(member.name.substr(0, last_separator));
           error != kErrorSuccess) {
         return static_cast<int>(error);
       }
-      if (last_separator + 1 == member.name.size()) return 0;  // a folder entry
     }
     if (const int result = ExtractMemberAs(*folder, archive, member.info, member.name);
         result != 0) {
@@ -594,13 +906,15 @@ int ExtractMembers(const platform::Device& device, std::u16string_view archive_f
     return result;
   }
   std::vector<MemberInfo> chosen(members.size());
+  DirectoryBuffers buffers;
   for (std::size_t index = 0; index < members.size(); ++index) {
     if (members[index].position >= places.size()) return kArchiveBadGlobalInfo;
     if (const int result = unzGoToFilePos64(archive, &places[members[index].position]);
         result != UNZ_OK) {
       return result;
     }
-    if (const int result = ReadMemberInfo(device, archive, &chosen[index]); result != UNZ_OK) {
+    if (const int result = ReadMemberInfo(device, archive, buffers, &chosen[index]);
+        result != UNZ_OK) {
       return result;
     }
   }
@@ -667,6 +981,12 @@ std::u16string ArchiveErrorText(int code) {
       return u"a member's name is too long";
     case kArchiveOwnMember:
       return u"the archive cannot be added to itself";
+    case kArchiveUnsupportedMethod:
+      return u"a member uses a compression method Kestrav does not read";
+    case kArchiveEncryptedMember:
+      return u"a member is encrypted";
+    case kArchiveNameNotInCodePage:
+      return u"the file's name cannot be written in the device's code page";
     case Z_DATA_ERROR:
       return u"a member's data is damaged";
     case UNZ_CRCERROR:
@@ -677,6 +997,56 @@ std::u16string ArchiveErrorText(int code) {
     if (!text.empty()) return text;
   }
   return platform::Format(u"archive error %d", code);
+}
+
+std::u16string_view CompressionMethodName(int method) {
+  switch (method) {
+    case kMethodStored:
+      return u"Stored";
+    case 1:
+      return u"Shrunk";
+    case 6:
+      return u"Imploded";
+    case kMethodDeflated:
+      return u"Deflated";
+    case 9:
+      return u"Deflate64";
+    case 12:
+      return u"bzip2";
+    case 14:
+      return u"LZMA";
+    case 93:
+      return u"zstd";
+    case 95:
+      return u"xz";
+    case 96:
+      return u"JPEG";
+    case 97:
+      return u"WavPack";
+    case 98:
+      return u"PPMd";
+    case 99:
+      return u"AES";
+    default:
+      return {};
+  }
+}
+
+std::u16string MemberFaultText(const ArchiveMember& member) {
+  switch (member.fault) {
+    case kArchiveEncryptedMember:
+      return u"is encrypted";
+    case kArchiveMemberNameTooLong:
+      return u"has a name too long to read";
+    case kArchiveUnsupportedMethod: {
+      const std::u16string_view name = CompressionMethodName(member.method);
+      return platform::Format(u"uses compression method %d", member.method) +
+             (name.empty() ? u"" : u" (" + std::u16string(name) + u")") +
+             u", which Kestrav does not read";
+    }
+    default:
+      return ArchiveErrorText(member.fault);
+  }
 }
 
 }  // namespace kestrav::records

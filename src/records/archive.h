@@ -38,6 +38,9 @@ inline constexpr int kArchiveUnsafeMemberName = -120;   // a member would land o
 inline constexpr int kArchiveMemberTooLarge = -121;     // a member inflates past its stated size
 inline constexpr int kArchiveMemberNameTooLong = -122;  // a member's name is past the maximum
 inline constexpr int kArchiveOwnMember = -123;          // the file to add is the archive itself
+inline constexpr int kArchiveUnsupportedMethod = -124;  // a member's compression method is not read
+inline constexpr int kArchiveEncryptedMember = -125;    // a member is encrypted
+inline constexpr int kArchiveNameNotInCodePage = -126;  // a file's name has no ANSI spelling
 
 inline constexpr int kMethodStored = 0;
 inline constexpr int kMethodDeflated = 8;
@@ -57,13 +60,38 @@ bool MemberNeedsZip64(std::uint64_t size, int method);
 int AddFile(const platform::Device& device, std::u16string_view source_file,
             std::u16string_view archive_file, int method, const ArchiveProgress& progress);
 
+struct ArchiveMember {
+  std::u16string name;
+  std::uint64_t size = 0;
+  std::uint64_t packed_size = 0;
+  int method = 0;
+  // The member's date as the program reads it back: the stored month shift undone, UTC.
+  platform::SystemTime date;
+  std::uint32_t internal_attributes = 0;
+  std::uint32_t external_attributes = 0;
+  // Why this program cannot read the member - kArchiveEncryptedMember, kArchiveUnsupportedMethod
+  // or kArchiveMemberNameTooLong (its name then cut, ending in "...") - or 0.
+  int fault = 0;
+};
+
+// Takes the members of those names (compared ignoring ASCII case, as the device's files are)
+// out of the archive: the others are copied as they are into a new archive beside it, which then
+// replaces it in one step, so that a failure leaves the archive as it was. *removed, when given,
+// receives how many members went. Returns 0 or an error code.
+int RemoveMembers(const platform::Device& device, std::u16string_view archive_file,
+                  std::span<const std::u16string> names, std::size_t* removed);
+
 // Extracts every member into the destination folder (created with its parents when missing; an
-// empty folder means the program's own folder), creating the folders a member name holds.
+// empty folder means the program's own folder), creating the folders a member name holds; a
+// member named with a trailing separator, or carrying the directory attribute, is a folder.
 // A member whose name would leave the folder refuses the whole archive before anything is
 // written. When extraction fails part way, the file of the member in hand is removed and the
 // files of earlier members stay. extracted_files, when given, receives each file written.
+// skipped, when given, receives the members this program cannot read (their fault set) and the
+// others are extracted; without it such a member fails the extraction with its fault.
 int Extract(const platform::Device& device, std::u16string_view archive_file,
-            std::u16string_view destination_folder, std::vector<std::u16string>* extracted_files);
+            std::u16string_view destination_folder, std::vector<std::u16string>* extracted_files,
+            std::vector<ArchiveMember>* skipped = nullptr);
 
 // A member to extract under a name of the caller's choosing. position: its 0-based place in the
 // archive's directory, as ListMembers gives them. file_name: a plain name, without folders.
@@ -81,18 +109,9 @@ int ExtractMembers(const platform::Device& device, std::u16string_view archive_f
                    std::u16string_view destination_folder, std::span<const MemberToExtract> members,
                    std::vector<std::u16string>* extracted_files);
 
-struct ArchiveMember {
-  std::u16string name;
-  std::uint64_t size = 0;
-  std::uint64_t packed_size = 0;
-  int method = 0;
-  // The member's date as the program reads it back: the stored month shift undone, UTC.
-  platform::SystemTime date;
-  std::uint32_t internal_attributes = 0;
-  std::uint32_t external_attributes = 0;
-};
-
-// Reads the archive's directory. Returns 0 or an error code.
+// Reads the archive's directory. A member's name is read as UTF-8 when the archive says so (the
+// name's UTF-8 flag, or an Info-ZIP Unicode path field that matches it), else in the ANSI code
+// page. A member this program cannot read is listed with its fault. Returns 0 or an error code.
 int ListMembers(const platform::Device& device, std::u16string_view archive_file,
                 std::vector<ArchiveMember>* members);
 
@@ -104,5 +123,12 @@ int TestArchive(const platform::Device& device, std::u16string_view archive_file
 
 // A short text for an archive result, for front ends; empty for 0.
 std::u16string ArchiveErrorText(int code);
+
+// A compression method's common name ("Stored", "Deflated", "bzip2"); empty when unknown.
+std::u16string_view CompressionMethodName(int method);
+
+// Why a member with a fault is passed over, after its name: "uses compression method 12 (bzip2),
+// which Kestrav does not read", "is encrypted", "has a name too long to read".
+std::u16string MemberFaultText(const ArchiveMember& member);
 
 }  // namespace kestrav::records

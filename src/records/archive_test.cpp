@@ -483,17 +483,29 @@ TEST_F(ArchiveExtract, RefusesNamesThatLeaveTheFolderBeforeWritingAnything) {
   }
 }
 
-TEST_F(ArchiveExtract, NameLongerThanTheMaximumIsRefusedByEveryReader) {
+// A name past the maximum is listed cut, with its fault; extraction refuses the archive unless
+// such members are passed over.
+TEST_F(ArchiveExtract, NameLongerThanTheMaximumIsListedCutAndNeverExtracted) {
   std::vector<ArchiveMember> members;
   WriteRawArchive(HostPath(kArchive), {{std::string(1024, 'n'), "fits"}});
   EXPECT_EQ(ListMembers(device(), kArchive, &members), 0);
+  EXPECT_EQ(members.at(0).fault, 0);
   WriteRawArchive(HostPath(kArchive), {{"first.csc", "x"}, {std::string(1025, 'n'), "too long"}});
-  EXPECT_EQ(ListMembers(device(), kArchive, &members), kArchiveMemberNameTooLong);
+  members.clear();
+  ASSERT_EQ(ListMembers(device(), kArchive, &members), 0);
+  ASSERT_EQ(members.size(), 2u);
+  EXPECT_EQ(members[0].fault, 0);
+  EXPECT_EQ(members[1].name, std::u16string(60, u'n') + u"...");
+  EXPECT_EQ(members[1].fault, kArchiveMemberNameTooLong);
   EXPECT_EQ(Extract(device(), kArchive, u"\\Restore", nullptr), kArchiveMemberNameTooLong);
-  const MemberToExtract second[] = {{1, u"second.csc"}};
-  EXPECT_EQ(ExtractMembers(device(), kArchive, u"\\Restore", second, nullptr),
-            kArchiveMemberNameTooLong);
   EXPECT_FALSE(fs::exists(HostPath(u"\\Restore")));
+
+  std::vector<std::u16string> extracted;
+  std::vector<ArchiveMember> skipped;
+  EXPECT_EQ(Extract(device(), kArchive, u"\\Restore", &extracted, &skipped), 0);
+  EXPECT_EQ(extracted, std::vector<std::u16string>{u"\\Restore\\first.csc"});
+  ASSERT_EQ(skipped.size(), 1u);
+  EXPECT_EQ(MemberFaultText(skipped[0]), u"has a name too long to read");
 }
 
 // A folder link or a file link planted in the destination leads nowhere.
