@@ -6,6 +6,8 @@
 #include <set>
 #include <vector>
 
+#include "platform/host/host_commands.h"
+#include "platform/host/xdg_shell.h"
 #include "platform/test_support/temporary_device.h"
 #include "settings/reg_key.h"
 
@@ -228,6 +230,36 @@ TEST_F(FileTypesTest, AShortcutThatCannotBeMadeIsRecordedAllTheSame) {
   ToggleShortcut(device(), false);
   EXPECT_TRUE(shell_.links.empty());
   EXPECT_EQ(Recorded(), u"\"/opt/Kestrav/bin/kestrav\"");
+}
+
+// The same steps on the desktop itself, in folders of the test's own.
+TEST(FileTypesOnTheDesktop, AMovedProgramRegistersAgainAndTheShortcutIsAnApplication) {
+  testing::TemporaryDevice device;
+  testing::TemporaryFolder folder;
+  platform::host::SpawnedHostCommands commands;
+  if (!commands.Run("sh", {"-c", "command -v update-mime-database"}).Succeeded())
+    GTEST_SKIP() << "update-mime-database is not installed (shared-mime-info)";
+  platform::host::XdgShell shell(folder.path() / "data", folder.path() / "config", commands);
+  device.device().AttachShell(&shell);
+  std::u16string program;
+  ASSERT_EQ(shell.ProgramPath(&program), kErrorSuccess);
+
+  EXPECT_FALSE(FileTypesRegistered(device.device()));
+  EnsureFileTypesRegistered(device.device());
+  EXPECT_TRUE(FileTypesRegistered(device.device()));
+  // Where the program was before it moved.
+  shell.WriteOpenCommand(u"mbckpfile", u"\"/media/old/kestrav\" %1");
+  EXPECT_FALSE(FileTypesRegistered(device.device()));
+  EnsureFileTypesRegistered(device.device());
+  EXPECT_TRUE(FileTypesRegistered(device.device()));
+
+  const std::filesystem::path entry = folder.path() / "data" / "applications" / "Kestrav.desktop";
+  ToggleShortcut(device.device(), IsShortcutChecked(device.device()));
+  EXPECT_TRUE(std::filesystem::exists(entry));
+  EXPECT_TRUE(IsShortcutChecked(device.device()));
+  ToggleShortcut(device.device(), IsShortcutChecked(device.device()));
+  EXPECT_FALSE(std::filesystem::exists(entry));
+  EXPECT_FALSE(IsShortcutChecked(device.device()));
 }
 
 TEST(ShortcutLinkFile, TakesASeparatorOnlyWhenTheFolderHasNone) {

@@ -13,6 +13,7 @@
 #include "platform/host/sqlite_object_store.h"
 #include "platform/host/sqlite_registry.h"
 #include "platform/host/systemd_timers.h"
+#include "platform/host/xdg_shell.h"
 
 namespace kestrav::platform::host {
 namespace {
@@ -142,6 +143,9 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
       zone_variable != nullptr ? std::optional<std::string>(zone_variable) : std::nullopt);
   host->power_ = std::make_unique<LogindPower>(*host->commands_);
   host->device_->AttachScheduling(host->notifications_.get(), host->power_.get());
+  host->shell_ =
+      std::make_unique<XdgShell>(XdgShell::DataHome(), XdgShell::ConfigHome(), *host->commands_);
+  host->device_->AttachShell(host->shell_.get());
   return host;
 }
 

@@ -31,6 +31,7 @@ class SqliteMessageRuntime;
 class SqliteObjectStore;
 class SqliteRegistry;
 class SystemdNotifications;
+class XdgShell;
 
 struct DeviceIdentity {
   int os_major_version = kWindowsMobile2005;
@@ -93,6 +94,7 @@ class HostDevice {
   std::unique_ptr<SpawnedHostCommands> commands_;
   std::unique_ptr<SystemdNotifications> notifications_;
   std::unique_ptr<LogindPower> power_;
+  std::unique_ptr<XdgShell> shell_;
   std::unique_ptr<Device> device_;
 };
 

@@ -16,6 +16,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kDeleted = " (deleted)";
+constexpr std::string_view kCommandLineProgram = "kestrav-cli";
+constexpr std::string_view kWindowProgram = "kestrav";
 
 }  // namespace
 
@@ -49,6 +51,22 @@ std::u16string RunningProgramPath() {
   }
   // A name that is not UTF-8 would come back as another.
   return IsUtf8(program) ? FromUtf8(program) : std::u16string();
+}
+
+std::u16string WindowProgramPath() {
+  return WindowProgramBeside(RunningProgramPath());
+}
+
+std::u16string WindowProgramBeside(std::u16string_view running) {
+  const fs::path program(ToUtf8(running));
+  if (program.filename() != kCommandLineProgram) return std::u16string(running);
+  const fs::path window = program.parent_path() / kWindowProgram;
+  struct stat status {};
+  if (::stat(window.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+      ::access(window.c_str(), X_OK) != 0) {
+    return std::u16string(running);
+  }
+  return FromUtf8(window.string());
 }
 
 bool IsUtf8(std::string_view text) {

@@ -19,6 +19,13 @@ std::filesystem::path UserFolder(const char* variable, std::string_view below_ho
 // program that replaced it. Empty when no program is there to start, or its path is not UTF-8.
 std::u16string RunningProgramPath();
 
+// The window program that opens the program's files and starts from the applications menu: the
+// running program, except that kestrav-cli names the `kestrav` installed beside it when there is
+// one, so that a registration made from the command line opens files in the window.
+std::u16string WindowProgramPath();
+// The same choice for a given running program's path.
+std::u16string WindowProgramBeside(std::u16string_view running);
+
 // Whether the bytes are UTF-8 that reads back as itself.
 bool IsUtf8(std::string_view text);
 
