@@ -93,6 +93,7 @@ void AddDeleteAllCommand(CLI::App& app, CommandContext& context);
 void AddImportContactsCommand(CLI::App& app, CommandContext& context);
 void AddUndoCommand(CLI::App& app, CommandContext& context);
 void AddScheduleCommand(CLI::App& app, CommandContext& context);
+void AddDesktopCommand(CLI::App& app, CommandContext& context);
 // "device init", and "device dump" and "device load" (AddDeviceDataCommands).
 void AddDeviceCommand(CLI::App& app, CommandContext& context);
 void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context);

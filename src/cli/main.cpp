@@ -157,6 +157,7 @@ int main(int argc, char** argv) {
   AddAddCommand(app, context);
   AddDeviceCommand(app, context);
   AddScheduleCommand(app, context);
+  AddDesktopCommand(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

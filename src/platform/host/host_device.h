@@ -77,6 +77,8 @@ class HostDevice {
   // The profile's timed launches as systemd user timers, which say whether the user's manager
   // took them; null for a device without a profile.
   SystemdNotifications* notifications() { return notifications_.get(); }
+  // The desktop's file types and applications menu; null for a device without a profile.
+  XdgShell* shell() { return shell_.get(); }
 
  private:
   HostDevice(std::filesystem::path device_root, std::u16string temp_folder,

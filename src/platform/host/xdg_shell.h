@@ -67,10 +67,14 @@ class XdgShell : public Shell {
   // The window program (WindowProgramPath), which opens the files and the menu entry starts.
   ErrorCode ProgramPath(std::u16string* path) override;
 
+  // The user's data folder; empty when the environment names no home, and then every call fails.
+  const std::filesystem::path& data_home() const { return data_home_; }
   std::filesystem::path MimeFolder() const { return data_home_ / "mime"; }
   std::filesystem::path PackageFile() const;
   std::filesystem::path OpenerEntry() const;
   std::filesystem::path DefaultsFile() const;
+  // The desktop entry a link of the Programs folder is.
+  ErrorCode LinkEntry(std::u16string_view link, std::filesystem::path* entry) const;
 
  private:
   class Package;
@@ -81,7 +85,6 @@ class XdgShell : public Shell {
   template <typename Change>
   ErrorCode ChangeType(std::u16string_view type_id, Change change);
   ErrorCode UpdateDatabase();
-  ErrorCode LinkEntry(std::u16string_view link, std::filesystem::path* entry) const;
 
   std::filesystem::path data_home_;
   std::filesystem::path config_home_;
