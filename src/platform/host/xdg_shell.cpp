@@ -564,7 +564,10 @@ ErrorCode XdgShell::WriteOpenCommand(std::u16string_view type_id, std::u16string
                              KeyFileString(ExecArgument(*program) + " %f") +
                              "\nIcon=" + kProgramIcon +
                              "\nTerminal=false\nNoDisplay=true\nMimeType=" + types + "\n";
-  if (ErrorCode error = WriteWholeFile(OpenerEntry(), opener, true)) return error;
+  // Files already as they should be are left alone: registration writes seven types in a row.
+  if (opener != entry) {
+    if (ErrorCode error = WriteWholeFile(OpenerEntry(), opener, true)) return error;
+  }
 
   // The user's list may be a link into their own dotfiles: the file it names is changed.
   fs::path defaults_file = DefaultsFile();
@@ -576,9 +579,9 @@ ErrorCode XdgShell::WriteOpenCommand(std::u16string_view type_id, std::u16string
   std::string defaults;
   const ErrorCode defaults_read = ReadSessionFile(defaults_file, &defaults);
   if (defaults_read != kErrorSuccess && defaults_read != kErrorFileNotFound) return defaults_read;
-  return WriteWholeFile(
-      defaults_file,
-      WithKeyValue(defaults, kDefaultsGroup, mime_type, std::string(kOpenerName) + ";"), true);
+  const std::string chosen =
+      WithKeyValue(defaults, kDefaultsGroup, mime_type, std::string(kOpenerName) + ";");
+  return chosen == defaults ? kErrorSuccess : WriteWholeFile(defaults_file, chosen, true);
 }
 
 ErrorCode XdgShell::ProgramsFolder(std::u16string* folder) {
