@@ -18,13 +18,17 @@ constexpr char16_t kRestoreTitle[] = u"PIM restore status";
 // One batch of rows a frame at most.
 constexpr int kRepaintMilliseconds = 16;
 
-void SetBar(QProgressBar* bar, std::uint32_t position, std::optional<std::uint32_t> upper_bound) {
-  // The bars take int ranges; an archive member beyond 2 GiB keeps its proportion.
-  auto clamp = [](std::uint32_t value) {
-    return static_cast<int>(std::min<std::uint32_t>(value, std::numeric_limits<int>::max()));
-  };
-  if (upper_bound) bar->setRange(0, clamp(*upper_bound));
-  bar->setValue(std::min(clamp(position), bar->maximum()));
+// The bars count in int; a range beyond it (an archive member of 2 GiB or more) is counted in
+// halves, so the bar keeps its proportion.
+void SetBar(QProgressBar* bar, bool* halved, std::uint32_t position,
+            std::optional<std::uint32_t> upper_bound) {
+  constexpr std::uint32_t kLargest = std::numeric_limits<int>::max();
+  if (upper_bound) {
+    *halved = *upper_bound > kLargest;
+    bar->setRange(0, static_cast<int>(*halved ? *upper_bound / 2 : *upper_bound));
+  }
+  const std::uint32_t value = *halved ? position / 2 : std::min(position, kLargest);
+  bar->setValue(std::min(static_cast<int>(value), bar->maximum()));
 }
 
 QProgressBar* MakeBar(const char* id, const QString& accessible_name, QWidget* parent) {
@@ -82,8 +86,8 @@ void StatusPage::BeginJob(bool is_backup) {
   repaint_timer_.stop();
   title_->setText(QString::fromStdU16String(is_backup ? kBackupTitle : kRestoreTitle));
   model_->Clear();
-  SetBar(item_bar_, 0, 100);
-  SetBar(overall_bar_, 0, 100);
+  SetBar(item_bar_, &item_bar_halved_, 0, 100);
+  SetBar(overall_bar_, &overall_bar_halved_, 0, 100);
 }
 
 void StatusPage::AddRow(const engine::LogRow& row) {
@@ -97,12 +101,12 @@ void StatusPage::AddRow(const engine::LogRow& row) {
 }
 
 void StatusPage::SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) {
-  SetBar(item_bar_, position, upper_bound);
+  SetBar(item_bar_, &item_bar_halved_, position, upper_bound);
 }
 
 void StatusPage::SetOverallProgress(std::uint32_t position,
                                     std::optional<std::uint32_t> upper_bound) {
-  SetBar(overall_bar_, position, upper_bound);
+  SetBar(overall_bar_, &overall_bar_halved_, position, upper_bound);
 }
 
 void StatusPage::ShowPendingRows() {

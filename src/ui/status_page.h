@@ -50,6 +50,8 @@ class StatusPage : public QWidget {
   QTreeView* log_;
   QProgressBar* item_bar_;
   QProgressBar* overall_bar_;
+  bool item_bar_halved_ = false;
+  bool overall_bar_halved_ = false;
   StatusModel* model_;
   QTimer repaint_timer_;
 };

@@ -115,14 +115,19 @@ class StatusPageTest : public QObject {
                              static_cast<QWidget*>(overall_bar)})
       QVERIFY(!control->accessibleName().isEmpty());
 
-    // The next job, a restore, starts on an empty page with fresh bars.
-    QVERIFY(runner.Start(false, [](auto, auto) { return JobOutcome{false, u"a store failed"}; }));
+    // The next job, a restore, starts on an empty page with fresh bars; a member of 4 GB keeps
+    // its proportion on the item bar.
+    QVERIFY(runner.Start(false, [](engine::ProgressSink* sink, engine::CancelFlag*) {
+      engine::PostProgress(sink, 3'000'000'000u, 4'000'000'000u, false);
+      return JobOutcome{false, u"a store failed"};
+    }));
     QCOMPARE(WaitForEnd(runner).failure, std::u16string(u"a store failed"));
     QCOMPARE(page_->findChild<QLabel*>("1020")->text(), QStringLiteral("PIM restore status"));
     QCOMPARE(model.rowCount(), 1);
     QCOMPARE(Cell(model, 0, 1), QStringLiteral("Preparing restore..."));
-    QCOMPARE(item_bar->maximum(), 100);
-    QCOMPARE(item_bar->value(), 0);
+    QCOMPARE(item_bar->value() * 4, item_bar->maximum() * 3);
+    QCOMPARE(overall_bar->maximum(), 100);
+    QCOMPARE(overall_bar->value(), 0);
   }
 
   void AHundredThousandRowsReachTheListInBatches() {
