@@ -125,7 +125,7 @@ class StatusPageTest : public QObject {
     QCOMPARE(page_->findChild<QLabel*>("1020")->text(), QStringLiteral("PIM restore status"));
     QCOMPARE(model.rowCount(), 1);
     QCOMPARE(Cell(model, 0, 1), QStringLiteral("Preparing restore..."));
-    QCOMPARE(item_bar->value() * 4, item_bar->maximum() * 3);
+    QCOMPARE(qint64{item_bar->value()} * 4, qint64{item_bar->maximum()} * 3);
     QCOMPARE(overall_bar->maximum(), 100);
     QCOMPARE(overall_bar->value(), 0);
   }
