@@ -17,6 +17,7 @@
 #include "platform/test_support/temporary_device.h"
 #include "profile/sample_data.h"
 #include "ui/job_runner.h"
+#include "ui/qt_progress_sink.h"
 
 namespace kestrav::ui {
 namespace {
@@ -161,6 +162,26 @@ class StatusPageTest : public QObject {
     // went on answering meanwhile.
     QVERIFY2(inserts < kRows / 20, qPrintable(QString::number(inserts)));
     QVERIFY(ticks > 0);
+  }
+
+  void AJobFarAheadOfThePageWaitsForIt() {
+    JobRunner runner(page_.get(), device_.clock());
+    constexpr int kRows = 3 * QtProgressSink::kMostBehind;
+    std::atomic<int> posted = 0;
+    QVERIFY(runner.Start(true, [&](engine::ProgressSink* sink, engine::CancelFlag*) {
+      for (int row = 0; row < kRows; ++row) {
+        engine::PostLog(sink, u"row", LogIcon::kInformation);
+        ++posted;
+      }
+      return JobOutcome{};
+    }));
+    // The GUI thread takes nothing meanwhile: the job stops as far ahead as it may be.
+    for (int wait = 0; wait < 10'000 && posted < int{QtProgressSink::kMostBehind}; ++wait)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    QCOMPARE(posted.load(), int{QtProgressSink::kMostBehind});
+    WaitForEnd(runner);
+    QCOMPARE(page_->model().rowCount(), kRows + 1);
   }
 
   void AClosedPageMakesLaterReportsNoOps() {
