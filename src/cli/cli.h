@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "engine/device_job.h"
+#include "kinds/jobs.h"
 #include "platform/device.h"
 #include "platform/host/host_device.h"
 
@@ -40,6 +41,9 @@ class CommandContext {
   std::unique_ptr<engine::DeviceJob> BeginJob(const platform::Device& device, std::u16string name,
                                               bool changes_stores,
                                               std::u16string* refusal = nullptr) const;
+  // How this program's jobs wait for another job (--wait, saying so on standard error) and name
+  // the host's files in the line that says how they ended.
+  kinds::FrontEnd FrontEnd(platform::host::HostDevice& host) const;
   // After a job: fails with `what` and the store that failed under the job and its cause, when
   // one did; otherwise returns kExitSuccess, or fails with `what` alone when always_fail is set.
   int FailOnStoreFailure(const engine::DeviceJob& job, std::string_view what,
@@ -60,8 +64,6 @@ class CommandContext {
 };
 
 inline constexpr int kExitSuccess = 0;
-// How long the unattended backup waits for another job on its device.
-inline constexpr int kScheduledWaitSeconds = 60 * 60;
 inline constexpr int kExitFailure = 1;
 
 // A host path given on the command line, as the device's file system takes it.
@@ -71,19 +73,6 @@ std::u16string CommandLinePath(const std::string& path);
 // a blank and more), as a timer starts the program: its rows on standard output, then the
 // program's exit status. Nothing when the command line is another.
 std::optional<int> RunScheduledStart(CommandContext& context, std::u16string_view command_line);
-// A name from an archive or a file, for a terminal: control characters shown as "\x1b".
-std::string PrintableName(std::u16string_view name);
-// When the profile's schedule runs next, as the user reads it: the weekday, the local date and
-// time, and the zone ("Saturday 2026-11-28 10:30:00 Europe/Berlin"); nothing when no run is armed.
-// *passed (when given) tells whether that time has passed already, so that the timer never
-// elapses - which the handheld's mix of the UTC date and the local time of day can arm east of
-// UTC (kNextRunPassed).
-std::optional<std::string> NextScheduledRunText(platform::host::HostDevice& host,
-                                                bool* passed = nullptr);
-inline constexpr char kNextRunPassed[] =
-    "has passed already: as on the handheld, the run's date is the UTC date, here a day behind "
-    "the local one, so no run comes until the schedule is saved again";
-
 void AddListCommand(CLI::App& app, CommandContext& context);
 void AddExtractCommand(CLI::App& app, CommandContext& context);
 void AddAddCommand(CLI::App& app, CommandContext& context);

@@ -3,8 +3,8 @@
 #include <thread>
 
 #include "cli/cli.h"
-#include "cli/console_sink.h"
 #include "engine/progress_sink.h"
+#include "kinds/console_sink.h"
 #include "platform/text.h"
 #include "records/archive.h"
 
@@ -40,7 +40,7 @@ int SettleNamesTaken(CommandContext& context, const platform::Device& device,
   }
   if (taken.empty()) return kExitSuccess;
   if (!options.replace) {
-    return context.Fail(options.archive + " already holds " + PrintableName(taken.front()) +
+    return context.Fail(options.archive + " already holds " + kinds::PrintableText(taken.front()) +
                         "; add --replace to put the new file in its place");
   }
   if (const int result = records::RemoveMembers(device, archive, taken, nullptr); result != 0) {
@@ -65,13 +65,13 @@ int AddFiles(CommandContext& context, const AddOptions& options) {
               platform::BaseName(CommandLinePath(options.files[earlier])),
               platform::BaseName(path))) {
         return context.Fail(options.files[index] + ": a second file named " +
-                            PrintableName(std::u16string(platform::BaseName(path))));
+                            kinds::PrintableText(std::u16string(platform::BaseName(path))));
       }
     }
   }
   if (const int result = SettleNamesTaken(context, device, options); result != kExitSuccess)
     return result;
-  ConsoleSink sink(device.clock(), stdout, IsTerminal(stdout));
+  kinds::ConsoleSink sink(device.clock(), stdout, kinds::IsTerminal(stdout));
   std::atomic<bool> done = false;
   int result = 0;
   std::string failed_file;

@@ -40,12 +40,8 @@ int Backup(CommandContext& context, const BackupOptions& options) {
   if (folder.size() > 1) folder.pop_back();
   if (!folder.empty() && (!files.Exists(folder) || files.FileExists(folder)))
     return context.Fail(host->files().HostPath(folder).string() + ": no such folder");
-  const bool replacing = files.FileExists(archive);
-  if (replacing && !options.overwrite)
+  if (files.FileExists(archive) && !options.overwrite)
     return context.Fail(archive_shown + ": the file exists (--overwrite replaces it)");
-  const std::unique_ptr<engine::DeviceJob> device_job =
-      context.BeginJob(device, u"backup to " + archive, false);
-  if (!device_job) return kExitFailure;
 
   engine::BackupJob job;
   job.archive_file = archive;
@@ -54,26 +50,14 @@ int Backup(CommandContext& context, const BackupOptions& options) {
   job.messages_option.store_attachments = options.attachments;
   if (!ChooseMessageFolders(device, options.folders, &job.messages_option, &reason))
     return context.Fail(reason);
-  std::u16string fault;
-  const JobOutcome outcome =
-      RunJob(device.clock(), true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-        fault = kinds::RunBackupJob(device, job, sink, cancel);
-      });
-  // An archive that was there is replaced only by a whole new one.
-  const std::string kept = replacing ? "; the archive that was there is as it was" : "";
-  if (outcome.canceled) return context.Fail("the backup was canceled" + kept);
-  if (job.written_archive.empty())
-    return context.Fail(archive_shown + ": " + platform::ToUtf8(fault) + kept);
-  const std::string written_shown = host->files().HostPath(job.written_archive).string();
-  std::printf("Backup file: %s\n", written_shown.c_str());
-  if (fault.empty()) return kExitSuccess;
-  // The kinds that worked are kept; what is missing is said, and where they went.
-  std::string message =
-      archive_shown + ": " + platform::ToUtf8(fault) + " (see the rows marked (!))";
-  message += job.written_archive == archive
-                 ? "; it holds the kinds that worked"
-                 : kept + "; this backup, with the kinds that worked, is " + written_shown;
-  return context.Fail(message);
+  kinds::JobOutcome outcome;
+  RunJob(device.clock(), true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+    outcome = kinds::RunBackup(device, job, sink, cancel, context.FrontEnd(*host));
+  });
+  if (!outcome.canceled && !job.written_archive.empty())
+    std::printf("Backup file: %s\n", host->files().HostPath(job.written_archive).c_str());
+  if (!outcome.failure.empty()) return context.Fail(outcome.failure);
+  return kExitSuccess;
 }
 
 }  // namespace

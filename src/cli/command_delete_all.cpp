@@ -5,8 +5,9 @@
 
 #include "cli/cli.h"
 #include "cli/command_words.h"
-#include "cli/console_sink.h"
 #include "devicedb/pim_volume.h"
+#include "kinds/console_sink.h"
+#include "kinds/jobs.h"
 #include "kinds/kinds.h"
 #include "platform/text.h"
 
@@ -72,21 +73,16 @@ int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
     if (!Confirmed(row->delete_confirm, row->delete_confirm_caption))
       return context.Fail("nothing deleted");
   }
-  const std::u16string job_name = u"delete-all " + platform::FromUtf8(KindCommandWord(row->kind));
-  const std::unique_ptr<engine::DeviceJob> job = context.BeginJob(host->device(), job_name, true);
-  if (!job) return kExitFailure;
-  if (std::u16string snapshot_failure; !job->TakeSnapshot(&snapshot_failure))
-    return context.Fail(snapshot_failure);
-  ConsoleDeletionProgress progress(IsTerminal(stdout));
-  const std::optional<std::u16string> result = row->delete_all(host->device(), progress);
-  if (!result) {
-    return context.FailOnStoreFailure(
-        *job, "the " + platform::ToUtf8(engine::KindInfo(row->kind).word) + " cannot be reached",
-        true);
+  ConsoleDeletionProgress progress(kinds::IsTerminal(stdout));
+  const kinds::DeletionOutcome outcome =
+      kinds::RunDeleteAll(host->device(), *row, progress, context.FrontEnd(*host),
+                          u"delete-all " + platform::FromUtf8(KindCommandWord(row->kind)));
+  if (outcome.result) {
+    std::printf("%s\n", platform::ToUtf8(*outcome.result).c_str());
+    std::fflush(stdout);
   }
-  std::printf("%s\n", platform::ToUtf8(*result).c_str());
-  std::fflush(stdout);
-  return context.FailOnStoreFailure(*job, "not everything was deleted");
+  if (!outcome.failure.empty()) return context.Fail(outcome.failure);
+  return kExitSuccess;
 }
 
 }  // namespace

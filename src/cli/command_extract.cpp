@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "kinds/console_sink.h"
 #include "platform/text.h"
 #include "records/archive.h"
 
@@ -17,7 +18,7 @@ int ExtractArchive(CommandContext& context, const std::string& archive, const st
   const int result =
       records::Extract(device->device(), archive_path,
                        CommandLinePath(folder.empty() ? "." : folder), &extracted, &skipped);
-  for (const std::u16string& file : extracted) std::cout << PrintableName(file) << '\n';
+  for (const std::u16string& file : extracted) std::cout << kinds::PrintableText(file) << '\n';
   if (result != 0) {
     return context.Fail(archive + ": " + platform::ToUtf8(records::ArchiveErrorText(result)));
   }
@@ -28,7 +29,7 @@ int ExtractArchive(CommandContext& context, const std::string& archive, const st
                        (skipped.size() == 1 ? "was" : "were") + " not extracted: ";
     for (std::size_t index = 0; index < skipped.size(); ++index) {
       if (index > 0) line += "; ";
-      line += PrintableName(skipped[index].name) + ' ' +
+      line += kinds::PrintableText(skipped[index].name) + ' ' +
               platform::ToUtf8(records::MemberFaultText(skipped[index]));
     }
     return context.Fail(line);

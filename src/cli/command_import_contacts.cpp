@@ -133,7 +133,7 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
       refusal) {
     return FailWithRefusal(context, *refusal);
   }
-  return RunCheckedRestore(context, device, *device_job, job, "import");
+  return RunCheckedRestore(context, device, *device_job, job, u"import", context.FrontEnd(*host));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "kinds/console_sink.h"
 #include "platform/text.h"
 #include "records/archive.h"
 
@@ -32,7 +33,7 @@ int ListArchive(CommandContext& context, const std::string& archive) {
                 static_cast<unsigned long long>(member.packed_size),
                 MethodName(member.method).c_str(), member.date.year, member.date.month,
                 member.date.day, member.date.hour, member.date.minute, member.date.second,
-                PrintableName(member.name).c_str());
+                kinds::PrintableText(member.name).c_str());
     size += member.size;
     packed += member.packed_size;
   }
@@ -42,7 +43,7 @@ int ListArchive(CommandContext& context, const std::string& archive) {
   std::fflush(stdout);
   for (const records::ArchiveMember& member : members) {
     if (member.fault != 0) {
-      std::cerr << "Note: " << PrintableName(member.name) << ' '
+      std::cerr << "Note: " << kinds::PrintableText(member.name) << ' '
                 << platform::ToUtf8(records::MemberFaultText(member)) << '\n';
     }
   }

@@ -78,7 +78,7 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       return context.Fail(reason);
     }
   }
-  return RunCheckedRestore(context, device, *device_job, job, "restore");
+  return RunCheckedRestore(context, device, *device_job, job, u"restore", context.FrontEnd(*host));
 }
 
 }  // namespace

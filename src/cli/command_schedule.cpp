@@ -3,6 +3,7 @@
 #include "cli/cli.h"
 #include "cli/command_words.h"
 #include "kinds/jobs.h"
+#include "kinds/start_up.h"
 #include "messages/message_folders.h"
 #include "platform/format.h"
 #include "platform/host/systemd_timers.h"
@@ -14,8 +15,6 @@ namespace kestrav::cli {
 namespace {
 
 constexpr std::string_view kDayWords[] = {"sun", "mon", "tue", "wed", "thu", "fri", "sat"};
-constexpr std::string_view kDayNames[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
-                                          "Thursday", "Friday", "Saturday"};
 
 struct SetOptions {
   std::string days = "all";
@@ -69,17 +68,17 @@ bool ParseTime(std::string_view text, std::uint32_t* seconds) {
 // The next run as the user reads it, or why there is none.
 std::string NextRunText(platform::host::HostDevice& host) {
   bool passed = false;
-  if (const std::optional<std::string> next = NextScheduledRunText(host, &passed))
-    return passed ? *next + ", which " + kNextRunPassed : *next;
+  if (const std::optional<std::u16string> next = kinds::NextRunText(host.device(), &passed))
+    return platform::ToUtf8(passed ? *next + u", which " + kinds::kNextRunPassed : *next);
   return "none armed (saved on a scheduled day after its start time, the schedule arms no run "
          "until it is saved again)";
 }
 
 // What the host's timer service did with the last change, when it could not start the timer.
 void SayWhetherTimersRun(platform::host::HostDevice& host) {
-  const platform::host::SystemdNotifications* timers = host.notifications();
-  if (timers != nullptr && !timers->note().empty())
-    std::printf("%s\n", platform::ToUtf8(timers->note()).c_str());
+  platform::host::SystemdNotifications* timers = host.notifications();
+  if (timers != nullptr && !timers->Note().empty())
+    std::printf("%s\n", platform::ToUtf8(timers->Note()).c_str());
 }
 
 int Show(CommandContext& context) {
@@ -94,7 +93,7 @@ int Show(CommandContext& context) {
   std::string days;
   for (std::size_t day = 0; day < 7; ++day) {
     if ((schedule->days & (1u << day)) != 0)
-      days += (days.empty() ? "" : ", ") + std::string(kDayNames[day]);
+      days += (days.empty() ? "" : ", ") + platform::ToUtf8(settings::kDayNames[day]);
   }
   std::string kinds;
   for (const engine::ItemKind kind : schedule->kinds)
@@ -172,17 +171,17 @@ int Set(CommandContext& context, const SetOptions& options) {
   if (!settings::SaveSchedule(device, choice, &armed, &arm_error))
     return context.FailOnStoreFailure(*job, "the schedule could not be saved", true);
   if (arm_error != platform::kErrorSuccess) {
-    const platform::host::SystemdNotifications* timers = host->notifications();
-    const std::u16string why = timers != nullptr && !timers->note().empty()
-                                   ? timers->note()
+    platform::host::SystemdNotifications* timers = host->notifications();
+    const std::u16string why = timers != nullptr && !timers->Note().empty()
+                                   ? timers->Note()
                                    : platform::SystemErrorText(arm_error);
     return context.Fail(u"the schedule is saved, but its timer could not be set: " + why);
   }
   bool passed = false;
-  const std::optional<std::string> next = NextScheduledRunText(*host, &passed);
+  const std::optional<std::u16string> next = kinds::NextRunText(device, &passed);
   if (passed) {
-    return context.Fail("the schedule is saved, but its next run, " + *next + ", " +
-                        kNextRunPassed);
+    return context.Fail(u"the schedule is saved, but its next run, " + *next + u", " +
+                        kinds::kNextRunPassed);
   }
   std::printf("%s\n", platform::ToUtf8(settings::kScheduleUpdated).c_str());
   if (choice.start_seconds == 0) {
@@ -225,27 +224,6 @@ int Clear(CommandContext& context) {
 }
 
 }  // namespace
-
-std::optional<std::string> NextScheduledRunText(platform::host::HostDevice& host, bool* passed) {
-  if (passed != nullptr) *passed = false;
-  platform::host::SystemdNotifications* timers = host.notifications();
-  if (timers == nullptr) return std::nullopt;
-  const std::optional<platform::NotificationHandle> handle =
-      settings::FindScheduleNotification(host.device(), timers->ProgramPath());
-  platform::NotificationTrigger trigger;
-  if (!handle || timers->Get(*handle, &trigger) != platform::kErrorSuccess ||
-      trigger.start.day_of_week > 6) {
-    return std::nullopt;
-  }
-  const platform::SystemTime& start = trigger.start;
-  const std::string zone = timers->StartZone(*handle);
-  if (passed != nullptr) *passed = timers->StartHasPassed(*handle);
-  return std::string(kDayNames[start.day_of_week]) + ' ' +
-         platform::ToUtf8(platform::Format(u"%.4d-%.2d-%.2d %.2d:%.2d:%.2d", start.year,
-                                           start.month, start.day, start.hour, start.minute,
-                                           start.second)) +
-         ' ' + (zone.empty() ? std::string("local time") : zone);
-}
 
 void AddScheduleCommand(CLI::App& app, CommandContext& context) {
   CLI::App* command = app.add_subcommand(

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <thread>
 
-#include "cli/console_sink.h"
 #include "engine/restore_pass.h"
+#include "kinds/console_sink.h"
 #include "kinds/jobs.h"
 #include "platform/text.h"
 
@@ -39,7 +39,7 @@ class InterruptGuard {
  public:
   InterruptGuard() {
     interrupted = 0;
-    bars_shown = IsTerminal(stdout) ? 1 : 0;
+    bars_shown = kinds::IsTerminal(stdout) ? 1 : 0;
     struct sigaction action = {};
     action.sa_handler = OnInterrupt;
     sigemptyset(&action.sa_mask);
@@ -55,8 +55,8 @@ class InterruptGuard {
 
 }  // namespace
 
-JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job) {
-  ConsoleSink sink(clock, stdout, IsTerminal(stdout));
+void RunJob(const platform::Clock& clock, bool is_backup, const Job& job) {
+  kinds::ConsoleSink sink(clock, stdout, kinds::IsTerminal(stdout));
   sink.SetJobIsBackup(is_backup);
   engine::CancelFlag cancel = 0;
   std::atomic<bool> done = false;
@@ -74,13 +74,6 @@ JobOutcome RunJob(const platform::Clock& clock, bool is_backup, const Job& job) 
     return done.load();
   });
   worker.join();
-  return {cancel.load() != 0, sink.error_lines()};
-}
-
-JobOutcome RunRestoreJob(const platform::Device& device, engine::BackupJob& job) {
-  return RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-    kinds::RunRestoreJob(device, job, sink, cancel);
-  });
 }
 
 int FailWithRefusal(const CommandContext& context, const engine::RestoreRefusal& refusal) {
@@ -90,31 +83,16 @@ int FailWithRefusal(const CommandContext& context, const engine::RestoreRefusal&
 
 int RunCheckedRestore(const CommandContext& context, const platform::Device& device,
                       engine::DeviceJob& device_job, engine::BackupJob& job,
-                      std::string_view what) {
-  if (std::u16string reason; !device_job.TakeSnapshot(&reason)) {
-    return context.Fail(platform::ToUtf8(reason) + " (nothing was restored)");
-  }
-  const JobOutcome outcome = RunRestoreJob(device, job);
+                      std::u16string_view what, const kinds::FrontEnd& front_end) {
+  kinds::JobOutcome outcome;
+  RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+    outcome = kinds::RunCheckedRestore(device, device_job, job, sink, cancel, what, front_end);
+  });
   // Told whatever the outcome: the rows scrolled past, and the user may want a fuller backup.
   if (const std::u16string notice = engine::RestoreNotice(job); !notice.empty())
     std::printf("Note: %s (back up with --attachments to keep them)\n",
                 platform::ToUtf8(notice).c_str());
-  const std::string way_back =
-      "; kestrav-cli undo puts the device back as it was before this " + std::string(what);
-  const std::u16string failure = device_job.StoreFailure();
-  if (!failure.empty()) {
-    return context.Fail(
-        "the " + std::string(what) +
-        " was cut short: a store of the device failed: " + platform::ToUtf8(failure) + way_back);
-  }
-  if (outcome.canceled)
-    return context.Fail("the " + std::string(what) + " was canceled" + way_back);
-  if (const std::u16string shortfall = engine::RestoreShortfall(job); !shortfall.empty())
-    return context.Fail(platform::ToUtf8(shortfall) + way_back);
-  if (outcome.error_rows > 0) {
-    return context.Fail("the " + std::string(what) + " reported errors (rows marked (!))" +
-                        way_back);
-  }
+  if (!outcome.failure.empty()) return context.Fail(outcome.failure);
   return kExitSuccess;
 }
 

@@ -6,9 +6,11 @@
 #include <optional>
 
 #include "cli/cli.h"
+#include "kinds/start_up.h"
 #include "platform/format.h"
 #include "platform/text.h"
 #include "profile/profile.h"
+#include "settings/schedule.h"
 
 namespace kestrav::cli {
 
@@ -47,20 +49,27 @@ int CommandContext::Fail(std::u16string_view reason) const {
   return Fail(platform::ToUtf8(reason));
 }
 
+kinds::FrontEnd CommandContext::FrontEnd(platform::host::HostDevice& host) const {
+  return {.wait_seconds = wait_seconds,
+          .waiting =
+              [](const platform::JobHolder& holder, int seconds) {
+                std::cerr << "kestrav-cli: waiting for "
+                          << platform::ToUtf8(engine::JobHolderText(holder)) << " to end (at most "
+                          << seconds << " s)..." << std::endl;
+              },
+          .shown_path =
+              [&host](std::u16string_view path) {
+                return platform::FromUtf8(host.files().HostPath(path).string());
+              }};
+}
+
 std::unique_ptr<engine::DeviceJob> CommandContext::BeginJob(const platform::Device& device,
                                                             std::u16string name,
                                                             bool changes_stores,
                                                             std::u16string* refusal) const {
-  const engine::DeviceJobOptions options{
-      .name = std::move(name),
-      .changes_stores = changes_stores,
-      .wait_seconds = wait_seconds,
-      .waiting = [this](const platform::JobHolder& holder) {
-        std::cerr << "kestrav-cli: waiting for " << platform::ToUtf8(engine::JobHolderText(holder))
-                  << " to end (at most " << wait_seconds << " s)..." << std::endl;
-      }};
   std::u16string reason;
-  std::unique_ptr<engine::DeviceJob> job = engine::DeviceJob::Begin(device, options, &reason);
+  std::unique_ptr<engine::DeviceJob> job = kinds::BeginJob(device, std::move(name), changes_stores,
+                                                           nullptr, FrontEnd(*profile_), &reason);
   if (!job && refusal != nullptr) *refusal = reason;
   if (!job && refusal == nullptr) Fail(reason);
   return job;
@@ -73,16 +82,12 @@ int CommandContext::FailOnStoreFailure(const engine::DeviceJob& job, std::string
   return Fail(std::string(what) + ": a store of the device failed: " + platform::ToUtf8(failure));
 }
 
-std::string PrintableName(std::u16string_view name) {
-  std::u16string shown;
-  for (const char16_t unit : name) {
-    if (unit < 0x20 || (unit >= 0x7F && unit <= 0x9F)) {
-      shown += platform::Format(unit < 0x100 ? u"\\x%.2x" : u"\\u%.4x", unsigned{unit});
-    } else {
-      shown.push_back(unit);
-    }
-  }
-  return platform::ToUtf8(shown);
+std::optional<int> RunScheduledStart(CommandContext& context, std::u16string_view command_line) {
+  if (!settings::IsScheduleCommandLine(command_line)) return std::nullopt;
+  platform::host::HostDevice* host = context.Profile();
+  if (host == nullptr) return kExitFailure;
+  return kinds::RunScheduledStartOnConsole(host->device(), command_line, "kestrav-cli",
+                                           context.FrontEnd(*host));
 }
 
 std::u16string CommandLinePath(const std::string& path) {

@@ -67,6 +67,10 @@ std::unique_ptr<DeviceJob> DeviceJob::Begin(const platform::Device& device,
         *refusal = platform::Format(texts::kJobLockFailed, platform::SystemErrorText(result));
         return nullptr;
       }
+      if (options.cancel != nullptr && options.cancel->load() != 0) {
+        *refusal = platform::Format(texts::kCanceledWhileWaiting, JobHolderText(holder));
+        return nullptr;
+      }
       if (options.wait_seconds <= 0) {
         *refusal = platform::Format(texts::kDeviceBusy, JobHolderText(holder));
         return nullptr;

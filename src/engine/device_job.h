@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "engine/progress_sink.h"
 #include "platform/device.h"
 
 namespace kestrav::engine {
@@ -22,6 +23,8 @@ struct DeviceJobOptions {
   int wait_seconds = 60;        // how long to wait for another job; 0 gives up at once
   // Told once, when another job holds the lock and this one starts waiting.
   std::function<void(const platform::JobHolder& holder)> waiting = nullptr;
+  // The job's Cancel button, which also ends the wait.
+  const CancelFlag* cancel = nullptr;
 };
 
 class DeviceJob {

@@ -31,6 +31,15 @@ TEST(DeviceJob, OneJobAtATimeWithABoundedWait) {
   EXPECT_EQ(refusal, u"gave up after 1 s: the device is busy with " + holder);
   EXPECT_EQ(told, 1);
 
+  // The window's Cancel ends a long wait at once.
+  CancelFlag cancel = 0;
+  const DeviceJobOptions cancelable{.name = u"backup",
+                                    .wait_seconds = 3600,
+                                    .waiting = [&](const platform::JobHolder&) { cancel = 1; },
+                                    .cancel = &cancel};
+  EXPECT_EQ(DeviceJob::Begin(device.device(), cancelable, &refusal), nullptr);
+  EXPECT_EQ(refusal, u"canceled while waiting for " + holder + u" to end");
+
   restore.reset();
   EXPECT_NE(DeviceJob::Begin(device.device(), patient, &refusal), nullptr);
   EXPECT_EQ(told, 1);

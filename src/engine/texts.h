@@ -37,6 +37,7 @@ inline constexpr char16_t kJobHolder[] =
 inline constexpr char16_t kAnotherJob[] = u"another job";
 inline constexpr char16_t kDeviceBusy[] = u"the device is busy with %s";
 inline constexpr char16_t kGaveUpWaiting[] = u"gave up after %d s: the device is busy with %s";
+inline constexpr char16_t kCanceledWhileWaiting[] = u"canceled while waiting for %s to end";
 inline constexpr char16_t kJobLockFailed[] = u"the device's job lock cannot be taken: %s";
 inline constexpr char16_t kPartialArchiveSuffix[] = u".partial";
 inline constexpr char16_t kBackupWasCanceled[] = u"the backup was canceled";

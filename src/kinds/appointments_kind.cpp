@@ -20,6 +20,7 @@ const KindRow kAppointmentsRow = {
     .delete_confirm_caption = texts::kAppointmentsDeleteConfirmCaption,
     .deletion_caption = texts::kAppointmentsDeletionCaption,
     .deletion_label = texts::kAppointmentsDeletionLabel,
+    .deletion_result_shown = true,
     .restore_options_title = texts::kAppointmentsOptionsTitle,
     .restore_options = {texts::kAppointmentsDeleteAllFirst, texts::kAppointmentsAddOnlyNew,
                         texts::kAppointmentsAddNewAndUpdate},

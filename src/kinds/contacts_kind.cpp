@@ -20,6 +20,7 @@ const KindRow kContactsRow = {
     .delete_confirm_caption = texts::kContactsDeleteConfirmCaption,
     .deletion_caption = texts::kContactsDeletionCaption,
     .deletion_label = texts::kContactsDeletionLabel,
+    .deletion_result_shown = true,
     .restore_options_title = texts::kContactsOptionsTitle,
     .restore_options = {texts::kContactsDeleteAllFirst, texts::kContactsAddOnlyNew,
                         texts::kContactsAddNewAndUpdate, texts::kContactsAllowDuplicates},

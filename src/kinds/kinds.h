@@ -32,7 +32,10 @@ struct KindRow {
   std::u16string_view delete_confirm_caption;  // "Call Logs delete confirm"
   std::u16string_view deletion_caption;        // the deletion dialog's: "Call Logs deletion"
   std::u16string_view deletion_label;          // "Call Logs deletion in progress..."
-  std::u16string_view restore_options_title;   // "Restore call logs options"
+  // Whether the window shows the deletion's message in a box at its end: the Outlook kinds do,
+  // the databases of "\pim.vol" show none.
+  bool deletion_result_shown = false;
+  std::u16string_view restore_options_title;  // "Restore call logs options"
   // The restore options page's choice for each RestoreMode; empty for a mode the kind does not
   // offer.
   std::array<std::u16string_view, 4> restore_options;

@@ -20,6 +20,7 @@ const KindRow kTasksRow = {
     .delete_confirm_caption = texts::kTasksDeleteConfirmCaption,
     .deletion_caption = texts::kTasksDeletionCaption,
     .deletion_label = texts::kTasksDeletionLabel,
+    .deletion_result_shown = true,
     .restore_options_title = texts::kTasksOptionsTitle,
     .restore_options = {texts::kTasksDeleteAllFirst, texts::kTasksAddOnlyNew,
                         texts::kTasksAddNewAndUpdate},

@@ -72,4 +72,22 @@ inline constexpr char16_t kMessagesDeleteAllFirst[] =
     u"Delete all existing messages from the Database before restoration.";
 inline constexpr char16_t kMessagesAddOnlyNew[] = u"Add only new messages to the Database.";
 
+// What this port says after a job's rows, where the host failed in ways the handheld never did.
+inline constexpr char16_t kBackupWasCanceled[] = u"the backup was canceled";
+inline constexpr char16_t kArchiveKept[] = u"; the archive that was there is as it was";
+inline constexpr char16_t kSeeMarkedRows[] = u"%s: %s (see the %s)";
+inline constexpr char16_t kHoldsKindsThatWorked[] = u"; it holds the kinds that worked";
+inline constexpr char16_t kBackupWithKindsThatWorked[] =
+    u"; this backup, with the kinds that worked, is %s";
+inline constexpr char16_t kNothingRestored[] = u"%s (nothing was restored)";
+inline constexpr char16_t kWayBack[] =
+    u"; kestrav-cli undo puts the device back as it was before this %s";
+inline constexpr char16_t kCutShort[] = u"the %s was cut short: a store of the device failed: %s";
+inline constexpr char16_t kJobWasCanceled[] = u"the %s was canceled";
+inline constexpr char16_t kReportedErrors[] = u"the %s reported errors (%s)";
+inline constexpr char16_t kDeletionJob[] = u"deletion of all %s";
+inline constexpr char16_t kCannotBeReached[] = u"the %s cannot be reached";
+inline constexpr char16_t kNotEverythingDeleted[] = u"not everything was deleted";
+inline constexpr char16_t kStoreFailed[] = u"%s: a store of the device failed: %s";
+
 }  // namespace kestrav::kinds::texts

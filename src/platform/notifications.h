@@ -37,8 +37,18 @@ class Notifications {
   // Sets a new notification; its handle comes back in *handle.
   virtual ErrorCode Set(const NotificationTrigger& trigger, NotificationHandle* handle) = 0;
   virtual ErrorCode Clear(NotificationHandle handle) = 0;
-  // The full path of the running program, as a notification names it.
+  // The full path of the program a notification starts for the running program: the one both
+  // of a device's programs arm, so that each finds and clears the other's.
   virtual std::u16string ProgramPath() = 0;
+
+  // What the last Set or Clear left undone beyond its answer, in a line for the user (a launch
+  // written but not started); empty when nothing was, or the service keeps no such account.
+  virtual std::u16string Note() { return {}; }
+  // The zone a notification's start is in, by its name; empty when the service cannot tell.
+  virtual std::u16string StartZone(NotificationHandle) { return {}; }
+  // Whether a notification's start has passed already, so that it never fires; false when that
+  // cannot be told.
+  virtual bool StartHasPassed(NotificationHandle) { return false; }
 };
 
 }  // namespace kestrav::platform

@@ -27,6 +27,10 @@ inline constexpr char16_t kScheduleArgument[] = u"/SchedBackup";
 // What the unattended run answers when the device is to be switched off (the off key).
 inline constexpr int kSwitchOffAnswer = 223;
 
+// The schedule page's weekday rows, Sunday first: row i is bit i of the day mask.
+inline constexpr std::u16string_view kDayNames[] = {
+    u"Sunday", u"Monday", u"Tuesday", u"Wednesday", u"Thursday", u"Friday", u"Saturday"};
+
 inline constexpr char16_t kScheduleUpdated[] = u"Backup schedule successfully updated!";
 inline constexpr char16_t kScheduleUpdatedCaption[] = u"Backup schedule";
 

@@ -329,12 +329,12 @@ ErrorCode SystemdNotifications::Get(NotificationHandle handle, NotificationTrigg
   return kErrorSuccess;
 }
 
-std::string SystemdNotifications::StartZone(NotificationHandle handle) {
+std::u16string SystemdNotifications::StartZone(NotificationHandle handle) {
   std::string timer;
   SystemTime start;
   std::string zone;
   if (ReadCalendar(handle, &timer, &start, &zone) != kErrorSuccess) return {};
-  return zone.empty() ? SystemZoneName() : zone;
+  return FromUtf8(zone.empty() ? SystemZoneName() : zone);
 }
 
 ErrorCode SystemdNotifications::Set(const NotificationTrigger& trigger,

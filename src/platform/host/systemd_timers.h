@@ -9,7 +9,7 @@
 // <key> is 16 hex digits of a hash of the profile's path, so one profile neither sees nor
 // touches another's; n is the handle, one past the highest this profile holds. The units are
 // written whether or not the user's systemd manager runs; only a running one is asked to load
-// and start them, and note() says when that could not be done.
+// and start them, and Note() says when that could not be done.
 //
 // Local time is the program's: without TZ the system's zone, which is the manager's too, so the
 // calendar names no zone; with TZ the zone it names in the time zone database, by name; with a TZ
@@ -47,7 +47,7 @@ class SystemdNotifications : public Notifications {
   ErrorCode Get(NotificationHandle handle, NotificationTrigger* trigger) override;
   // Only time triggers between 1970 and 2199 (what systemd's calendar holds), an absolute
   // application path without quotes, backslashes or control characters (what systemd will
-  // start), and a profile path and TZ in UTF-8 (what systemd passes to a program; note() says
+  // start), and a profile path and TZ in UTF-8 (what systemd passes to a program; Note() says
   // which was not). The arguments become the program's words, split at blanks. A time trigger
   // has no use for an end or an event, and they are not kept.
   ErrorCode Set(const NotificationTrigger& trigger, NotificationHandle* handle) override;
@@ -59,17 +59,17 @@ class SystemdNotifications : public Notifications {
 
   // The zone a notification's start is in, by its name in the time zone database: the one its
   // timer names, else the system's. Empty when that has no name or the timer cannot be read.
-  std::string StartZone(NotificationHandle handle);
+  std::u16string StartZone(NotificationHandle handle) override;
   // Whether a notification's start has passed by the device's clock, so that its timer never
   // elapses. False when that cannot be told: a timer set in a zone other than this program's.
-  bool StartHasPassed(NotificationHandle handle);
+  bool StartHasPassed(NotificationHandle handle) override;
 
   // Whether the user's systemd manager took units at the last Set or Clear; asked now when
   // neither has run yet.
   bool ManagerRunning();
   // What the last Set or Clear left undone beyond its code: units written but not started, or
   // systemctl's complaint. Empty when all went through.
-  const std::u16string& note() const { return note_; }
+  std::u16string Note() override { return note_; }
   // "kestrav-schedule-<key>-<handle><suffix>", suffix ".timer" or ".service".
   std::string UnitName(NotificationHandle handle, std::string_view suffix) const;
 

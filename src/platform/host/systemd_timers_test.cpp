@@ -105,7 +105,7 @@ TEST_F(SystemdTimersTest, SetWritesUnitsSystemdAcceptsAndGetReadsTheTriggerBack)
   EXPECT_NE(elapse.output.find("Next elapse: Sun 2099-03-15 09:20:30 UTC"), std::string::npos)
       << elapse.output << elapse.errors;
   EXPECT_NE(ReadText(Unit(handle, ".service")).find(" \"TZ=Europe/Berlin\"\n"), std::string::npos);
-  EXPECT_EQ(notifications.StartZone(handle), "Europe/Berlin");
+  EXPECT_EQ(notifications.StartZone(handle), u"Europe/Berlin");
 
   NotificationTrigger read;
   ASSERT_EQ(notifications.Get(handle, &read), kErrorSuccess);
@@ -115,7 +115,7 @@ TEST_F(SystemdTimersTest, SetWritesUnitsSystemdAcceptsAndGetReadsTheTriggerBack)
                 kManagerState, "systemctl --user daemon-reload",
                 "systemctl --user enable --now " + Unit(handle, ".timer").filename().string()}));
   EXPECT_TRUE(notifications.ManagerRunning());
-  EXPECT_TRUE(notifications.note().empty());
+  EXPECT_TRUE(notifications.Note().empty());
 }
 
 TEST_F(SystemdTimersTest, TheCalendarKeepsTheProgramsZoneAndSystemdTakesEveryUnit) {
@@ -141,7 +141,7 @@ TEST_F(SystemdTimersTest, TheCalendarKeepsTheProgramsZoneAndSystemdTakesEveryUni
     ASSERT_EQ(zoned.Get(handle, &read), kErrorSuccess);
     EXPECT_EQ(read.start.hour, calendar.ends_with("UTC") ? 9 : 10);
     const std::string zone = calendar.substr(std::min(calendar.size(), std::size_t{20}));
-    EXPECT_EQ(zoned.StartZone(handle), zone.empty() ? SystemZoneName() : zone);
+    EXPECT_EQ(zoned.StartZone(handle), FromUtf8(zone.empty() ? SystemZoneName() : zone));
     EXPECT_FALSE(zoned.StartHasPassed(handle)) << calendar;
   }
 
@@ -163,7 +163,7 @@ TEST_F(SystemdTimersTest, TheCalendarKeepsTheProgramsZoneAndSystemdTakesEveryUni
   SystemdNotifications odd(odd_profile, units, commands, clock, std::nullopt);
   const std::size_t units_before = std::distance(fs::directory_iterator(units), {});
   EXPECT_EQ(odd.Set(trigger, &handle), kErrorInvalidName);
-  EXPECT_NE(odd.note().find(u"is not UTF-8"), std::u16string::npos);
+  EXPECT_NE(odd.Note().find(u"is not UTF-8"), std::u16string::npos);
   EXPECT_EQ(std::distance(fs::directory_iterator(units), {}), units_before);
 }
 
@@ -213,7 +213,7 @@ TEST_F(SystemdTimersTest, OnlyARunningManagerStartsTimersAndARefusalLeavesNothin
     EXPECT_EQ(notifications.ManagerRunning(), running) << state.output;
     // Without a manager the timer is linked to start at the next login, not started now.
     EXPECT_EQ(commands.Ran("enable --now"), running) << state.output;
-    EXPECT_EQ(notifications.note().empty(), running) << state.output;
+    EXPECT_EQ(notifications.Note().empty(), running) << state.output;
     EXPECT_TRUE(fs::exists(Unit(handle, ".timer")));
   }
 
@@ -222,7 +222,7 @@ TEST_F(SystemdTimersTest, OnlyARunningManagerStartsTimersAndARefusalLeavesNothin
                       {"systemctl --user disable", {true, 1, "", "Unit is masked\n"}}};
   NotificationHandle handle = 0;
   EXPECT_EQ(notifications.Set(trigger, &handle), kErrorGenFailure);
-  EXPECT_NE(notifications.note().find(u"Access denied"), std::u16string::npos);
+  EXPECT_NE(notifications.Note().find(u"Access denied"), std::u16string::npos);
   EXPECT_FALSE(fs::exists(Unit(4, ".timer")));
   // A timer the manager will not stop keeps its units, for a later Clear.
   EXPECT_EQ(notifications.Clear(1), kErrorGenFailure);

@@ -1,4 +1,5 @@
-// The status page on a console: each log row as "HH:MM:SS  text" (an error row as
+// The status page on a console, for kestrav-cli's jobs and either program's unattended run (whose
+// rows go to the journal): each log row as "HH:MM:SS  text" (an error row as
 // "HH:MM:SS  (!) text"), and, when standard output is a terminal, the item and overall
 // progress bars kept below the rows.
 #pragma once
@@ -6,10 +7,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "engine/progress_sink.h"
 
-namespace kestrav::cli {
+namespace kestrav::kinds {
 
 class ConsoleSink : public engine::ProgressSink {
  public:
@@ -52,5 +55,8 @@ class ConsoleSink : public engine::ProgressSink {
 
 // True when the stream is a terminal.
 bool IsTerminal(std::FILE* stream);
+// A name from an archive, a file or the user's items, for a terminal: control characters shown
+// as "\x1b", so that a row stays one line and cannot steer the terminal.
+std::string PrintableText(std::u16string_view text);
 
-}  // namespace kestrav::cli
+}  // namespace kestrav::kinds

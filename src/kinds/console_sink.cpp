@@ -1,14 +1,14 @@
-#include "cli/console_sink.h"
+#include "kinds/console_sink.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <string>
 
-#include "cli/cli.h"
+#include "platform/format.h"
 #include "platform/text.h"
 
-namespace kestrav::cli {
+namespace kestrav::kinds {
 namespace {
 
 constexpr int kBarWidth = 40;
@@ -22,6 +22,18 @@ int Permille(std::uint32_t position, std::uint32_t upper_bound) {
 
 bool IsTerminal(std::FILE* stream) {
   return isatty(fileno(stream)) != 0;
+}
+
+std::string PrintableText(std::u16string_view text) {
+  std::u16string shown;
+  for (const char16_t unit : text) {
+    if (unit < 0x20 || (unit >= 0x7F && unit <= 0x9F)) {
+      shown += platform::Format(unit < 0x100 ? u"\\x%.2x" : u"\\u%.4x", unsigned{unit});
+    } else {
+      shown.push_back(unit);
+    }
+  }
+  return platform::ToUtf8(shown);
 }
 
 ConsoleSink::ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars)
@@ -38,7 +50,7 @@ void ConsoleSink::AddRow(const engine::LogRow& row) {
   EraseBars();
   // A row names the user's items, whose texts may hold line breaks: each row stays one line.
   std::fprintf(out_, "%s  %s%s\n", platform::ToUtf8(row.time).c_str(),
-               row.icon == engine::LogIcon::kError ? "(!) " : "", PrintableName(row.text).c_str());
+               row.icon == engine::LogIcon::kError ? "(!) " : "", PrintableText(row.text).c_str());
   DrawBars();
   // A terminal shows each row at once; a file or pipe takes them in blocks.
   if (draw_bars_) std::fflush(out_);
@@ -86,4 +98,4 @@ void ConsoleSink::DrawBar(const char* label, const Bar& bar) {
   std::fprintf(out_, "%s [%s] %3d%%", label, cells.c_str(), permille / 10);
 }
 
-}  // namespace kestrav::cli
+}  // namespace kestrav::kinds
