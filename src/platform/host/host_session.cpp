@@ -69,6 +69,23 @@ std::u16string WindowProgramBeside(std::u16string_view running) {
   return FromUtf8(window.string());
 }
 
+fs::path LauncherOf(const fs::path& program) {
+  const fs::path launcher = program.parent_path() / kCommandLineProgram;
+  struct stat status {};
+  if (::stat(launcher.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+      ::access(launcher.c_str(), X_OK) == 0) {
+    return launcher;
+  }
+  return program;
+}
+
+std::u16string RunningLauncherPath() {
+  const std::u16string program = RunningProgramPath();
+  if (program.empty()) return program;
+  const std::string launcher = LauncherOf(fs::path(ToUtf8(program))).string();
+  return IsUtf8(launcher) ? FromUtf8(launcher) : std::u16string();
+}
+
 bool IsUtf8(std::string_view text) {
   return ToUtf8(FromUtf8(text)) == text;
 }

@@ -25,6 +25,12 @@ std::u16string RunningProgramPath();
 std::u16string WindowProgramPath();
 // The same choice for a given running program's path.
 std::u16string WindowProgramBeside(std::u16string_view running);
+// The program a schedule's timer starts for the program at this path: "kestrav-cli" in the same
+// folder when it is there to run, so that the window and kestrav-cli, installed side by side, arm
+// one and the same launcher and each finds and clears the other's schedule; else the program.
+std::filesystem::path LauncherOf(const std::filesystem::path& program);
+// LauncherOf the running program (RunningProgramPath); empty as that is.
+std::u16string RunningLauncherPath();
 
 // Whether the bytes are UTF-8 that reads back as itself.
 bool IsUtf8(std::string_view text);

@@ -471,7 +471,7 @@ bool SystemdNotifications::Calendar(const SystemTime& start, std::string* text) 
 }
 
 std::u16string SystemdNotifications::ProgramPath() {
-  return RunningProgramPath();
+  return RunningLauncherPath();
 }
 
 bool SystemdNotifications::ManagerRunning() {

@@ -53,8 +53,7 @@ class SystemdNotifications : public Notifications {
   ErrorCode Set(const NotificationTrigger& trigger, NotificationHandle* handle) override;
   // Stops and disables the timer (a running launch is left to finish) and removes both units.
   ErrorCode Clear(NotificationHandle handle) override;
-  // The running program's path; after the program was replaced while it runs, the path of the
-  // program that replaced it. Empty when no program is there to start, or its path is not UTF-8.
+  // The launcher of the running program (RunningLauncherPath): kestrav-cli beside it when there.
   std::u16string ProgramPath() override;
 
   // The zone a notification's start is in, by its name in the time zone database: the one its

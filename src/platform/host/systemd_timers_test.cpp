@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "platform/host/host_session.h"
 #include "platform/host/logind_power.h"
 #include "platform/host/system_clock.h"
 #include "platform/test_support/temporary_device.h"
@@ -89,6 +90,24 @@ std::string CalendarOf(const fs::path& timer) {
   const std::string text = ReadText(timer);
   const std::size_t start = text.find("OnCalendar=") + 11;
   return text.substr(start, text.find('\n', start) - start);
+}
+
+// The window beside kestrav-cli arms kestrav-cli, as kestrav-cli does itself; alone, or beside
+// something that cannot run, a program arms itself.
+TEST(Launcher, IsTheKestravCliBesideTheProgramWhenItCanRun) {
+  kestrav::testing::TemporaryFolder folder;
+  const fs::path window = folder.path() / "kestrav";
+  const fs::path cli = folder.path() / "kestrav-cli";
+  fs::copy_file("/bin/true", window);
+  EXPECT_EQ(LauncherOf(window), window);
+  fs::create_directory(cli);
+  EXPECT_EQ(LauncherOf(window), window);
+  fs::remove(cli);
+  std::ofstream(cli) << "not a program";
+  EXPECT_EQ(LauncherOf(window), window);
+  fs::permissions(cli, fs::perms::owner_exec, fs::perm_options::add);
+  EXPECT_EQ(LauncherOf(window), cli);
+  EXPECT_EQ(LauncherOf(cli), cli);
 }
 
 TEST_F(SystemdTimersTest, SetWritesUnitsSystemdAcceptsAndGetReadsTheTriggerBack) {
