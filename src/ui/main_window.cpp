@@ -1,0 +1,306 @@
+#include "ui/main_window.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFileInfo>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include "engine/device_job.h"
+#include "kinds/start_up.h"
+#include "platform/format.h"
+#include "settings/file_types.h"
+#include "settings/schedule.h"
+#include "ui/about_page.h"
+#include "ui/deletion_dialog.h"
+#include "ui/placeholder_page.h"
+#include "ui/soft_key_bar.h"
+#include "ui/status_page.h"
+#include "ui/texts.h"
+
+namespace kestrav::ui {
+namespace {
+
+// The "Delete All..." submenu: the kinds in its order, each with its command id.
+struct DeleteAllItem {
+  engine::ItemKind kind;
+  int command;
+};
+constexpr DeleteAllItem kDeleteAllItems[] = {
+    {engine::ItemKind::kAppointments, 32787}, {engine::ItemKind::kCallLogs, 32788},
+    {engine::ItemKind::kContacts, 32783},     {engine::ItemKind::kSpeedDials, 32784},
+    {engine::ItemKind::kTasks, 32785},
+};
+
+// The command line opened once the window stands (the timer with id 1 on the handheld).
+constexpr int kCommandLineDelayMilliseconds = 0;
+
+constexpr char16_t kWaitingForJob[] = u"Waiting for %s to end (at most %d s)...";
+constexpr char16_t kMarkedRows[] = u"rows with the error icon";
+
+QString Text(std::u16string_view text) {
+  return QString::fromUtf16(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString Id(int command) {
+  return QString::number(command);
+}
+
+// The command line as a path: blanks around it and the quotes of the open command taken off.
+QString CommandLinePath(const QString& command_line) {
+  QString path = command_line.trimmed();
+  if (path.startsWith(u'"')) {
+    const qsizetype end = path.indexOf(u'"', 1);
+    path = end < 0 ? path.mid(1) : path.mid(1, end - 1);
+  }
+  return path;
+}
+
+}  // namespace
+
+MainWindow::MainWindow(const platform::Device& device, int os_major_version, QString command_line,
+                       kinds::FrontEnd front_end, QWidget* parent)
+    : QMainWindow(parent),
+      device_(device),
+      os_major_version_(os_major_version),
+      command_line_(std::move(command_line)),
+      front_end_(std::move(front_end)) {
+  setWindowTitle("Kestrav");
+  setObjectName("MainWindow");
+  front_end_.marked_rows = kMarkedRows;
+
+  tabs_ = new QTabWidget(this);
+  tabs_->setObjectName("Tabs");
+  tabs_->setAccessibleName("Pages");
+  tabs_->setDocumentMode(true);
+  tabs_->setUsesScrollButtons(true);
+  backup_restore_page_ = new PlaceholderPage(Text(texts::kBackupRestoreTab), tabs_);
+  backup_restore_page_->setObjectName("BackupRestorePage");
+  tabs_->addTab(backup_restore_page_, Text(texts::kBackupRestoreTab));
+  for (const char16_t* name :
+       {texts::kMessagesFoldersTab, texts::kOptionsTab, texts::kScheduleTab}) {
+    auto* page = new PlaceholderPage(Text(name), tabs_);
+    page->setObjectName(Text(name).remove(u' ') + "Page");
+    tabs_->addTab(page, Text(name));
+  }
+  status_page_ = new StatusPage(tabs_);
+  tabs_->addTab(status_page_, Text(texts::kStatusTab));
+  about_page_ = new AboutPage(tabs_);
+  tabs_->addTab(about_page_, Text(texts::kAboutTab));
+  connect(tabs_, &QTabWidget::currentChanged, this, [this](int index) {
+    // Leaving the About page by its tab is as its "Ok"; reaching it by its tab, as "About...".
+    const QString left = soft_keys_->LeftText();
+    if (index == static_cast<int>(Tab::kAbout) && left == Text(texts::kExit)) {
+      soft_keys_->SetLeftText(Text(texts::kOk));
+    } else if (index != static_cast<int>(Tab::kAbout) && left == Text(texts::kOk)) {
+      soft_keys_->SetLeftText(Text(texts::kExit));
+    }
+    if (index != static_cast<int>(Tab::kAbout)) main_tab_ = static_cast<Tab>(index);
+  });
+
+  BuildMenu();
+  soft_keys_ = new SoftKeyBar(os_major_version_, options_menu_, this);
+  connect(soft_keys_, &SoftKeyBar::LeftPressed, this, &MainWindow::ExitCommand);
+
+  auto* central = new QWidget(this);
+  auto* layout = new QVBoxLayout(central);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  layout->addWidget(tabs_, 1);
+  layout->addWidget(soft_keys_);
+  setCentralWidget(central);
+
+  job_runner_ = new JobRunner(status_page_, device_.clock(), this);
+  connect(job_runner_, &JobRunner::Finished, this, &MainWindow::OnJobFinished);
+
+  command_line_timer_.setSingleShot(true);
+  command_line_timer_.setInterval(kCommandLineDelayMilliseconds);
+  connect(&command_line_timer_, &QTimer::timeout, this, &MainWindow::OpenCommandLineFile);
+  command_line_timer_.start();
+
+  // The handheld's screen is the least the window needs; the desktop may give it more.
+  resize(QSize(240, 320).expandedTo(minimumSizeHint()));
+}
+
+MainWindow::~MainWindow() {
+  // A deletion runs to its end; its reports to the dialog go nowhere once the window is gone.
+  if (deletion_.joinable()) deletion_.join();
+}
+
+void MainWindow::BuildMenu() {
+  QAction* exit = menuBar()->addAction(Text(texts::kExit));
+  exit->setObjectName(Id(kExitCommand));
+  connect(exit, &QAction::triggered, this, &MainWindow::ExitCommand);
+
+  options_menu_ = menuBar()->addMenu("&" + Text(texts::kOptionsMenu));
+  options_menu_->setObjectName("128");
+  QAction* backup_restore = options_menu_->addAction(Text(texts::kBackupRestoreItem));
+  backup_restore->setObjectName(Id(kBackupRestoreCommand));
+  connect(backup_restore, &QAction::triggered, this, [this] { ShowTab(Tab::kBackupRestore); });
+
+  QMenu* delete_all = options_menu_->addMenu(Text(texts::kDeleteAllItem));
+  delete_all->setObjectName("DeleteAll");
+  for (const DeleteAllItem& item : kDeleteAllItems) {
+    const kinds::KindRow* row = kinds::FindKind(item.kind);
+    if (row == nullptr || row->delete_all == nullptr) continue;
+    QAction* action = delete_all->addAction(Text(row->menu_label));
+    action->setObjectName(Id(item.command));
+    connect(action, &QAction::triggered, this, [this, row] { DeleteAll(*row); });
+  }
+
+  clear_schedule_ = options_menu_->addAction(Text(texts::kClearScheduleItem));
+  clear_schedule_->setObjectName(Id(kClearScheduleCommand));
+  connect(clear_schedule_, &QAction::triggered, this, [this] { settings::ClearSchedule(device_); });
+
+  create_shortcut_ = options_menu_->addAction(Text(texts::kCreateShortcutItem));
+  create_shortcut_->setObjectName(Id(kCreateShortcutCommand));
+  create_shortcut_->setCheckable(true);
+  connect(create_shortcut_, &QAction::triggered, this, [this](bool now_checked) {
+    // The action has already flipped its mark: the toggle goes by the mark the popup showed.
+    settings::ToggleShortcut(device_, !now_checked);
+  });
+
+  QAction* about = options_menu_->addAction(Text(texts::kAboutItem));
+  about->setObjectName(Id(kAboutCommand));
+  connect(about, &QAction::triggered, this, &MainWindow::ShowAbout);
+
+  connect(options_menu_, &QMenu::aboutToShow, this, &MainWindow::UpdateOptionsMenu);
+  UpdateOptionsMenu();
+}
+
+void MainWindow::UpdateOptionsMenu() {
+  create_shortcut_->setChecked(settings::IsShortcutChecked(device_));
+  platform::Notifications* notifications = device_.notifications();
+  clear_schedule_->setEnabled(
+      notifications != nullptr &&
+      settings::FindScheduleNotification(device_, notifications->ProgramPath()).has_value());
+}
+
+void MainWindow::OpenCommandLineFile() {
+  const QString path = CommandLinePath(command_line_);
+  if (path.isEmpty()) return;
+  // A relative path is the file manager's folder's; a path that names no file is ignored.
+  const QString absolute = QFileInfo(path).absoluteFilePath();
+  if (device_.files().FileExists(absolute.toStdU16String()))
+    backup_restore_page_->OpenForRestore(absolute);
+}
+
+void MainWindow::ShowTab(Tab tab) {
+  tabs_->setCurrentIndex(static_cast<int>(tab));
+}
+
+Tab MainWindow::CurrentTab() const {
+  return static_cast<Tab>(tabs_->currentIndex());
+}
+
+void MainWindow::ExitCommand() {
+  const QString text = soft_keys_->LeftText();
+  if (text == Text(texts::kExit)) {
+    if (!busy_) close();
+    return;
+  }
+  if (text == Text(texts::kCancel)) job_runner_->Cancel();
+  ReturnToMainPage();
+}
+
+void MainWindow::ReturnToMainPage() {
+  soft_keys_->SetLeftText(Text(texts::kExit));
+  soft_keys_->RestoreLayout();
+  ShowTab(main_tab_);
+}
+
+void MainWindow::ShowAbout() {
+  const bool job_running = soft_keys_->LeftText() == Text(texts::kCancel);
+  ShowTab(Tab::kAbout);
+  // While a job runs the left key stays its Cancel.
+  if (!job_running) soft_keys_->SetLeftText(Text(texts::kOk));
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  if (busy_) {
+    event->ignore();
+    return;
+  }
+  event->accept();
+}
+
+bool MainWindow::StartJob(bool is_backup, Job job) {
+  if (busy_) return false;
+  const bool started = job_runner_->Start(
+      is_backup,
+      [this, job = std::move(job)](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+        // A job that waits for another says so on the page, and Cancel ends its wait.
+        kinds::FrontEnd front_end = front_end_;
+        front_end.wait_seconds = kinds::ScheduledWaitSeconds();
+        front_end.waiting = [sink](const platform::JobHolder& holder, int seconds) {
+          engine::PostLog(sink,
+                          platform::Format(kWaitingForJob, engine::JobHolderText(holder), seconds),
+                          engine::LogIcon::kInformation);
+        };
+        const kinds::JobOutcome outcome = job(sink, cancel, front_end);
+        return JobOutcome{outcome.canceled, outcome.failure};
+      });
+  if (!started) return false;
+  busy_ = true;
+  soft_keys_->SetLeftText(Text(texts::kCancel));
+  ShowTab(Tab::kStatus);
+  return true;
+}
+
+void MainWindow::OnJobFinished(const JobOutcome& outcome) {
+  busy_ = false;
+  if (soft_keys_->LeftText() == Text(texts::kCancel)) {
+    soft_keys_->SetLeftText(Text(texts::kExit));
+    soft_keys_->RestoreLayout();
+  }
+  if (!outcome.failure.empty()) ShowFailure(outcome.failure);
+  emit JobEnded();
+}
+
+void MainWindow::ShowFailure(const std::u16string& failure) {
+  QMessageBox box(QMessageBox::Warning, windowTitle(), Text(failure), QMessageBox::Ok, this);
+  box.setObjectName("FailureBox");
+  box.exec();
+}
+
+void MainWindow::DeleteAll(const kinds::KindRow& row) {
+  if (busy_) return;
+  QMessageBox confirm(QMessageBox::Question, Text(row.delete_confirm_caption),
+                      Text(row.delete_confirm), QMessageBox::Yes | QMessageBox::No, this);
+  confirm.setObjectName("DeleteConfirm");
+  confirm.setDefaultButton(QMessageBox::No);
+  if (confirm.exec() != QMessageBox::Yes) return;
+  // The box's own loop may have let a job start meanwhile.
+  if (busy_) return;
+  busy_ = true;
+  deletion_dialog_ = new DeletionDialog(Text(row.deletion_caption), Text(row.deletion_label), this);
+  if (deletion_.joinable()) deletion_.join();
+  deletion_ =
+      std::thread([this, &row, progress = &deletion_dialog_->progress(), front_end = front_end_] {
+        const kinds::DeletionOutcome outcome =
+            kinds::RunDeleteAll(device_, row, *progress, front_end);
+        QMetaObject::invokeMethod(
+            this, [this, &row, outcome] { OnDeletionEnded(row, outcome); }, Qt::QueuedConnection);
+      });
+}
+
+void MainWindow::OnDeletionEnded(const kinds::KindRow& row, const kinds::DeletionOutcome& outcome) {
+  deletion_.join();
+  // The dialog's last reports are queued before this: it has hidden by now.
+  deletion_dialog_->deleteLater();
+  deletion_dialog_ = nullptr;
+  busy_ = false;
+  if (outcome.result && row.deletion_result_shown) {
+    QMessageBox box(QMessageBox::Information, Text(row.deletion_caption), Text(*outcome.result),
+                    QMessageBox::Ok, this);
+    box.setObjectName("DeletionResult");
+    box.exec();
+  }
+  if (!outcome.failure.empty()) ShowFailure(outcome.failure);
+  emit DeletionEnded();
+}
+
+}  // namespace kestrav::ui
