@@ -6,6 +6,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QShortcut>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -104,6 +105,10 @@ MainWindow::MainWindow(const platform::Device& device, int os_major_version, QSt
   BuildMenu();
   soft_keys_ = new SoftKeyBar(os_major_version_, options_menu_, this);
   connect(soft_keys_, &SoftKeyBar::LeftPressed, this, &MainWindow::ExitCommand);
+  // Escape leaves the About page as its "Ok" does; it never cancels a job or ends the program.
+  connect(new QShortcut(QKeySequence::Cancel, this), &QShortcut::activated, this, [this] {
+    if (soft_keys_->LeftText() == Text(texts::kOk)) ExitCommand();
+  });
 
   auto* central = new QWidget(this);
   auto* layout = new QVBoxLayout(central);

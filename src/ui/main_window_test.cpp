@@ -167,6 +167,14 @@ class MainWindowTest : public QObject {
     window->ExitCommand();  // "Ok": back to the page the About page was opened from
     QCOMPARE(window->CurrentTab(), Tab::kSchedule);
     QCOMPARE(LeftKey(*window), QString("Exit"));
+    window->ShowTab(Tab::kAbout);  // by its tab, as by the menu
+    QCOMPARE(LeftKey(*window), QString("Ok"));
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window.get()));
+    QTest::keyClick(window.get(), Qt::Key_Escape);
+    QCOMPARE(window->CurrentTab(), Tab::kSchedule);
+    QTest::keyClick(window.get(), Qt::Key_Escape);  // never Exit
+    QVERIFY(window->isVisible());
     window->findChild<QAction*>("32789")->trigger();
     QCOMPARE(window->CurrentTab(), Tab::kBackupRestore);
     window->ExitCommand();
