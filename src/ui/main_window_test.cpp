@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "engine/backup_job.h"
+#include "engine/device_job.h"
 #include "kinds/jobs.h"
 #include "platform/test_support/temporary_device.h"
 #include "profile/profile.h"
@@ -290,6 +291,33 @@ class MainWindowTest : public QObject {
     QVERIFY(rows.rowCount() >= 2);
     QCOMPARE(rows.data(rows.index(1, 1)).toString(), QString("Canceling backup..."));
     QVERIFY(window->close());
+  }
+
+  void AJobWaitsForAnotherOnTheDeviceSayingSoAndCancelEndsTheWait() {
+    testing::TemporaryDevice device;
+    std::u16string refusal;
+    const std::unique_ptr<engine::DeviceJob> scheduled =
+        engine::DeviceJob::Begin(device.device(), {.name = u"scheduled backup"}, &refusal);
+    QVERIFY(scheduled != nullptr);
+    const std::unique_ptr<MainWindow> window = MakeWindow(device);
+    QSignalSpy ended(window.get(), &MainWindow::JobEnded);
+    engine::BackupJob job;
+    job.archive_file = u"\\Storage Card\\Kestrav_20070315.qbk";
+    job.kinds = {engine::ItemKind::kContacts};
+    QVERIFY(window->StartJob(true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel,
+                                       const kinds::FrontEnd& front_end) {
+      return kinds::RunBackup(device.device(), job, sink, cancel, front_end);
+    }));
+    const StatusModel& rows = window->status_page()->model();
+    QTRY_VERIFY(rows.rowCount() >= 2);
+    QVERIFY(rows.data(rows.index(1, 1))
+                .toString()
+                .startsWith("Waiting for the scheduled backup started by process "));
+    const std::shared_ptr<BoxSeen> failure = AnswerNextBox(QMessageBox::Ok);
+    window->ExitCommand();
+    QVERIFY(ended.wait(10'000));
+    QVERIFY(failure->text.startsWith("canceled while waiting for the scheduled backup"));
+    QVERIFY(!device.files().FileExists(job.archive_file));
   }
 
   void ABackupAndACanceledOneThroughTheWindow() {
