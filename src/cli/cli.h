@@ -83,6 +83,11 @@ void AddImportContactsCommand(CLI::App& app, CommandContext& context);
 void AddUndoCommand(CLI::App& app, CommandContext& context);
 void AddScheduleCommand(CLI::App& app, CommandContext& context);
 void AddDesktopCommand(CLI::App& app, CommandContext& context);
+// "help [COMMAND...]": the program's or a command's --help.
+void AddHelpCommand(CLI::App& app, CommandContext& context);
+// The commands the command line names, each followed by a blank ("schedule set "), for pointing
+// to their own --help; empty when it names none.
+std::string CommandWordsOf(const CLI::App& app, int argc, const char* const* argv);
 // "device init", and "device dump" and "device load" (AddDeviceDataCommands).
 void AddDeviceCommand(CLI::App& app, CommandContext& context);
 void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context);

@@ -1,9 +1,15 @@
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 
 #include "cli/cli.h"
 #include "cli/command_words.h"
 #include "cli/job_runner.h"
 #include "engine/backup_job.h"
+#include "engine/item_kind.h"
 #include "kinds/jobs.h"
 #include "platform/text.h"
 
@@ -19,6 +25,18 @@ struct BackupOptions {
   bool attachments = false;
 };
 
+// The archive --output names: a folder gets the default name inside it, and a name without
+// ".qbk" gets it, so that restore takes the file back.
+std::u16string ArchiveOfOutput(const platform::Device& device, const std::string& output) {
+  if (output.empty()) return kinds::DefaultArchiveFile(device);
+  if (std::error_code ignored; std::filesystem::is_directory(output, ignored))
+    return engine::MakeArchiveFileName(device, CommandLinePath(output));
+  std::u16string archive = CommandLinePath(output);
+  if (!platform::EqualsIgnoringAsciiCase(platform::ExtensionOf(archive), engine::kArchiveExtension))
+    archive += engine::kArchiveExtension;
+  return archive;
+}
+
 int Backup(CommandContext& context, const BackupOptions& options) {
   platform::host::HostDevice* host = context.Profile();
   if (host == nullptr) return kExitFailure;
@@ -31,8 +49,7 @@ int Backup(CommandContext& context, const BackupOptions& options) {
     if (const std::string reason = NoWorkerReason(kind); !reason.empty())
       return context.Fail(reason);
   }
-  const std::u16string archive =
-      options.output.empty() ? kinds::DefaultArchiveFile(device) : CommandLinePath(options.output);
+  const std::u16string archive = ArchiveOfOutput(device, options.output);
   const std::string archive_shown = host->files().HostPath(archive).string();
   platform::FileSystem& files = device.files();
   // The handheld would end "successfully" with no archive; say so before anything starts.
@@ -42,6 +59,12 @@ int Backup(CommandContext& context, const BackupOptions& options) {
     return context.Fail(host->files().HostPath(folder).string() + ": no such folder");
   if (files.FileExists(archive) && !options.overwrite)
     return context.Fail(archive_shown + ": the file exists (--overwrite replaces it)");
+  // A folder the backup cannot write into would fail only once every kind was read.
+  if (const std::filesystem::path host_folder = host->files().HostPath(archive).parent_path();
+      ::access(host_folder.c_str(), W_OK | X_OK) != 0) {
+    return context.Fail(host_folder.string() + ": the backup cannot be written there (" +
+                        std::strerror(errno) + ")");
+  }
 
   engine::BackupJob job;
   job.archive_file = archive;

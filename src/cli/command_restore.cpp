@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <filesystem>
+#include <iostream>
 
 #include "cli/cli.h"
 #include "cli/command_words.h"
@@ -24,18 +26,48 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
   if (host == nullptr) return kExitFailure;
   const platform::Device& device = host->device();
   const std::u16string file = CommandLinePath(options.file);
+  if (std::error_code ignored; std::filesystem::is_directory(options.file, ignored)) {
+    return context.Fail(options.file +
+                        " is a folder: give a backup (.qbk) or a record file (.csc, ...) in it");
+  }
   if (!device.files().FileExists(file)) return context.Fail(options.file + ": no such file");
 
   std::vector<engine::RestoreEntry> entries;
   if (const auto refusal = kinds::RestoreEntriesOf(device, file, &entries); refusal)
     return FailWithRefusal(context, *refusal);
   std::string reason;
+  std::vector<engine::ItemKind> chosen_kinds;
+  if (!options.kinds.empty()) {
+    if (!ParseKinds(options.kinds, &chosen_kinds, &reason)) return context.Fail(reason);
+  } else {
+    chosen_kinds = kinds::KindsOf(entries);
+  }
   for (const std::string& setting : options.modes) {
     const std::size_t equals = setting.find('=');
-    std::vector<engine::ItemKind> kind;
     engine::RestoreMode mode;
-    if (equals == std::string::npos)
-      return context.Fail("--mode " + setting + ": expected KIND=MODE");
+    if (equals == std::string::npos) {
+      // A mode alone: every chosen kind that offers it, the others named.
+      if (!ParseRestoreMode(setting, &mode)) {
+        return context.Fail("--mode " + setting +
+                            ": expected KIND=MODE or a mode (delete-all, add-new, add-update, "
+                            "duplicates)");
+      }
+      std::string without;
+      for (engine::RestoreEntry& entry : entries) {
+        if (std::ranges::find(chosen_kinds, entry.kind) == chosen_kinds.end()) continue;
+        if (kinds::OffersMode(entry.kind, mode)) {
+          entry.mode = mode;
+        } else if (without.find(KindCommandWord(entry.kind)) == std::string::npos) {
+          without += (without.empty() ? "" : ", ") + KindCommandWord(entry.kind);
+        }
+      }
+      if (!without.empty()) {
+        std::cerr << "kestrav-cli: --mode " << setting << ": " << without << " cannot be restored "
+                  << "that way and keep delete-all\n";
+      }
+      continue;
+    }
+    std::vector<engine::ItemKind> kind;
     if (!ParseKinds(std::string_view(setting).substr(0, equals), &kind, &reason) ||
         kind.size() != 1) {
       return context.Fail("--mode " + setting + ": " + reason);
@@ -49,12 +81,6 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       if (entry.kind == kind[0]) entry.mode = mode;
   }
 
-  std::vector<engine::ItemKind> chosen_kinds;
-  if (!options.kinds.empty()) {
-    if (!ParseKinds(options.kinds, &chosen_kinds, &reason)) return context.Fail(reason);
-  } else {
-    chosen_kinds = kinds::KindsOf(entries);
-  }
   for (const engine::RestoreEntry& entry : entries) {
     const std::string reason = NoWorkerReason(entry.kind);
     if (std::ranges::find(chosen_kinds, entry.kind) != chosen_kinds.end() && !reason.empty())

@@ -1,3 +1,4 @@
+#include <cctype>
 #include <cstdio>
 
 #include "cli/cli.h"
@@ -28,24 +29,63 @@ struct SetOptions {
   std::vector<std::string> exclude;
 };
 
+// A day as typed: "mon", "Monday", "MON"; 7 when it is none.
+std::size_t DayOfWord(std::string_view word) {
+  std::string lower;
+  for (const char character : word)
+    lower += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  for (std::size_t day = 0; day < 7; ++day) {
+    const std::string full = platform::ToUtf8(settings::kDayNames[day]);
+    std::string full_lower;
+    for (const char character : full)
+      full_lower += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    if (lower == kDayWords[day] || lower == full_lower) return day;
+  }
+  return 7;
+}
+
+std::string_view Trimmed(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  return text;
+}
+
+// Days as a user writes them: "mon,thu", "mon-fri" (a range may wrap: "fri-mon"), "weekdays",
+// "weekend", "all", in any case, with blanks.
 bool ParseDays(std::string_view list, std::uint8_t* days, std::string* error) {
   *days = 0;
-  if (list == "all") {
-    *days = 0x7F;
-    return true;
-  }
   while (!list.empty()) {
-    const std::string_view word = list.substr(0, list.find(','));
-    list.remove_prefix(std::min(list.size(), word.size() + 1));
-    std::size_t day = 0;
-    while (day < 7 && kDayWords[day] != word) ++day;
-    if (day == 7) {
+    const std::string_view item = list.substr(0, list.find(','));
+    list.remove_prefix(std::min(list.size(), item.size() + 1));
+    const std::string_view word = Trimmed(item);
+    std::string lower;
+    for (const char character : word)
+      lower += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    if (lower == "all") {
+      *days |= 0x7F;
+    } else if (lower == "weekdays") {
+      *days |= 0x3E;
+    } else if (lower == "weekend") {
+      *days |= 0x41;
+    } else if (const std::size_t dash = word.find('-'); dash != std::string_view::npos) {
+      const std::size_t first = DayOfWord(Trimmed(word.substr(0, dash)));
+      const std::size_t last = DayOfWord(Trimmed(word.substr(dash + 1)));
+      if (first == 7 || last == 7) {
+        *error = "--days: \"" + std::string(word) + "\" is no range of days (mon-fri)";
+        return false;
+      }
+      for (std::size_t day = first;; day = (day + 1) % 7) {
+        *days |= static_cast<std::uint8_t>(1u << day);
+        if (day == last) break;
+      }
+    } else if (const std::size_t day = DayOfWord(word); day < 7) {
+      *days |= static_cast<std::uint8_t>(1u << day);
+    } else if (!word.empty()) {
       *error = "--days: \"" + std::string(word) +
-               "\" is no day (sun, mon, tue, wed, thu, fri, "
-               "sat, or all)";
+               "\" is no day (sun, mon, tue, wed, thu, fri, sat, a range such as mon-fri, "
+               "weekdays, weekend or all)";
       return false;
     }
-    *days |= static_cast<std::uint8_t>(1u << day);
   }
   if (*days == 0) *error = "--days: no day given";
   return *days != 0;
@@ -236,7 +276,8 @@ void AddScheduleCommand(CLI::App& app, CommandContext& context) {
       "set", "Set the schedule, as the window's Schedule page saves it, and arm its next run");
   auto options = std::make_shared<SetOptions>();
   set->add_option("--days", options->days,
-                  "Comma-separated days: sun, mon, tue, wed, thu, fri, sat, or all (default)");
+                  "Comma-separated days: sun, mon, tue, wed, thu, fri, sat, ranges such as "
+                  "mon-fri, weekdays, weekend, or all (default)");
   set->add_option("--time", options->time, "The start time, HH:MM or HH:MM:SS, local time")
       ->required();
   set->add_option("--folder", options->folder,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 #include "kinds/kinds.h"
 #include "messages/message_folders.h"
@@ -35,7 +36,12 @@ bool ParseKinds(std::string_view list, std::vector<engine::ItemKind>* kinds, std
   std::size_t start = 0;
   while (start <= list.size()) {
     const std::size_t comma = std::min(list.find(',', start), list.size());
-    const std::string_view word = list.substr(start, comma - start);
+    // Typed as the user likes it: "Contacts", " calllogs", "Call Logs".
+    std::string word;
+    for (const char character : list.substr(start, comma - start)) {
+      if (character != ' ')
+        word += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    }
     const auto& all = engine::AllItemKinds();
     const auto found = std::ranges::find_if(
         all, [&](const engine::ItemKindInfo& info) { return KindCommandWord(info.kind) == word; });

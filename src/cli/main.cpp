@@ -145,6 +145,9 @@ int main(int argc, char** argv) {
 
   CLI::App app{"kestrav-cli - back up and restore a handheld's personal information"};
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("kestrav-cli ") + KESTRAV_VERSION);
+  // --device and --wait are taken after the command too: "kestrav-cli backup --device DIR".
+  app.fallthrough();
   app.add_option("--device", context.device_option,
                  "The device profile folder (default: $KESTRAV_DEVICE, else "
                  "$XDG_DATA_HOME/kestrav/device)");
@@ -163,11 +166,13 @@ int main(int argc, char** argv) {
   AddDeviceCommand(app, context);
   AddScheduleCommand(app, context);
   AddDesktopCommand(app, context);
+  AddHelpCommand(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // --help
-    std::cerr << "kestrav-cli: " << error.what() << " (see kestrav-cli --help)\n";
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
+    std::cerr << "kestrav-cli: " << error.what() << " (see kestrav-cli "
+              << CommandWordsOf(app, argc, argv) << "--help)\n";
     return kExitFailure;
   }
   if (!context.action) return kExitFailure;

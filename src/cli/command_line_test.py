@@ -1,0 +1,79 @@
+#!/usr/bin/env python3
+"""kestrav-cli's command line as a newcomer types it: help, versions, forgiving names and days.
+
+Usage: command_line_test.py /path/to/kestrav-cli [unittest options]
+"""
+import os
+import subprocess
+import sys
+
+sys.dont_write_bytecode = True  # no __pycache__ beside the sources
+import e2e_support  # noqa: E402
+from e2e_support import Profile, rows  # noqa: E402
+
+
+class CommandLine(e2e_support.TemporaryFolderCase):
+    def cli(self, *args, expect=0):
+        result = subprocess.run([e2e_support.CLI, *args], capture_output=True, text=True,
+                                env=dict(os.environ, KESTRAV_DEVICE=self.path("nowhere")))
+        self.assertEqual(result.returncode, expect, (args, result.stdout, result.stderr))
+        return result
+
+    def test_help_version_and_errors_that_point_to_the_right_help(self):
+        self.assertRegex(self.cli("--version").stdout, r"^kestrav-cli \d+\.\d+\.\d+\n$")
+        self.assertIn("--days", self.cli("help", "schedule", "set").stdout)
+        self.assertIn("restore", self.cli("help").stdout)
+        self.assertEqual(self.cli("help", "frob", expect=1).stderr,
+                         'kestrav-cli: help: no command "frob" (see kestrav-cli --help)\n')
+        refused = self.cli("restore", "--bogus", "x", expect=1).stderr
+        self.assertTrue(refused.endswith("(see kestrav-cli restore --help)\n"), refused)
+        refused = self.cli("schedule", "set", "--days", expect=1).stderr
+        self.assertTrue(refused.endswith("(see kestrav-cli schedule set --help)\n"), refused)
+
+    def test_options_and_names_as_a_user_types_them(self):
+        device = Profile(self, "device").init("--sample")
+        # --device after the command, a kind in capitals, a name without ".qbk".
+        backup = subprocess.run([e2e_support.CLI, "backup", "--kinds", "Contacts, CallLogs",
+                                 "--output", self.path("mine"), "--device", device.folder],
+                                capture_output=True, text=True, check=True)
+        self.assertTrue(backup.stdout.endswith(f"Backup file: {self.path('mine.qbk')}\n"))
+        # A folder as --output gets the day's name inside it.
+        folder = self.path("backups")
+        os.mkdir(folder)
+        written = device.run("backup", "--kinds", "tasks", "--output", folder).stdout
+        self.assertRegex(written, r"Backup file: .*/backups/Kestrav_\d{8}\.qbk\n$")
+
+        refused = device.run("restore", folder, expect=1).stderr
+        self.assertIn("is a folder", refused)
+        # A mode alone goes to every chosen kind that offers it; the others are named.
+        restored = device.run("restore", self.path("mine.qbk"), "--mode", "add-update")
+        self.assertIn("calllogs cannot be restored that way and keep delete-all", restored.stderr)
+        log = rows(restored.stdout)
+        self.assertIn("24 contacts updated in the database.", log)
+        self.assertTrue([r for r in log if r.endswith("deleted from the database.")
+                         and "call" in r])
+
+    def test_days_as_a_user_writes_them(self):
+        device = Profile(self, "device").init()
+        environment = dict(os.environ, XDG_CONFIG_HOME=self.path("config"),
+                           XDG_DATA_HOME=self.path("data"))
+        for days, shown in (("mon-fri", "Monday, Tuesday, Wednesday, Thursday, Friday"),
+                            ("Weekend", "Sunday, Saturday"),
+                            ("fri-mon", "Sunday, Monday, Friday, Saturday"),
+                            ("mon, Thursday", "Monday, Thursday"),
+                            ("weekdays,sat", "Monday, Tuesday, Wednesday, Thursday, Friday, "
+                                             "Saturday")):
+            with self.subTest(days=days):
+                device.run("schedule", "set", "--days", days, "--time", "10:00", "--folder",
+                           self.tmp, env=environment)
+                self.assertIn(f"Days: {shown}\n",
+                              device.run("schedule", "show", env=environment).stdout)
+        for days in ("xyz", "mon-xx", ","):
+            with self.subTest(days=days):
+                device.run("schedule", "set", "--days", days, "--time", "10:00", expect=1,
+                           env=environment)
+        device.run("schedule", "clear", env=environment)
+
+
+if __name__ == "__main__":
+    e2e_support.main("command_line_test.py")
