@@ -8,12 +8,14 @@
 #include <thread>
 
 #include "engine/progress_sink.h"
+#include "kinds/jobs.h"
 #include "platform/clock.h"
-#include "ui/job_outcome.h"
 #include "ui/qt_progress_sink.h"
 #include "ui/status_page.h"
 
 namespace kestrav::ui {
+
+using kinds::JobOutcome;
 
 class JobRunner : public QObject {
   Q_OBJECT
@@ -36,7 +38,7 @@ class JobRunner : public QObject {
 
  signals:
   // On the GUI thread, after the job's last row.
-  void Finished(kestrav::ui::JobOutcome outcome);
+  void Finished(kestrav::kinds::JobOutcome outcome);
 
  private:
   void OnJobEnded();

@@ -245,8 +245,7 @@ bool MainWindow::StartJob(bool is_backup, Job job) {
                           platform::Format(kWaitingForJob, engine::JobHolderText(holder), seconds),
                           engine::LogIcon::kInformation);
         };
-        const kinds::JobOutcome outcome = job(sink, cancel, front_end);
-        return JobOutcome{outcome.canceled, outcome.failure};
+        return job(sink, cancel, front_end);
       });
   if (!started) return false;
   busy_ = true;
