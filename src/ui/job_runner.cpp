@@ -41,9 +41,8 @@ void JobRunner::Cancel() {
 
 void JobRunner::OnJobEnded() {
   worker_.join();
-  // The rows the job posted just before it ended are still queued.
-  sink_->DispatchPending();
-  if (page_) page_->ShowPendingRows();
+  // The rows the job reported since the last repaint are still in the sink.
+  sink_->ShowReports();
   sink_.reset();
   JobOutcome outcome = std::move(outcome_);
   outcome.canceled = outcome.canceled || cancel_.load() != 0;

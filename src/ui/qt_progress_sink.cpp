@@ -1,15 +1,23 @@
 #include "ui/qt_progress_sink.h"
 
 #include <QThread>
-#include <algorithm>
-#include <chrono>
+#include <utility>
 
 namespace kestrav::ui {
+namespace {
+
+// One round of the page a frame at most.
+constexpr int kRepaintMilliseconds = 16;
+
+}  // namespace
 
 QtProgressSink::QtProgressSink(StatusPage* page, const platform::Clock& clock, QObject* parent)
     : QObject(parent),
-      engine::ProgressSink(clock, engine::Delivery::kOnReceiverThread),
+      engine::ProgressSink(clock, engine::Delivery::kOnReportingThread),
       page_(page) {
+  repaint_timer_.setSingleShot(true);
+  repaint_timer_.setInterval(kRepaintMilliseconds);
+  connect(&repaint_timer_, &QTimer::timeout, this, &QtProgressSink::ShowReports);
   if (page == nullptr) {
     Close();
     return;
@@ -19,51 +27,69 @@ QtProgressSink::QtProgressSink(StatusPage* page, const platform::Clock& clock, Q
 }
 
 QtProgressSink::~QtProgressSink() {
-  // A worker still waiting in Send must not wait on a sink that is gone.
   CloseAndRelease();
 }
 
 void QtProgressSink::CloseAndRelease() {
+  // What the job reported before the page closed still reaches it.
+  ShowReports();
   Close();
-  taken_changed_.notify_all();
+}
+
+void QtProgressSink::Take(BarState* bar, std::uint32_t position,
+                          std::optional<std::uint32_t> upper_bound) {
+  bar->changed = true;
+  bar->position = position;
+  if (upper_bound) bar->upper_bound = upper_bound;
 }
 
 void QtProgressSink::AddRow(const engine::LogRow& row) {
-  if (page_) page_->AddRow(row);
+  std::lock_guard lock(inbox_mutex_);
+  inbox_.rows.push_back(row);
+  ScheduleShowLocked();
 }
 
 void QtProgressSink::SetItemProgress(std::uint32_t position,
                                      std::optional<std::uint32_t> upper_bound) {
-  if (page_) page_->SetItemProgress(position, upper_bound);
+  std::lock_guard lock(inbox_mutex_);
+  Take(&inbox_.item_bar, position, upper_bound);
+  ScheduleShowLocked();
 }
 
 void QtProgressSink::SetOverallProgress(std::uint32_t position,
                                         std::optional<std::uint32_t> upper_bound) {
-  if (page_) page_->SetOverallProgress(position, upper_bound);
+  std::lock_guard lock(inbox_mutex_);
+  Take(&inbox_.overall_bar, position, upper_bound);
+  ScheduleShowLocked();
 }
 
-void QtProgressSink::ReportsPending() {
-  // One wake-up in flight is enough: it takes every report queued.
-  const std::uint64_t queued = ++reports_queued_;
-  if (!wake_queued_.exchange(true))
-    QMetaObject::invokeMethod(this, &QtProgressSink::Dispatch, Qt::QueuedConnection);
-  if (QThread::currentThread() == thread()) return;
-  std::unique_lock lock(taken_mutex_);
-  // Timed, for a sink closed by a caller that does not wake this wait.
-  while (queued > reports_taken_ + kMostBehind && IsOpen())
-    taken_changed_.wait_for(lock, std::chrono::milliseconds(20));
-}
-
-void QtProgressSink::Dispatch() {
-  wake_queued_ = false;
-  // Every report counted so far was queued before this round takes the queue.
-  const std::uint64_t counted = reports_queued_.load();
-  DispatchPending();
-  {
-    std::lock_guard lock(taken_mutex_);
-    reports_taken_ = std::max(reports_taken_, counted);
+void QtProgressSink::ScheduleShowLocked() {
+  // One round in waiting takes everything that comes before it.
+  if (show_scheduled_) return;
+  show_scheduled_ = true;
+  if (QThread::currentThread() == thread()) {
+    repaint_timer_.start();
+  } else {
+    QMetaObject::invokeMethod(
+        this, [this] { repaint_timer_.start(); }, Qt::QueuedConnection);
   }
-  taken_changed_.notify_all();
+}
+
+void QtProgressSink::ShowReports() {
+  Inbox taken;
+  {
+    std::lock_guard lock(inbox_mutex_);
+    std::swap(taken, inbox_);
+    show_scheduled_ = false;
+  }
+  repaint_timer_.stop();
+  if (!page_) return;
+  for (const engine::LogRow& row : taken.rows) page_->AddRow(row);
+  page_->ShowPendingRows();
+  if (taken.item_bar.changed)
+    page_->SetItemProgress(taken.item_bar.position, taken.item_bar.upper_bound);
+  if (taken.overall_bar.changed)
+    page_->SetOverallProgress(taken.overall_bar.position, taken.overall_bar.upper_bound);
 }
 
 }  // namespace kestrav::ui

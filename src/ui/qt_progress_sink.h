@@ -1,16 +1,16 @@
-// The status page as a job's ProgressSink: the job reports from its worker thread, the page
-// takes the reports on the GUI thread. Made on the GUI thread; a report wakes the GUI thread
-// once, however many follow before it gets there, and the GUI thread then takes them all.
-// A job that posts faster than the page takes its reports waits once the page is kMostBehind
-// reports behind, so the queue stays small and one round of the GUI thread stays short.
+// The status page as a job's ProgressSink. The job's reports are taken on the thread that makes
+// them, in order, with the row's time of arrival, into an inbox; the GUI thread shows what the
+// inbox holds once a repaint. A sent row is thus handled when Send returns without a round trip
+// to the GUI thread per row, and a job of 50,000 rows runs about as fast as on a console.
 #pragma once
 
 #include <QObject>
 #include <QPointer>
-#include <atomic>
-#include <condition_variable>
+#include <QTimer>
 #include <cstdint>
 #include <mutex>
+#include <optional>
+#include <vector>
 
 #include "engine/progress_sink.h"
 #include "platform/clock.h"
@@ -22,29 +22,42 @@ class QtProgressSink : public QObject, public engine::ProgressSink {
   Q_OBJECT
 
  public:
-  // Closes itself when the page closes or goes.
+  // Made on the GUI thread; closes itself when the page closes or goes.
   QtProgressSink(StatusPage* page, const platform::Clock& clock, QObject* parent = nullptr);
   ~QtProgressSink() override;
 
-  static constexpr std::uint64_t kMostBehind = 2000;
+  // GUI thread: puts on the page every row and bar position taken so far.
+  void ShowReports();
 
  protected:
   void AddRow(const engine::LogRow& row) override;
   void SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) override;
   void SetOverallProgress(std::uint32_t position,
                           std::optional<std::uint32_t> upper_bound) override;
-  void ReportsPending() override;
 
  private:
-  void Dispatch();
+  // A bar as the job last set it since the page last showed it.
+  struct BarState {
+    bool changed = false;
+    std::uint32_t position = 0;
+    std::optional<std::uint32_t> upper_bound;  // the last range given, if any
+  };
+  struct Inbox {
+    std::vector<engine::LogRow> rows;
+    BarState item_bar;
+    BarState overall_bar;
+  };
+
+  static void Take(BarState* bar, std::uint32_t position, std::optional<std::uint32_t> upper_bound);
+  // Any thread, with the inbox locked: makes sure a repaint round will come.
+  void ScheduleShowLocked();
   void CloseAndRelease();
 
   QPointer<StatusPage> page_;
-  std::atomic<bool> wake_queued_ = false;
-  std::atomic<std::uint64_t> reports_queued_ = 0;
-  std::mutex taken_mutex_;
-  std::condition_variable taken_changed_;
-  std::uint64_t reports_taken_ = 0;  // at least this many reports have been handled
+  QTimer repaint_timer_;
+  std::mutex inbox_mutex_;
+  Inbox inbox_;
+  bool show_scheduled_ = false;
 };
 
 }  // namespace kestrav::ui

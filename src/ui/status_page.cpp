@@ -15,9 +15,6 @@ namespace {
 constexpr char16_t kBackupTitle[] = u"Kestrav status";
 constexpr char16_t kRestoreTitle[] = u"PIM restore status";
 
-// One batch of rows a frame at most.
-constexpr int kRepaintMilliseconds = 16;
-
 // The bars count in int; a range beyond it (an archive member of 2 GiB or more) is counted in
 // halves, so the bar keeps its proportion.
 void SetBar(QProgressBar* bar, bool* halved, std::uint32_t position,
@@ -76,14 +73,9 @@ StatusPage::StatusPage(QWidget* parent)
   layout->addWidget(log_, 1);
   layout->addWidget(item_bar_);
   layout->addWidget(overall_bar_);
-
-  repaint_timer_.setSingleShot(true);
-  repaint_timer_.setInterval(kRepaintMilliseconds);
-  connect(&repaint_timer_, &QTimer::timeout, this, &StatusPage::ShowPendingRows);
 }
 
 void StatusPage::BeginJob(bool is_backup) {
-  repaint_timer_.stop();
   title_->setText(QString::fromStdU16String(is_backup ? kBackupTitle : kRestoreTitle));
   model_->Clear();
   SetBar(item_bar_, &item_bar_halved_, 0, 100);
@@ -95,9 +87,7 @@ void StatusPage::AddRow(const engine::LogRow& row) {
   if (row.last) {
     ShowPendingRows();
     FitColumns();
-    return;
   }
-  if (!repaint_timer_.isActive()) repaint_timer_.start();
 }
 
 void StatusPage::SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound) {
@@ -110,7 +100,6 @@ void StatusPage::SetOverallProgress(std::uint32_t position,
 }
 
 void StatusPage::ShowPendingRows() {
-  repaint_timer_.stop();
   if (model_->Commit()) log_->scrollToBottom();
 }
 

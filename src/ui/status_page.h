@@ -1,9 +1,8 @@
 // The "Status" tab: the job's title (1020), its log (1044) and the item (1045) and overall (1046)
 // progress bars. A job's sink fills it; the page keeps up with 100,000 rows because it shows new
-// rows once a repaint, not once a row.
+// rows in batches (ShowPendingRows, once a repaint), not once a row.
 #pragma once
 
-#include <QTimer>
 #include <QWidget>
 #include <cstdint>
 #include <optional>
@@ -25,8 +24,8 @@ class StatusPage : public QWidget {
 
   // A new job: its title, an empty log and empty bars.
   void BeginJob(bool is_backup);
-  // A row of the log, shown at the next repaint or at once when it is the job's last line, after
-  // which the columns fit the wider of their contents and headers.
+  // A row of the log, shown at the next ShowPendingRows or at once when it is the job's last
+  // line, after which the columns fit the wider of their contents and headers.
   void AddRow(const engine::LogRow& row);
   // A bar's new position, and its new range first when one is given.
   void SetItemProgress(std::uint32_t position, std::optional<std::uint32_t> upper_bound);
@@ -53,7 +52,6 @@ class StatusPage : public QWidget {
   bool item_bar_halved_ = false;
   bool overall_bar_halved_ = false;
   StatusModel* model_;
-  QTimer repaint_timer_;
 };
 
 }  // namespace kestrav::ui
