@@ -25,6 +25,10 @@ class CommandLine(e2e_support.TemporaryFolderCase):
         self.assertIn("restore", self.cli("help").stdout)
         self.assertEqual(self.cli("help", "frob", expect=1).stderr,
                          'kestrav-cli: help: no command "frob" (see kestrav-cli --help)\n')
+        self.assertEqual(self.cli("frob", expect=1).stderr,
+                         'kestrav-cli: no command "frob" (see kestrav-cli --help)\n')
+        self.assertEqual(self.cli("device", "frob", expect=1).stderr,
+                         'kestrav-cli: no command "frob" (see kestrav-cli device --help)\n')
         refused = self.cli("restore", "--bogus", "x", expect=1).stderr
         self.assertTrue(refused.endswith("(see kestrav-cli restore --help)\n"), refused)
         refused = self.cli("schedule", "set", "--days", expect=1).stderr
@@ -72,7 +76,19 @@ class CommandLine(e2e_support.TemporaryFolderCase):
             with self.subTest(days=days):
                 device.run("schedule", "set", "--days", days, "--time", "10:00", expect=1,
                            env=environment)
+        # A start at midnight never runs: said once, and no next run shown.
+        midnight = device.run("schedule", "set", "--days", "all", "--time", "00:00", "--folder",
+                              self.tmp, env=environment).stdout
+        self.assertEqual(midnight.count("00:00"), 1, midnight)
+        self.assertNotIn("Next run", midnight)
+        self.assertIn("Next run: none, as on the handheld a start time of 00:00 never runs\n",
+                      device.run("schedule", "show", env=environment).stdout)
         device.run("schedule", "clear", env=environment)
+        # The timer's own command line with no schedule left says so in one line.
+        unattended = subprocess.run([e2e_support.CLI, "/SchedBackup"], capture_output=True,
+                                    text=True, env=dict(environment, KESTRAV_DEVICE=device.folder))
+        self.assertEqual(unattended.returncode, 0)
+        self.assertEqual(len((unattended.stdout + unattended.stderr).splitlines()), 1)
 
 
 if __name__ == "__main__":

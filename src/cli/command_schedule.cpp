@@ -158,7 +158,10 @@ int Show(CommandContext& context) {
   std::printf("Compress: %s\n", schedule->compress ? "yes" : "no");
   std::printf("Message attachments: %s\n", schedule->store_attachments ? "yes" : "no");
   std::printf("Message folders left out: %s\n", excluded.empty() ? "none" : excluded.c_str());
-  std::printf("Next run: %s\n", NextRunText(*host).c_str());
+  if (start == 0)
+    std::printf("Next run: none, as on the handheld a start time of 00:00 never runs\n");
+  else
+    std::printf("Next run: %s\n", NextRunText(*host).c_str());
   return kExitSuccess;
 }
 
@@ -239,7 +242,7 @@ int Set(CommandContext& context, const SetOptions& options) {
         "Note: as on the handheld, the scheduled run leaves out only the first folder "
         "given to --exclude.\n");
   }
-  std::printf("Next run: %s\n", NextRunText(*host).c_str());
+  if (choice.start_seconds != 0) std::printf("Next run: %s\n", NextRunText(*host).c_str());
   SayWhetherTimersRun(*host);
   return kExitSuccess;
 }

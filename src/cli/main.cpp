@@ -171,8 +171,16 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
-    std::cerr << "kestrav-cli: " << error.what() << " (see kestrav-cli "
-              << CommandWordsOf(app, argc, argv) << "--help)\n";
+    std::string what = error.what();
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr &&
+        what.starts_with("A subcommand")) {
+      // The word the user typed where a command belongs is the one left over.
+      const std::vector<std::string> left_over = app.remaining();
+      what = left_over.empty() ? "a command is needed"
+                               : "no command \"" + left_over.front() + "\"";
+    }
+    std::cerr << "kestrav-cli: " << what << " (see kestrav-cli " << CommandWordsOf(app, argc, argv)
+              << "--help)\n";
     return kExitFailure;
   }
   if (!context.action) return kExitFailure;
