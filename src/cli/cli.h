@@ -66,6 +66,12 @@ class CommandContext {
 inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
 
+// Whether standard input is a terminal that a question can be asked on.
+bool CanAsk();
+// Asks the question (ending with its blank) on the terminal; true only for "y" or "yes", false
+// without a terminal to ask on.
+bool AnsweredYes(std::string_view question);
+
 // A host path given on the command line, as the device's file system takes it.
 std::u16string CommandLinePath(const std::string& path);
 

@@ -74,9 +74,10 @@ int Backup(CommandContext& context, const BackupOptions& options) {
   if (!ChooseMessageFolders(device, options.folders, &job.messages_option, &reason))
     return context.Fail(reason);
   kinds::JobOutcome outcome;
-  RunJob(device.clock(), true, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-    outcome = kinds::RunBackup(device, job, sink, cancel, context.FrontEnd(*host));
-  });
+  RunJob(device.clock(), true, job.kinds,
+         [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+           outcome = kinds::RunBackup(device, job, sink, cancel, context.FrontEnd(*host));
+         });
   if (!outcome.canceled && !job.written_archive.empty())
     std::printf("Backup file: %s\n", host->files().HostPath(job.written_archive).c_str());
   if (!outcome.failure.empty()) return context.Fail(outcome.failure);

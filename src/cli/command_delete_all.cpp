@@ -1,4 +1,3 @@
-#include <unistd.h>
 
 #include <cstdio>
 #include <iostream>
@@ -44,17 +43,6 @@ class ConsoleDeletionProgress : public devicedb::DeletionProgress {
   std::uint32_t deleted_ = 0;
 };
 
-// Asks the kind's confirmation, whose question ends with its blank; a console that cannot
-// answer needs --yes.
-bool Confirmed(std::u16string_view question, std::u16string_view title) {
-  if (isatty(STDIN_FILENO) == 0) return false;
-  std::printf("%s: %s[y/N] ", platform::ToUtf8(title).c_str(), platform::ToUtf8(question).c_str());
-  std::fflush(stdout);
-  std::string answer;
-  std::getline(std::cin, answer);
-  return answer == "y" || answer == "Y" || answer == "yes";
-}
-
 int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
   std::vector<engine::ItemKind> chosen;
   std::string reason;
@@ -68,9 +56,11 @@ int DeleteAll(CommandContext& context, const DeleteAllOptions& options) {
   platform::host::HostDevice* host = context.Profile();
   if (host == nullptr) return kExitFailure;
   if (!options.yes) {
-    if (isatty(STDIN_FILENO) == 0)
+    if (!CanAsk())
       return context.Fail("not deleting without --yes: there is no terminal to ask on");
-    if (!Confirmed(row->delete_confirm, row->delete_confirm_caption))
+    // The kind's confirmation, whose question ends with its blank.
+    if (!AnsweredYes(platform::ToUtf8(row->delete_confirm_caption) + ": " +
+                     platform::ToUtf8(row->delete_confirm)))
       return context.Fail("nothing deleted");
   }
   ConsoleDeletionProgress progress(kinds::IsTerminal(stdout));

@@ -4,6 +4,8 @@
 Usage: command_line_test.py /path/to/kestrav-cli [unittest options]
 """
 import os
+import pty
+import re
 import subprocess
 import sys
 
@@ -89,6 +91,57 @@ class CommandLine(e2e_support.TemporaryFolderCase):
                                     text=True, env=dict(environment, KESTRAV_DEVICE=device.folder))
         self.assertEqual(unattended.returncode, 0)
         self.assertEqual(len((unattended.stdout + unattended.stderr).splitlines()), 1)
+
+    def on_terminal(self, device, *args, answer=None):
+        """Runs a command on a pseudo-terminal, answering its question; its status and output."""
+        controller, terminal = pty.openpty()
+        process = subprocess.Popen(device.command(*args), stdin=terminal, stdout=terminal,
+                                   stderr=terminal, close_fds=True)
+        os.close(terminal)
+        if answer is not None:
+            os.write(controller, answer.encode() + b"\n")
+        output = b""
+        while True:
+            try:
+                chunk = os.read(controller, 65536)
+            except OSError:  # the program ended and closed the terminal
+                break
+            if not chunk:
+                break
+            output += chunk
+        os.close(controller)
+        return process.wait(timeout=60), output.decode(errors="replace")
+
+    def test_a_terminal_is_asked_before_deleting_and_shows_the_kind_in_hand(self):
+        device = Profile(self, "device").init("--sample")
+        archive = self.path("all.qbk")
+        status, output = self.on_terminal(device, "backup", "--output", archive)
+        self.assertEqual(status, 0, output)
+        for kind in ("contacts 1/6", "appointments 2/6", "messages 6/6"):
+            self.assertIn(kind, output)
+        before = device.dump()
+
+        # Restoring deletes first by default: the terminal is told what goes, and "no" keeps it.
+        status, output = self.on_terminal(device, "restore", archive, "--mode",
+                                          "calllogs=add-new", answer="n")
+        self.assertEqual(status, 1, output)
+        self.assertRegex(output, r"deletes these from the device first: 25 contacts, 30 "
+                         r"appointments, 15 tasks, 8 speed dials, 31 messages \(of the folders "
+                         r"restored\)\. Go on\? \[y/N\]")
+        self.assertIn("kestrav-cli: nothing restored", output)
+        self.assertEqual(device.dump(), before)
+        self.assertEqual(os.listdir(os.path.join(device.folder, "fs", "Temp")), [])
+        status, output = self.on_terminal(device, "restore", archive, "--kinds", "contacts",
+                                          answer="y")
+        self.assertEqual(status, 0, output)
+        self.assertIn("25 contacts", output)
+        # --yes, or no terminal, asks nothing; a pipe gets only the rows, no bars.
+        status, output = self.on_terminal(device, "restore", archive, "--kinds", "tasks", "--yes")
+        self.assertEqual(status, 0, output)
+        self.assertNotIn("Go on?", output)
+        piped = device.run("restore", archive, "--kinds", "tasks").stdout
+        self.assertTrue(all(re.match(r"^\d\d:\d\d:\d\d  ", line) for line in piped.splitlines()
+                            if not line.startswith("Note: ")), piped)
 
 
 if __name__ == "__main__":

@@ -19,7 +19,23 @@ struct RestoreOptions {
   std::string kinds;
   std::vector<std::string> modes;
   std::vector<std::string> folders;
+  bool yes = false;
 };
+
+// What a restore in "delete all first" mode empties before it adds the file's items, per kind:
+// "24 contacts, 31 messages (of the folders restored)". Empty when it deletes nothing.
+std::string ItemsDeletedFirst(const platform::Device& device, const engine::BackupJob& job) {
+  std::string listed;
+  for (const engine::BackupJob::PreparedRestore& restore : job.restores) {
+    const std::optional<std::uint64_t> count =
+        kinds::CountItemsDeletedFirst(device, restore, job.separator);
+    if (!count || *count == 0) continue;
+    listed += (listed.empty() ? "" : ", ") + std::to_string(*count) + " " +
+              platform::ToUtf8(engine::KindInfo(restore.pass.kind).word);
+    if (restore.pass.kind == engine::ItemKind::kMessages) listed += " (of the folders restored)";
+  }
+  return listed;
+}
 
 int Restore(CommandContext& context, const RestoreOptions& options) {
   platform::host::HostDevice* host = context.Profile();
@@ -104,6 +120,15 @@ int Restore(CommandContext& context, const RestoreOptions& options) {
       return context.Fail(reason);
     }
   }
+  // Deleting first is the default: on a terminal, say what goes and ask.
+  if (!options.yes && CanAsk()) {
+    const std::string deleted = ItemsDeletedFirst(device, job);
+    if (!deleted.empty() &&
+        !AnsweredYes("The restore deletes these from the device first: " + deleted + ". Go on? ")) {
+      engine::ClearJobLeftovers(device);
+      return context.Fail("nothing restored");
+    }
+  }
   return RunCheckedRestore(context, device, *device_job, job, u"restore", context.FrontEnd(*host));
 }
 
@@ -124,6 +149,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
                       "The message stores and folders to restore, by their shown names "
                       "(\"Text Messages\", \"Text Messages/Inbox\"); default: those the file "
                       "holds");
+  command->add_flag("--yes", options->yes,
+                    "Do not ask before a kind restored delete-all (the default mode) empties the "
+                    "device's items first; without a terminal nothing is asked");
   command->callback([&context, options] {
     context.action = [&context, options] { return Restore(context, *options); };
   });

@@ -55,9 +55,11 @@ class InterruptGuard {
 
 }  // namespace
 
-void RunJob(const platform::Clock& clock, bool is_backup, const Job& job) {
+void RunJob(const platform::Clock& clock, bool is_backup, std::vector<engine::ItemKind> kinds,
+            const Job& job) {
   kinds::ConsoleSink sink(clock, stdout, kinds::IsTerminal(stdout));
   sink.SetJobIsBackup(is_backup);
+  sink.SetJobKinds(std::move(kinds));
   engine::CancelFlag cancel = 0;
   std::atomic<bool> done = false;
   InterruptGuard guard;
@@ -85,9 +87,14 @@ int RunCheckedRestore(const CommandContext& context, const platform::Device& dev
                       engine::DeviceJob& device_job, engine::BackupJob& job,
                       std::u16string_view what, const kinds::FrontEnd& front_end) {
   kinds::JobOutcome outcome;
-  RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-    outcome = kinds::RunCheckedRestore(device, device_job, job, sink, cancel, what, front_end);
-  });
+  std::vector<engine::ItemKind> kinds;
+  for (const engine::BackupJob::PreparedRestore& restore : job.restores)
+    kinds.push_back(restore.pass.kind);
+  RunJob(device.clock(), false, std::move(kinds),
+         [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+           outcome =
+               kinds::RunCheckedRestore(device, device_job, job, sink, cancel, what, front_end);
+         });
   // Told whatever the outcome: the rows scrolled past, and the user may want a fuller backup.
   if (const std::u16string notice = engine::RestoreNotice(job); !notice.empty())
     std::printf("Note: %s (back up with --attachments to keep them)\n",

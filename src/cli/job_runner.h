@@ -15,7 +15,9 @@ namespace kestrav::cli {
 
 using Job = std::function<void(engine::ProgressSink* sink, engine::CancelFlag* cancel)>;
 
-void RunJob(const platform::Clock& clock, bool is_backup, const Job& job);
+// The job's kinds, in the order it takes them, label its overall bar.
+void RunJob(const platform::Clock& clock, bool is_backup, std::vector<engine::ItemKind> kinds,
+            const Job& job);
 
 // Fails with the message box a restore shows instead of starting, and the archive's fault after
 // it when there is one: "Restore error: The compressed file ... (a member's name is too long)".

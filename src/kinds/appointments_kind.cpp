@@ -15,6 +15,7 @@ const KindRow kAppointmentsRow = {
       if (!deleted) return std::nullopt;
       return outlook::AppointmentsDeletedText(*deleted);
     },
+    .count_items = outlook::CountAppointments,
     .menu_label = texts::kAppointmentsMenu,
     .delete_confirm = texts::kAppointmentsDeleteConfirm,
     .delete_confirm_caption = texts::kAppointmentsDeleteConfirmCaption,

@@ -16,6 +16,10 @@ const KindRow kCallLogsRow = {
                                   devicedb::texts::kCallLogDeleted,
                                   devicedb::texts::kCallLogsDeleted);
         },
+    .count_items =
+        [](const platform::Device& device) {
+          return CountRecords(device, devicedb::kCallLogDatabase);
+        },
     .menu_label = texts::kCallLogsMenu,
     .delete_confirm = texts::kCallLogsDeleteConfirm,
     .delete_confirm_caption = texts::kCallLogsDeleteConfirmCaption,

@@ -39,7 +39,13 @@ std::string PrintableText(std::u16string_view text) {
 ConsoleSink::ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars)
     : engine::ProgressSink(clock, engine::Delivery::kOnReportingThread),
       out_(out),
-      draw_bars_(draw_bars) {}
+      draw_bars_(draw_bars),
+      clock_(clock),
+      started_(clock.TickCount()) {}
+
+void ConsoleSink::SetJobKinds(std::vector<engine::ItemKind> kinds) {
+  kinds_ = std::move(kinds);
+}
 
 ConsoleSink::~ConsoleSink() {
   if (bars_drawn_) std::fputc('\n', out_);
@@ -68,7 +74,10 @@ void ConsoleSink::SetItemProgress(std::uint32_t position,
 
 void ConsoleSink::SetOverallProgress(std::uint32_t position,
                                      std::optional<std::uint32_t> upper_bound) {
-  if (upper_bound) overall_.upper_bound = *upper_bound;
+  if (upper_bound)
+    overall_.upper_bound = *upper_bound;
+  else
+    ++kinds_finished_;
   overall_.position = position;
   EraseBars();
   DrawBars();
@@ -85,6 +94,8 @@ void ConsoleSink::DrawBars() {
   DrawBar("Item   ", item_);
   std::fputc('\n', out_);
   DrawBar("Overall", overall_);
+  const std::string label = OverallLabel();
+  if (!label.empty()) std::fprintf(out_, "  %s", label.c_str());
   bars_drawn_ = true;
   drawn_item_permille_ = Permille(item_.position, item_.upper_bound);
   std::fflush(out_);
@@ -96,6 +107,23 @@ void ConsoleSink::DrawBar(const char* label, const Bar& bar) {
   std::string cells(filled, '#');
   cells.append(kBarWidth - filled, '.');
   std::fprintf(out_, "%s [%s] %3d%%", label, cells.c_str(), permille / 10);
+}
+
+std::string ConsoleSink::OverallLabel() const {
+  if (kinds_.empty() || kinds_finished_ >= kinds_.size()) return {};
+  std::string label = platform::ToUtf8(engine::KindInfo(kinds_[kinds_finished_]).word) + " " +
+                      std::to_string(kinds_finished_ + 1) + "/" + std::to_string(kinds_.size());
+  // The share done: the kinds finished and the part of the one in hand its item bar shows.
+  const double item_done = Permille(item_.position, item_.upper_bound) / 1000.0;
+  const double done =
+      (static_cast<double>(kinds_finished_) + item_done) / static_cast<double>(kinds_.size());
+  const double elapsed_seconds = (clock_.TickCount() - started_) / 1000.0;
+  if (done < 0.05 || elapsed_seconds < 1) return label;
+  const auto left = static_cast<long>(elapsed_seconds * (1 - done) / done + 0.5);
+  label += left >= 60 ? ", about " + std::to_string(left / 60) + " min " +
+                            std::to_string(left % 60) + " s left"
+                      : ", about " + std::to_string(left) + " s left";
+  return label;
 }
 
 }  // namespace kestrav::kinds

@@ -1,7 +1,9 @@
 // The status page on a console, for kestrav-cli's jobs and either program's unattended run (whose
 // rows go to the journal): each log row as "HH:MM:SS  text" (an error row as
 // "HH:MM:SS  (!) text"), and, when standard output is a terminal, the item and overall
-// progress bars kept below the rows.
+// progress bars kept below the rows. The overall bar, which counts the kinds a job has finished,
+// is labelled with the kind in hand ("contacts 2/6") and, once a twentieth of the job is done,
+// an estimate of the time left.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +11,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "engine/item_kind.h"
 #include "engine/progress_sink.h"
 
 namespace kestrav::kinds {
@@ -18,6 +22,9 @@ class ConsoleSink : public engine::ProgressSink {
  public:
   ConsoleSink(const platform::Clock& clock, std::FILE* out, bool draw_bars);
   ~ConsoleSink() override;
+
+  // The kinds of the job in the order it takes them, for the overall bar's label.
+  void SetJobKinds(std::vector<engine::ItemKind> kinds);
 
   // Waits until `done` returns true; reports are printed on the thread that makes them.
   template <typename Done>
@@ -44,6 +51,8 @@ class ConsoleSink : public engine::ProgressSink {
   void EraseBars();
   void DrawBars();
   void DrawBar(const char* label, const Bar& bar);
+  // "contacts 2/6, about 1 min 10 s left": the kind in hand and the time left, when known.
+  std::string OverallLabel() const;
 
   std::FILE* out_;
   bool draw_bars_;
@@ -51,6 +60,12 @@ class ConsoleSink : public engine::ProgressSink {
   Bar item_;
   Bar overall_;
   int drawn_item_permille_ = -1;
+
+  const platform::Clock& clock_;
+  std::uint32_t started_ = 0;  // the tick count of the first report
+  std::vector<engine::ItemKind> kinds_;
+  // The kinds finished: the job posts the overall position once after each.
+  std::size_t kinds_finished_ = 0;
 };
 
 // True when the stream is a terminal.

@@ -15,6 +15,7 @@ const KindRow kContactsRow = {
       if (!deleted) return std::nullopt;
       return outlook::ContactsDeletedText(*deleted);
     },
+    .count_items = outlook::CountContacts,
     .menu_label = texts::kContactsMenu,
     .delete_confirm = texts::kContactsDeleteConfirm,
     .delete_confirm_caption = texts::kContactsDeleteConfirmCaption,

@@ -3,6 +3,7 @@
 
 #include "engine/status_text.h"
 #include "kinds/rows.h"
+#include "messages/message_folders.h"
 
 namespace kestrav::kinds {
 namespace {
@@ -63,6 +64,27 @@ bool OffersMode(engine::ItemKind kind, engine::RestoreMode mode) {
   const auto index = static_cast<std::size_t>(mode);
   return row != nullptr && index < row->restore_options.size() &&
          !row->restore_options[index].empty();
+}
+
+std::optional<std::uint64_t> CountRecords(const platform::Device& device,
+                                          std::u16string_view database) {
+  devicedb::HeldPimDatabase held(device.object_store());
+  if (held.Open(database) != platform::kErrorSuccess) return std::nullopt;
+  return devicedb::RecordCount(device.object_store(), held.handle());
+}
+
+std::optional<std::uint64_t> CountItemsDeletedFirst(
+    const platform::Device& device, const engine::BackupJob::PreparedRestore& restore,
+    char16_t separator) {
+  const engine::PassContext& pass = restore.pass;
+  if (pass.mode != engine::RestoreMode::kDeleteAllFirst) return std::nullopt;
+  if (pass.kind == engine::ItemKind::kMessages) {
+    return messages::CountMessagesDeletedFirst(device, pass.record_file, separator,
+                                               pass.messages_option);
+  }
+  const KindRow* row = FindKind(pass.kind);
+  if (row == nullptr) return std::nullopt;
+  return row->count_items(device);
 }
 
 std::optional<std::u16string> DeleteAllRecords(const platform::Device& device,

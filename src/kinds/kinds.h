@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "devicedb/pim_volume.h"
+#include "engine/backup_job.h"
 #include "engine/item_kind.h"
 #include "engine/kind_worker.h"
 #include "platform/device.h"
@@ -27,6 +28,8 @@ struct KindRow {
   engine::ItemKind kind;
   std::unique_ptr<engine::KindWorker> (*make_worker)(const platform::Device& device);
   DeleteAll delete_all;
+  // The items of the kind on the device; nothing when its store cannot be reached.
+  std::optional<std::uint64_t> (*count_items)(const platform::Device& device);
   std::u16string_view menu_label;              // the "Delete All..." entry: "Call Logs"
   std::u16string_view delete_confirm;          // "Are you sure you want to delete all Call Logs? "
   std::u16string_view delete_confirm_caption;  // "Call Logs delete confirm"
@@ -51,6 +54,13 @@ std::unique_ptr<engine::KindWorker> MakeWorker(const platform::Device& device,
                                                engine::ItemKind kind);
 // MakeWorker for the engine's passes.
 engine::KindWorkerFactory WorkerFactory(const platform::Device& device);
+
+// The items a restore deletes from the device before it adds the file's, when the kind is
+// restored "delete all first": every item of the kind, or for messages those of the folders
+// restored. Nothing when the store cannot be reached or the kind is restored another way.
+std::optional<std::uint64_t> CountItemsDeletedFirst(
+    const platform::Device& device, const engine::BackupJob::PreparedRestore& restore,
+    char16_t separator);
 
 // Whether the kind's restore options offer the mode.
 bool OffersMode(engine::ItemKind kind, engine::RestoreMode mode);

@@ -1,5 +1,6 @@
 #include "kinds/rows.h"
 #include "kinds/texts.h"
+#include "messages/message_folders.h"
 #include "messages/messages_worker.h"
 
 namespace kestrav::kinds {
@@ -11,6 +12,10 @@ const KindRow kMessagesRow = {
       return std::make_unique<messages::MessagesWorker>(device);
     },
     .delete_all = nullptr,
+    .count_items =
+        [](const platform::Device& device) {
+          return messages::CountMessages(device, messages::FolderChoice(engine::MessagesOption{}));
+        },
     .menu_label = {},
     .delete_confirm = {},
     .delete_confirm_caption = {},

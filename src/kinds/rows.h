@@ -21,4 +21,9 @@ std::optional<std::u16string> DeleteAllRecords(const platform::Device& device,
                                                std::u16string_view deleted_one,
                                                std::u16string_view deleted_many);
 
+// The records of a database of "\pim.vol", or nothing when the volume or the database cannot be
+// opened.
+std::optional<std::uint64_t> CountRecords(const platform::Device& device,
+                                          std::u16string_view database);
+
 }  // namespace kestrav::kinds

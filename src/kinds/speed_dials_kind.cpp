@@ -16,6 +16,10 @@ const KindRow kSpeedDialsRow = {
                                   devicedb::texts::kSpeedDialDeleted,
                                   devicedb::texts::kSpeedDialsDeleted);
         },
+    .count_items =
+        [](const platform::Device& device) {
+          return CountRecords(device, devicedb::kSpeedDialDatabase);
+        },
     .menu_label = texts::kSpeedDialsMenu,
     .delete_confirm = texts::kSpeedDialsDeleteConfirm,
     .delete_confirm_caption = texts::kSpeedDialsDeleteConfirmCaption,

@@ -15,6 +15,7 @@ const KindRow kTasksRow = {
       if (!deleted) return std::nullopt;
       return outlook::TasksDeletedText(*deleted);
     },
+    .count_items = outlook::CountTasks,
     .menu_label = texts::kTasksMenu,
     .delete_confirm = texts::kTasksDeleteConfirm,
     .delete_confirm_caption = texts::kTasksDeleteConfirmCaption,

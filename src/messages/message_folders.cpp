@@ -114,6 +114,31 @@ HResult ListMessageFolders(const platform::Device& device, std::vector<StoreFold
   return result;
 }
 
+std::optional<std::uint64_t> CountMessages(const platform::Device& device,
+                                           const FolderChoice& choice) {
+  std::vector<StoreFolders> stores;
+  if (Failed(ListMessageFolders(device, &stores))) return std::nullopt;
+  std::uint64_t count = 0;
+  for (const StoreFolders& store : stores) {
+    for (const platform::MessageFolderRow& folder : store.folders)
+      if (choice.Takes(store.display_name, folder.name)) count += folder.message_count;
+  }
+  return count;
+}
+
+std::optional<std::uint64_t> CountMessagesDeletedFirst(const platform::Device& device,
+                                                       std::u16string_view record_file,
+                                                       char16_t separator,
+                                                       const engine::MessagesOption& option) {
+  FolderChoice choice(option);
+  if (option.restore_folders.empty()) {
+    RecordFileSurvey survey;
+    if (!SurveyRecordFile(device, record_file, separator, &survey)) return std::nullopt;
+    choice.Include(survey.folders);
+  }
+  return CountMessages(device, choice);
+}
+
 std::vector<FolderExclusion> ExclusionsKeeping(std::span<const StoreFolders> stores,
                                                std::span<const std::u16string> choices,
                                                std::vector<std::u16string>* unknown) {

@@ -105,6 +105,18 @@ std::vector<engine::MessageFolderName> InclusionsOf(
     std::span<const engine::MessageFolderName> file_folders,
     std::span<const std::u16string> choices, std::vector<std::u16string>* unknown);
 
+// The messages on the device in the folders the choice takes; nothing when the messaging
+// subsystem cannot be reached.
+std::optional<std::uint64_t> CountMessages(const platform::Device& device,
+                                           const FolderChoice& choice);
+// The messages a restore of the record file in "delete all first" mode empties from the device:
+// those of the folders the option chooses, by default the folders the file holds. Nothing when
+// the file or the messaging subsystem cannot be read.
+std::optional<std::uint64_t> CountMessagesDeletedFirst(const platform::Device& device,
+                                                       std::u16string_view record_file,
+                                                       char16_t separator,
+                                                       const engine::MessagesOption& option);
+
 // The exclusion record: the 32-bit little-endian words at bytes 0, 4 and 8 - 1 for a store left
 // out or 2 for a folder, the length of the store's display name and of the folder's name in
 // UTF-16 units - then from byte 12 the two names, UTF-16LE, one after the other, the rest zero.

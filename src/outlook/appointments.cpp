@@ -208,4 +208,8 @@ std::u16string AppointmentsDeletedText(std::uint32_t deleted) {
   return ItemsDeletedText(kAppointmentTexts, deleted);
 }
 
+std::optional<std::uint64_t> CountAppointments(const platform::Device& device) {
+  return CountItems(device, kAppointmentTexts);
+}
+
 }  // namespace kestrav::outlook

@@ -40,4 +40,7 @@ std::optional<std::uint32_t> DeleteAllAppointments(const platform::Device& devic
 // The message that ends "Delete All..." appointments.
 std::u16string AppointmentsDeletedText(std::uint32_t deleted);
 
+// The appointments on the device, or nothing when Outlook or the folder could not be reached.
+std::optional<std::uint64_t> CountAppointments(const platform::Device& device);
+
 }  // namespace kestrav::outlook

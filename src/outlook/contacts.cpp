@@ -125,4 +125,8 @@ std::u16string ContactsDeletedText(std::uint32_t deleted) {
   return ItemsDeletedText(kContactTexts, deleted);
 }
 
+std::optional<std::uint64_t> CountContacts(const platform::Device& device) {
+  return CountItems(device, kContactTexts);
+}
+
 }  // namespace kestrav::outlook

@@ -47,4 +47,7 @@ std::optional<std::uint32_t> DeleteAllContacts(const platform::Device& device,
 // The message that ends "Delete All..." contacts.
 std::u16string ContactsDeletedText(std::uint32_t deleted);
 
+// The contacts on the device, or nothing when Outlook or the folder could not be reached.
+std::optional<std::uint64_t> CountContacts(const platform::Device& device);
+
 }  // namespace kestrav::outlook

@@ -212,6 +212,17 @@ std::optional<std::uint32_t> DeleteAllItems(const platform::Device& device,
   return deleted;
 }
 
+std::optional<std::uint64_t> CountItems(const platform::Device& device,
+                                        const ItemKindTexts& texts) {
+  OutlookSession session(device.outlook(), nullptr);
+  if (!session.Connect()) return std::nullopt;
+  std::optional<std::uint64_t> count;
+  if (std::unique_ptr<OutlookItemCollection> items = FolderItems(session, texts))
+    count = static_cast<std::uint64_t>(ItemCount(*items));
+  session.Disconnect();
+  return count;
+}
+
 std::u16string ItemsDeletedText(const ItemKindTexts& texts, std::uint32_t deleted) {
   if (deleted == 0) return texts.none_deleted;
   return platform::Format(texts.successfully_deleted, deleted, deleted > 1 ? u"s" : u"");

@@ -114,6 +114,9 @@ std::optional<std::uint32_t> DeleteAllItems(const platform::Device& device,
                                             const ItemKindTexts& texts,
                                             devicedb::DeletionProgress& progress);
 
+// The items in the kind's folder, or nothing when Outlook or the folder could not be reached.
+std::optional<std::uint64_t> CountItems(const platform::Device& device, const ItemKindTexts& texts);
+
 // The message that ends "Delete All...".
 std::u16string ItemsDeletedText(const ItemKindTexts& texts, std::uint32_t deleted);
 

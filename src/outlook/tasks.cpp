@@ -168,4 +168,8 @@ std::u16string TasksDeletedText(std::uint32_t deleted) {
   return ItemsDeletedText(kTaskTexts, deleted);
 }
 
+std::optional<std::uint64_t> CountTasks(const platform::Device& device) {
+  return CountItems(device, kTaskTexts);
+}
+
 }  // namespace kestrav::outlook

@@ -39,4 +39,7 @@ std::optional<std::uint32_t> DeleteAllTasks(const platform::Device& device,
 // The message that ends "Delete All..." tasks.
 std::u16string TasksDeletedText(std::uint32_t deleted);
 
+// The tasks on the device, or nothing when Outlook or the folder could not be reached.
+std::optional<std::uint64_t> CountTasks(const platform::Device& device);
+
 }  // namespace kestrav::outlook
