@@ -97,5 +97,7 @@ std::string CommandWordsOf(const CLI::App& app, int argc, const char* const* arg
 // "device init", and "device dump" and "device load" (AddDeviceDataCommands).
 void AddDeviceCommand(CLI::App& app, CommandContext& context);
 void AddDeviceDataCommands(CLI::App& device_command, CommandContext& context);
+// "device info": what the profile holds and the backups in its default backup folder.
+void AddDeviceInfoCommand(CLI::App& device_command, CommandContext& context);
 
 }  // namespace kestrav::cli

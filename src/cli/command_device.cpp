@@ -49,6 +49,7 @@ void AddDeviceCommand(CLI::App& app, CommandContext& context) {
   init->callback([&context, options] {
     context.action = [&context, options] { return Init(context, *options); };
   });
+  AddDeviceInfoCommand(*device, context);
   AddDeviceDataCommands(*device, context);
 }
 

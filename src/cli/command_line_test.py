@@ -92,6 +92,19 @@ class CommandLine(e2e_support.TemporaryFolderCase):
         self.assertEqual(unattended.returncode, 0)
         self.assertEqual(len((unattended.stdout + unattended.stderr).splitlines()), 1)
 
+    def test_device_info_shows_what_the_profile_holds(self):
+        device = Profile(self, "device").init("--sample", "--code-page", "1251")
+        device.run("backup", "--kinds", "tasks")
+        info = device.run("device", "info").stdout.splitlines()
+        self.assertEqual(info[:9], [
+            f"Profile: {device.folder}",
+            "Device: Windows Mobile 2005 (OS version 5), code page 1251",
+            "Items: contacts 25", "Items: appointments 30", "Items: tasks 15",
+            "Items: call logs 40", "Items: speed dials 8", "Items: messages 31",
+            f"Backup folder: \\Storage Card ({device.folder}/fs/Storage Card)"])
+        self.assertEqual(len(info), 10)
+        self.assertRegex(info[9], r"^Backup: Kestrav_\d{8}\.qbk  \d{4}-\d\d-\d\d \d\d:\d\d  \d+ bytes$")
+
     def on_terminal(self, device, *args, answer=None):
         """Runs a command on a pseudo-terminal, answering its question; its status and output."""
         controller, terminal = pty.openpty()
