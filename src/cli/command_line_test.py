@@ -3,6 +3,7 @@
 
 Usage: command_line_test.py /path/to/kestrav-cli [unittest options]
 """
+import fcntl
 import os
 import pty
 import re
@@ -104,6 +105,23 @@ class CommandLine(e2e_support.TemporaryFolderCase):
             f"Backup folder: \\Storage Card ({device.folder}/fs/Storage Card)"])
         self.assertEqual(len(info), 10)
         self.assertRegex(info[9], r"^Backup: Kestrav_\d{8}\.qbk  \d{4}-\d\d-\d\d \d\d:\d\d  \d+ bytes$")
+
+    def test_leftovers_of_killed_backups_go_unless_another_job_writes_there(self):
+        device = Profile(self, "device").init()
+        folder = self.path("backups")
+        os.mkdir(folder)
+        leftovers = ["Kestrav_20261101.qbk.partial", "mine.qbk.partial"]
+        for name in leftovers + ["film.mkv.partial"]:
+            with open(os.path.join(folder, name), "wb") as file:
+                file.write(b"PK\x03\x04")
+        # A backup of another profile is writing into the folder: its files stay.
+        descriptor = os.open(folder, os.O_RDONLY | os.O_DIRECTORY)
+        fcntl.flock(descriptor, fcntl.LOCK_SH)
+        device.run("backup", "--kinds", "tasks", "--output", os.path.join(folder, "a.qbk"))
+        os.close(descriptor)
+        self.assertTrue(all(os.path.exists(os.path.join(folder, name)) for name in leftovers))
+        device.run("backup", "--kinds", "tasks", "--output", os.path.join(folder, "b.qbk"))
+        self.assertEqual(sorted(os.listdir(folder)), ["a.qbk", "b.qbk", "film.mkv.partial"])
 
     def on_terminal(self, device, *args, answer=None):
         """Runs a command on a pseudo-terminal, answering its question; its status and output."""

@@ -179,6 +179,19 @@ std::u16string RunCheckedBackup(const platform::Device& device, BackupJob& job,
                               platform::SystemErrorText(error));
     }
   }
+  // Jobs writing into the folder are counted while this one runs: the ".partial" archives that
+  // killed backups left there are removed when no other job writes there now.
+  std::unique_ptr<platform::FolderUse> folder_use;
+  if (platform::Safeguards* safeguards = device.safeguards()) {
+    const std::u16string folder(platform::FolderOf(archive));
+    bool alone = false;
+    safeguards->UseFolder(folder.empty() ? u"\\" : folder, &folder_use, &alone);
+    if (alone) {
+      for (const platform::FoundFile& found : files.Find(
+               folder + u"*" + std::u16string(kArchiveExtension) + texts::kPartialArchiveSuffix))
+        files.DeleteFile(folder + found.name);
+    }
+  }
   job.archive_file = partial;
   RunBackup(device, job, factory);
   job.archive_file = archive;

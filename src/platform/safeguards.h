@@ -30,6 +30,12 @@ class JobLock {
   virtual ~JobLock() = default;
 };
 
+// A job's use of a folder it writes into, held for as long as the object lives.
+class FolderUse {
+ public:
+  virtual ~FolderUse() = default;
+};
+
 // The job a copy of the stores was taken before, and when.
 struct SnapshotInfo {
   std::u16string job;
@@ -60,6 +66,13 @@ class Safeguards {
   // last ClearStoreFailure; empty when none did.
   virtual std::u16string StoreFailure() = 0;
   virtual void ClearStoreFailure() = 0;
+
+  // Marks the folder as one this job writes into for as long as *use lives. *alone tells whether
+  // no other job, of this device or another, writes into it now: only then may what jobs left
+  // there when they were killed be removed. Null *use and false *alone when the folder cannot
+  // be opened.
+  virtual void UseFolder(std::u16string_view folder, std::unique_ptr<FolderUse>* use,
+                         bool* alone) = 0;
 };
 
 }  // namespace kestrav::platform

@@ -398,4 +398,36 @@ void HostSafeguards::ClearStoreFailure() {
   messages_.ClearFailure();
 }
 
+namespace {
+
+class HostFolderUse : public FolderUse {
+ public:
+  explicit HostFolderUse(int descriptor) : descriptor_(descriptor) {}
+  ~HostFolderUse() override { ::close(descriptor_); }
+  HostFolderUse(const HostFolderUse&) = delete;
+  HostFolderUse& operator=(const HostFolderUse&) = delete;
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace
+
+void HostSafeguards::UseFolder(std::u16string_view folder, std::unique_ptr<FolderUse>* use,
+                               bool* alone) {
+  use->reset();
+  *alone = false;
+  const int descriptor =
+      ::open(files_.HostPath(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  *alone = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+  // Shared from here on: jobs writing into one folder do not keep each other out.
+  if (::flock(descriptor, LOCK_SH) != 0) {
+    ::close(descriptor);
+    *alone = false;
+    return;
+  }
+  *use = std::make_unique<HostFolderUse>(descriptor);
+}
+
 }  // namespace kestrav::platform::host

@@ -45,6 +45,9 @@ class HostSafeguards : public Safeguards {
   // The object store's failure, else the message store's.
   std::u16string StoreFailure() override;
   void ClearStoreFailure() override;
+  // A shared lock on the folder itself, which the kernel lets go when the process ends however
+  // it ends; alone when an exclusive one could be had first.
+  void UseFolder(std::u16string_view folder, std::unique_ptr<FolderUse>* use, bool* alone) override;
 
  private:
   // A store as it was when the last copy was taken: a connection kept open for SQLite to say
