@@ -143,8 +143,8 @@ std::unique_ptr<HostDevice> HostDevice::OpenProfile(const fs::path& profile, std
       zone_variable != nullptr ? std::optional<std::string>(zone_variable) : std::nullopt);
   host->power_ = std::make_unique<LogindPower>(*host->commands_);
   host->device_->AttachScheduling(host->notifications_.get(), host->power_.get());
-  host->shell_ =
-      std::make_unique<XdgShell>(XdgShell::DataHome(), XdgShell::ConfigHome(), *host->commands_);
+  host->shell_ = std::make_unique<XdgShell>(XdgShell::DataHome(), XdgShell::ConfigHome(),
+                                            *host->commands_, XdgShell::SharedDataFolders());
   host->device_->AttachShell(host->shell_.get());
   return host;
 }

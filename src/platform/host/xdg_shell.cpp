@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -40,6 +41,7 @@ constexpr std::string_view kArchiveType = "application/x-kestrav-backup";
 constexpr char16_t kProgramsFolder[] = u"\\Windows\\Start Menu\\Programs";
 constexpr std::u16string_view kLinkSuffix = u".lnk";
 constexpr char kOpenerName[] = "kestrav-open.desktop";
+constexpr char kInstalledEntry[] = KESTRAV_INSTALLED_ENTRY;
 constexpr char kProgramIcon[] = "kestrav";
 constexpr char kEntryGroup[] = "Desktop Entry";
 constexpr char kDefaultsGroup[] = "Default Applications";
@@ -268,6 +270,40 @@ ErrorCode ReadSessionFile(const fs::path& file, std::string* text) {
   return ReadWholeFile(file, kFileSizeLimit, true, text);
 }
 
+// The type of the heaviest glob of a database's "globs2" that is the pattern.
+std::optional<std::string> GlobType(std::string_view globs, std::u16string_view pattern) {
+  // "weight:type:pattern[:flags]"
+  int best_weight = -1;
+  std::string best_type;
+  for (const std::string_view line : Lines(globs)) {
+    if (line.starts_with('#')) continue;
+    const std::size_t first = line.find(':');
+    const std::size_t second = line.find(':', first == std::string_view::npos ? first : first + 1);
+    if (second == std::string_view::npos) continue;
+    const std::string_view glob = line.substr(second + 1, line.find(':', second + 1) - second - 1);
+    if (!EqualsIgnoringAsciiCase(FromUtf8(glob), pattern)) continue;
+    int weight = 0;
+    for (const char digit : line.substr(0, first)) {
+      if (digit < '0' || digit > '9' || weight > 1000) break;
+      weight = weight * 10 + (digit - '0');
+    }
+    if (weight > best_weight) {
+      best_weight = weight;
+      best_type = line.substr(first + 1, second - first - 1);
+    }
+  }
+  if (best_weight < 0) return std::nullopt;
+  return best_type;
+}
+
+// The icon name a database's "icons" gives the type.
+std::optional<std::string> TypeIcon(std::string_view icons, const std::string& mime_type) {
+  for (const std::string_view line : Lines(icons)) {
+    if (line.starts_with(mime_type + ":")) return std::string(line.substr(mime_type.size() + 1));
+  }
+  return std::nullopt;
+}
+
 // Compares timestamps to the nanosecond.
 bool NotOlder(const struct stat& file, const struct stat& than) {
   return file.st_mtim.tv_sec > than.st_mtim.tv_sec ||
@@ -387,6 +423,25 @@ fs::path XdgShell::ConfigHome() {
   return UserFolder("XDG_CONFIG_HOME", ".config");
 }
 
+std::vector<fs::path> XdgShell::SharedDataFolders() {
+  const char* variable = std::getenv("XDG_DATA_DIRS");
+  std::string_view list =
+      variable != nullptr && *variable != 0 ? variable : "/usr/local/share:/usr/share";
+  std::vector<fs::path> folders;
+  while (!list.empty()) {
+    const std::size_t end = list.find(':');
+    const std::string_view folder = list.substr(0, end);
+    // A relative folder is to be ignored, as the XDG rules say.
+    if (folder.starts_with('/')) folders.emplace_back(folder);
+    list = end == std::string_view::npos ? std::string_view() : list.substr(end + 1);
+  }
+  return folders;
+}
+
+std::string_view XdgShell::InstalledEntryName() {
+  return kInstalledEntry;
+}
+
 std::string XdgShell::MimeTypeOf(std::u16string_view type_id) {
   for (const DesktopType& type : kTypes) {
     if (EqualsIgnoringAsciiCase(type.type_id, type_id)) return std::string(type.mime_type);
@@ -394,8 +449,12 @@ std::string XdgShell::MimeTypeOf(std::u16string_view type_id) {
   return {};
 }
 
-XdgShell::XdgShell(fs::path data_home, fs::path config_home, HostCommands& commands)
-    : data_home_(std::move(data_home)), config_home_(std::move(config_home)), commands_(commands) {
+XdgShell::XdgShell(fs::path data_home, fs::path config_home, HostCommands& commands,
+                   std::vector<fs::path> shared_data_folders)
+    : data_home_(std::move(data_home)),
+      config_home_(std::move(config_home)),
+      shared_data_folders_(std::move(shared_data_folders)),
+      commands_(commands) {
   // Once, before any thread of the program parses.
   xmlInitParser();
 }
@@ -412,47 +471,36 @@ fs::path XdgShell::DefaultsFile() const {
   return config_home_ / "mimeapps.list";
 }
 
+std::vector<fs::path> XdgShell::DataFolders() const {
+  std::vector<fs::path> folders;
+  if (!data_home_.empty()) folders.push_back(data_home_);
+  folders.insert(folders.end(), shared_data_folders_.begin(), shared_data_folders_.end());
+  return folders;
+}
+
 ErrorCode XdgShell::ReadExtensionType(std::u16string_view extension, std::u16string* type_id) {
-  if (data_home_.empty()) return kErrorPathNotFound;
-  std::string globs;
-  if (ErrorCode error = ReadSessionFile(MimeFolder() / "globs2", &globs)) return error;
-  // "weight:type:pattern[:flags]"; the heaviest pattern wins.
   const std::u16string pattern = u"*" + std::u16string(extension);
-  int best_weight = -1;
-  std::string best_type;
-  for (const std::string_view line : Lines(globs)) {
-    if (line.starts_with('#')) continue;
-    const std::size_t first = line.find(':');
-    const std::size_t second = line.find(':', first == std::string_view::npos ? first : first + 1);
-    if (second == std::string_view::npos) continue;
-    const std::string_view glob = line.substr(second + 1, line.find(':', second + 1) - second - 1);
-    if (!EqualsIgnoringAsciiCase(FromUtf8(glob), pattern)) continue;
-    int weight = 0;
-    for (const char digit : line.substr(0, first)) {
-      if (digit < '0' || digit > '9' || weight > 1000) break;
-      weight = weight * 10 + (digit - '0');
-    }
-    if (weight > best_weight) {
-      best_weight = weight;
-      best_type = line.substr(first + 1, second - first - 1);
-    }
+  // The first database that knows the extension answers: the user's before an installed one.
+  for (const fs::path& folder : DataFolders()) {
+    std::string globs;
+    if (ReadSessionFile(folder / "mime" / "globs2", &globs) != kErrorSuccess) continue;
+    const std::optional<std::string> found = GlobType(globs, pattern);
+    if (!found) continue;
+    const auto known = std::ranges::find(kTypes, std::string_view(*found), &DesktopType::mime_type);
+    *type_id = known != kTypes.end() ? std::u16string(known->type_id) : FromUtf8(*found);
+    return kErrorSuccess;
   }
-  if (best_weight < 0) return kErrorFileNotFound;
-  const auto known =
-      std::ranges::find(kTypes, std::string_view(best_type), &DesktopType::mime_type);
-  *type_id = known != kTypes.end() ? std::u16string(known->type_id) : FromUtf8(best_type);
-  return kErrorSuccess;
+  return kErrorFileNotFound;
 }
 
 ErrorCode XdgShell::ReadTypeIcon(std::u16string_view type_id, std::u16string* icon) {
-  if (data_home_.empty()) return kErrorPathNotFound;
   const std::string mime_type = MimeTypeOf(type_id);
   if (mime_type.empty()) return kErrorFileNotFound;
-  std::string icons;
-  if (ErrorCode error = ReadSessionFile(MimeFolder() / "icons", &icons)) return error;
-  for (const std::string_view line : Lines(icons)) {
-    if (line.starts_with(mime_type + ":")) {
-      *icon = FromUtf8(line.substr(mime_type.size() + 1));
+  for (const fs::path& folder : DataFolders()) {
+    std::string icons;
+    if (ReadSessionFile(folder / "mime" / "icons", &icons) != kErrorSuccess) continue;
+    if (const std::optional<std::string> found = TypeIcon(icons, mime_type)) {
+      *icon = FromUtf8(*found);
       return kErrorSuccess;
     }
   }
@@ -460,15 +508,26 @@ ErrorCode XdgShell::ReadTypeIcon(std::u16string_view type_id, std::u16string* ic
 }
 
 ErrorCode XdgShell::ReadOpenCommand(std::u16string_view type_id, std::u16string* command) {
-  if (data_home_.empty() || config_home_.empty()) return kErrorPathNotFound;
   const std::string mime_type = MimeTypeOf(type_id);
   if (mime_type.empty()) return kErrorFileNotFound;
-  std::string defaults;
-  if (ErrorCode error = ReadSessionFile(DefaultsFile(), &defaults)) return error;
-  const std::optional<std::string> chosen = KeyValue(defaults, kDefaultsGroup, mime_type);
-  if (!chosen || FirstOfList(*chosen) != kOpenerName) return kErrorFileNotFound;
+  // The user's choice, else the installed entry; another program's entry is not ours to read.
+  std::string entry_name = kInstalledEntry;
+  if (!config_home_.empty()) {
+    std::string defaults;
+    const ErrorCode read = ReadSessionFile(DefaultsFile(), &defaults);
+    if (read != kErrorSuccess && read != kErrorFileNotFound && read != kErrorPathNotFound)
+      return read;
+    if (const std::optional<std::string> chosen = KeyValue(defaults, kDefaultsGroup, mime_type))
+      entry_name = FirstOfList(*chosen);
+  }
+  if (entry_name != kOpenerName && entry_name != kInstalledEntry) return kErrorFileNotFound;
   std::string entry;
-  if (ErrorCode error = ReadSessionFile(OpenerEntry(), &entry)) return error;
+  ErrorCode read = kErrorFileNotFound;
+  for (const fs::path& folder : DataFolders()) {
+    read = ReadSessionFile(folder / "applications" / entry_name, &entry);
+    if (read == kErrorSuccess) break;
+  }
+  if (read != kErrorSuccess) return read;
   const std::optional<std::string> types = KeyValue(entry, kEntryGroup, "MimeType");
   const std::optional<std::string> exec = KeyValue(entry, kEntryGroup, "Exec");
   if (!types || !exec || (";" + *types).find(";" + mime_type + ";") == std::string::npos)

@@ -12,7 +12,10 @@
 //       the types (MimeType=) with the open command (Exec="<program>" %f);
 //   $XDG_CONFIG_HOME/mimeapps.list   [Default Applications] names that entry for each type.
 // Reads ask what the desktop itself reads: the type an extension's glob maps to and a type's
-// icon come from the database, a type's open command from the entry its default names. The
+// icon come from the database, a type's open command from the entry its default names. An
+// installed copy counts as the user's own: the databases of the shared folders ($XDG_DATA_DIRS)
+// are read after the user's, and a type the user chose no default for opens with the installed
+// menu entry (<shared folder>/applications/<InstalledEntryName>), which lists the seven types. The
 // desktop names icons from the icon theme, so a type's icon is its MIME icon name
 // ("application-x-kestrav-contacts") whatever resource the device's text names.
 //
@@ -24,6 +27,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/host/host_commands.h"
 #include "platform/shell.h"
@@ -36,19 +40,23 @@ class XdgShell : public Shell {
   // environment names no home.
   static std::filesystem::path DataHome();
   static std::filesystem::path ConfigHome();
+  // $XDG_DATA_DIRS, else /usr/local/share and /usr/share: where installed copies are.
+  static std::vector<std::filesystem::path> SharedDataFolders();
+  // The desktop entry a package or `cmake --install` puts into the shared folders.
+  static std::string_view InstalledEntryName();
   // The MIME type of a type id; empty for an id the desktop holds no type for.
   static std::string MimeTypeOf(std::u16string_view type_id);
 
   XdgShell(std::filesystem::path data_home, std::filesystem::path config_home,
-           HostCommands& commands);
+           HostCommands& commands, std::vector<std::filesystem::path> shared_data_folders = {});
 
   // The type id an extension's glob maps to in the database; the MIME type itself when the type
   // is not one of the device's.
   ErrorCode ReadExtensionType(std::u16string_view extension, std::u16string* type_id) override;
   ErrorCode ReadTypeIcon(std::u16string_view type_id, std::u16string* icon) override;
-  // The command of the entry the type's default names, in the device's form "\"<program>\" %1";
-  // an Exec of another form comes back as it stands. kErrorFileNotFound when the default is
-  // another program's.
+  // The command of the entry the type's default names (with none named, the installed entry's),
+  // in the device's form "\"<program>\" %1"; an Exec of another form comes back as it stands.
+  // kErrorFileNotFound when the default is another program's.
   ErrorCode ReadOpenCommand(std::u16string_view type_id, std::u16string* command) override;
   // Only for the types MimeTypeOf knows, and for texts without control characters.
   ErrorCode WriteExtensionType(std::u16string_view extension, std::u16string_view type_id) override;
@@ -85,9 +93,12 @@ class XdgShell : public Shell {
   template <typename Change>
   ErrorCode ChangeType(std::u16string_view type_id, Change change);
   ErrorCode UpdateDatabase();
+  // The user's data folder, then the shared ones: where the desktop looks for a file, in order.
+  std::vector<std::filesystem::path> DataFolders() const;
 
   std::filesystem::path data_home_;
   std::filesystem::path config_home_;
+  std::vector<std::filesystem::path> shared_data_folders_;
   HostCommands& commands_;
 };
 

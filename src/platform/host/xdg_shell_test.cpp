@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 
@@ -195,6 +196,71 @@ TEST_F(XdgShellTest, ALinkInTheProgramsFolderIsAnEntryOfTheApplicationsMenu) {
   EXPECT_EQ(shell_.CreateLink(u"\\Windows\\Kestrav.lnk", u"\"/usr/bin/kestrav\""),
             kErrorPathNotFound);
   EXPECT_EQ(shell_.CreateLink(folder + u"\\..\\x.lnk", u"\"/usr/bin/kestrav\""), kErrorInvalidName);
+}
+
+// A package's copy in a shared folder: the types of share/kestrav.xml and the menu entry.
+TEST_F(XdgShellTest, AnInstalledCopyOpensTheTypesWithTheProgramItNames) {
+  if (!Installed("update-mime-database")) GTEST_SKIP() << "no shared-mime-info";
+  const fs::path shared = folder_.path() / "shared";
+  XdgShell shell(folder_.path() / "data", folder_.path() / "config", commands_,
+                 {folder_.path() / "empty", shared});
+  std::u16string answer;
+  EXPECT_EQ(shell.ReadExtensionType(u".qbk", &answer), kErrorFileNotFound);
+  EXPECT_EQ(shell.ReadOpenCommand(u"pbckpfile", &answer), kErrorFileNotFound);
+
+  fs::create_directories(shared / "mime" / "packages");
+  fs::copy_file(KESTRAV_INSTALLED_TYPES, shared / "mime" / "packages" / "kestrav.xml");
+  ASSERT_TRUE(commands_.Run("update-mime-database", {(shared / "mime").string()}).Succeeded());
+  fs::create_directories(shared / "applications");
+  std::ofstream(shared / "applications" / std::string(XdgShell::InstalledEntryName()))
+      << "[Desktop Entry]\nType=Application\nName=Kestrav\n"
+         "Exec=\"/opt/Kestrav Suite/bin/kestrav\" %f\nIcon=kestrav\nTerminal=false\n"
+         "MimeType=application/x-kestrav-contacts;application/x-kestrav-speed-dials;"
+         "application/x-kestrav-tasks;application/x-kestrav-appointments;"
+         "application/x-kestrav-call-logs;application/x-kestrav-messages;"
+         "application/x-kestrav-backup;\n";
+  for (const TypeRow& row : kRows) {
+    EXPECT_EQ(shell.ReadExtensionType(row.extension, &answer), kErrorSuccess);
+    EXPECT_EQ(answer, row.type_id);
+    EXPECT_EQ(shell.ReadOpenCommand(row.type_id, &answer), kErrorSuccess);
+    EXPECT_EQ(answer, kCommand);
+    EXPECT_EQ(shell.ReadTypeIcon(row.type_id, &answer), kErrorSuccess);
+    EXPECT_EQ(ToUtf8(answer), std::string(row.mime_type).replace(11, 1, "-"));
+  }
+  // Reading wrote nothing of the user's.
+  EXPECT_FALSE(fs::exists(folder_.path() / "data"));
+  EXPECT_FALSE(fs::exists(folder_.path() / "config"));
+
+  // The user's choice stands: another program's, the installed entry named, or their own copy.
+  fs::create_directories(folder_.path() / "config");
+  std::ofstream(shell.DefaultsFile())
+      << "[Default Applications]\n"
+         "application/x-kestrav-contacts=ark.desktop;\n"
+         "application/x-kestrav-tasks=org.kestrav.Kestrav.desktop;\n";
+  EXPECT_EQ(shell.ReadOpenCommand(u"cbckpfile", &answer), kErrorFileNotFound);
+  EXPECT_EQ(shell.ReadOpenCommand(u"tbckpfile", &answer), kErrorSuccess);
+  EXPECT_EQ(answer, kCommand);
+  EXPECT_EQ(shell.WriteExtensionType(u".csc", u"cbckpfile"), kErrorSuccess);
+  EXPECT_EQ(shell.WriteOpenCommand(u"cbckpfile", u"\"/home/ann/kestrav\" %1"), kErrorSuccess);
+  EXPECT_EQ(shell.ReadOpenCommand(u"cbckpfile", &answer), kErrorSuccess);
+  EXPECT_EQ(answer, u"\"/home/ann/kestrav\" %1");
+  EXPECT_EQ(shell.ReadOpenCommand(u"abckpfile", &answer), kErrorSuccess);
+  EXPECT_EQ(answer, kCommand);
+}
+
+TEST(SharedDataFolders, AreTheAbsoluteFoldersOfTheVariableOrTheDefaults) {
+  const char* before = std::getenv("XDG_DATA_DIRS");
+  const std::string saved = before != nullptr ? before : "";
+  setenv("XDG_DATA_DIRS", "/opt/share:relative:/usr/share/", 1);
+  EXPECT_EQ(XdgShell::SharedDataFolders(), (std::vector<fs::path>{"/opt/share", "/usr/share/"}));
+  setenv("XDG_DATA_DIRS", "", 1);
+  EXPECT_EQ(XdgShell::SharedDataFolders(),
+            (std::vector<fs::path>{"/usr/local/share", "/usr/share"}));
+  if (before != nullptr) {
+    setenv("XDG_DATA_DIRS", saved.c_str(), 1);
+  } else {
+    unsetenv("XDG_DATA_DIRS");
+  }
 }
 
 TEST(WindowProgram, IsTheWindowBesideTheCommandLineProgramWhenItIsThere) {
