@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Bash completion of kestrav-cli: every command and option the program's own help lists is
-completed, and so are kind names, restore modes and the backup files a command takes.
+"""Every command and option kestrav-cli's own help lists is completed in bash and described in
+its manual page; kind names, restore modes and the backup files a command takes complete too.
 
-    completion_test.py KESTRAV_CLI COMPLETION_SCRIPT
+    reference_test.py KESTRAV_CLI COMPLETION_SCRIPT MANUAL_PAGE
 """
 import os
 import re
 import shlex
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -61,11 +62,11 @@ def command_tree(program, words=()):
 
 def main():
     program, script = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
+    tree = command_tree(program)
+    failures = manual_page_failures(tree, sys.argv[3])
     if not os.path.exists(BASH_COMPLETION):
         print(f"SKIPPED: {BASH_COMPLETION} is missing (bash-completion is not installed)")
-        return 0
-
-    tree = command_tree(program)
+        return report(failures)
     cases = []  # (line typed, words that must be offered, words that must not)
     for words, options, commands in tree:
         typed = " ".join(["kestrav-cli", *words])
@@ -112,7 +113,6 @@ def main():
                              cwd=folder, capture_output=True, text=True)
     assert run.returncode == 0, f"bash failed ({run.returncode}): {run.stderr}"
     answers = run.stdout.split("\n")
-    failures = []
     for (line, wanted, unwanted), answer in zip(cases, answers):
         offered = set(answer.split())
         missing = [word for word in wanted if word not in offered]
@@ -122,6 +122,25 @@ def main():
                             f"should not offer {extra}")
     print(f"{len(cases)} lines completed, {sum(len(o) for _, o, _ in tree)} options and "
           f"{sum(len(c) for _, _, c in tree)} commands")
+    return report(failures)
+
+
+def manual_page_failures(tree, page):
+    """The commands and options the page, as man shows it, never names."""
+    if not shutil.which("man"):
+        print("SKIPPED: man is not installed; the manual page is not read")
+        return []
+    shown = subprocess.run(["man", "-l", page], capture_output=True, text=True, check=True,
+                           env=dict(os.environ, MANWIDTH="10000")).stdout
+    failures = []
+    for words, options, commands in tree:
+        for name in commands + options:
+            if not re.search(r"(?<![\w-])" + re.escape(name) + r"(?![\w-])", shown):
+                failures.append(f"the manual page never names {' '.join(words + [name])}")
+    return failures
+
+
+def report(failures):
     for failure in failures:
         print("FAIL:", failure)
     return 1 if failures else 0
