@@ -3,9 +3,10 @@
 #include "cli/cli.h"
 #include "cli/command_words.h"
 #include "cli/job_runner.h"
-#include "engine/restore_pass.h"
-#include "outlook/contacts.h"
+#include "kinds/contacts_import.h"
+#include "outlook/contact_field_map.h"
 #include "platform/text.h"
+#include "records/record_file.h"
 
 namespace kestrav::cli {
 namespace {
@@ -29,67 +30,6 @@ constexpr std::array<DelimiterName, 4> kDelimiters = {{
     {"space", outlook::FieldDelimiter::kSpace},
 }};
 
-// The column of the file's first line that a --map entry names: its text (exactly, else with
-// case ignored), or its number counted from 1.
-std::optional<int> FileColumn(const records::Record& first_line, std::u16string_view name) {
-  for (std::size_t column = 0; column < first_line.size(); ++column)
-    if (first_line[column] == name) return static_cast<int>(column);
-  for (std::size_t column = 0; column < first_line.size(); ++column)
-    if (platform::EqualsIgnoringAsciiCase(first_line[column], name))
-      return static_cast<int>(column);
-  if (!name.empty() && name.size() <= 5 &&
-      std::ranges::all_of(name, [](char16_t unit) { return unit >= u'0' && unit <= u'9'; })) {
-    int number = 0;
-    for (const char16_t unit : name) number = number * 10 + (unit - u'0');
-    if (number >= 1 && static_cast<std::size_t>(number) <= first_line.size()) return number - 1;
-  }
-  return std::nullopt;
-}
-
-std::optional<int> ContactColumn(std::u16string_view name) {
-  const auto& columns = outlook::ContactColumns();
-  for (std::size_t column = 0; column < columns.size(); ++column)
-    if (platform::EqualsIgnoringAsciiCase(columns[column].header, name))
-      return static_cast<int>(column);
-  return std::nullopt;
-}
-
-// The map of --map: "default", or CONTACT_COLUMN=FILE_COLUMN entries separated by ",".
-bool ParseMap(const std::string& text, const records::Record& first_line,
-              outlook::ContactFieldMap* map, std::string* error) {
-  if (text == "default") {
-    *map = outlook::DefaultFieldMap(first_line);
-    return true;
-  }
-  *map = outlook::ClearedFieldMap();
-  std::size_t start = 0;
-  while (start <= text.size()) {
-    const std::size_t comma = std::min(text.find(',', start), text.size());
-    const std::string entry = text.substr(start, comma - start);
-    start = comma + 1;
-    const std::size_t equals = entry.find('=');
-    if (equals == std::string::npos) {
-      *error = "--map " + entry + ": expected CONTACT_COLUMN=FILE_COLUMN";
-      return false;
-    }
-    const std::optional<int> contact = ContactColumn(platform::FromUtf8(entry.substr(0, equals)));
-    const std::optional<int> file =
-        FileColumn(first_line, platform::FromUtf8(entry.substr(equals + 1)));
-    if (!contact) {
-      *error = "--map " + entry + ": no contact column is called \"" + entry.substr(0, equals) +
-               "\" (see the header of a contacts backup)";
-      return false;
-    }
-    if (!file) {
-      *error = "--map " + entry + ": the file's first line has no column \"" +
-               entry.substr(equals + 1) + "\"";
-      return false;
-    }
-    outlook::MapField(*map, file, contact);
-  }
-  return true;
-}
-
 int ImportContacts(CommandContext& context, const ImportOptions& options) {
   const auto delimiter = std::ranges::find(kDelimiters, options.delimiter, &DelimiterName::name);
   if (delimiter == kDelimiters.end())
@@ -109,31 +49,25 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
                         "backup archive goes through restore)");
   }
 
-  const auto separator = static_cast<char16_t>(delimiter->delimiter);
-  records::CsvRecordFile header(device, separator);
-  if (!header.Load(file, true, false)) return context.Fail(header.ErrorText());
-  outlook::ContactFieldMap map;
-  std::string error;
-  if (!ParseMap(options.map, header.Header(), &map, &error)) return context.Fail(error);
+  kinds::ContactsImport import;
+  import.file = {file, static_cast<char16_t>(delimiter->delimiter)};
+  import.mode = mode;
+  records::Record first_line;
+  std::u16string error;
+  if (!kinds::ReadFirstLine(device, import.file, &first_line, &error)) return context.Fail(error);
+  if (!kinds::ParseFieldMap(platform::FromUtf8(options.map), first_line, &import.map, &error))
+    return context.Fail(u"--map " + error);
 
   const std::unique_ptr<engine::DeviceJob> device_job =
-      context.BeginJob(device, u"import of " + file, true);
+      context.BeginJob(device, kinds::ImportJobName(import.file), true);
   if (!device_job) return kExitFailure;
-  engine::BackupJob job;
-  job.separator = separator;
-  const auto factory = [&](engine::ItemKind) {
-    auto worker = std::make_unique<outlook::ContactsWorker>(device);
-    worker->field_map = map;
-    return worker;
-  };
-  const std::vector<engine::RestoreEntry> entries = {
-      {engine::ItemKind::kContacts, file, false, mode}};
-  if (const auto refusal =
-          engine::PrepareRestore(device, job, {engine::ItemKind::kContacts}, entries, factory);
-      refusal) {
-    return FailWithRefusal(context, *refusal);
-  }
-  return RunCheckedRestore(context, device, *device_job, job, u"import", context.FrontEnd(*host));
+  kinds::JobOutcome outcome;
+  RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+    outcome = kinds::RunContactsImport(device, *device_job, import, sink, cancel,
+                                       context.FrontEnd(*host));
+  });
+  if (!outcome.failure.empty()) return context.Fail(outcome.failure);
+  return kExitSuccess;
 }
 
 }  // namespace

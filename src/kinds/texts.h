@@ -90,4 +90,12 @@ inline constexpr char16_t kCannotBeReached[] = u"the %s cannot be reached";
 inline constexpr char16_t kNotEverythingDeleted[] = u"not everything was deleted";
 inline constexpr char16_t kStoreFailed[] = u"%s: a store of the device failed: %s";
 
+// A contacts import: its job, and a map in words that is wrong.
+inline constexpr char16_t kImportJob[] = u"import of %s";
+inline constexpr char16_t kImportWord[] = u"import";
+inline constexpr char16_t kMapEntryWithoutEquals[] = u"%s: expected CONTACT_COLUMN=FILE_COLUMN";
+inline constexpr char16_t kNoSuchContactColumn[] =
+    u"%s: no contact column is called \"%s\" (see the header of a contacts backup)";
+inline constexpr char16_t kNoSuchFileColumn[] = u"%s: the file's first line has no column \"%s\"";
+
 }  // namespace kestrav::kinds::texts

@@ -1,0 +1,60 @@
+// Contacts imported from a separated text file that other software wrote, through a contact field
+// map: the one import both front ends run, from the file's first line to the job that restores
+// its records as contacts under a restore mode.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "engine/device_job.h"
+#include "engine/item_kind.h"
+#include "engine/progress_sink.h"
+#include "kinds/jobs.h"
+#include "outlook/contact_field_map.h"
+#include "platform/device.h"
+#include "records/record.h"
+
+namespace kestrav::kinds {
+
+// A file to import and how it is read.
+struct ImportFile {
+  std::u16string path;
+  char16_t separator = u',';
+};
+
+// An import as a front end asks for it.
+struct ContactsImport {
+  ImportFile file;
+  outlook::ContactFieldMap map = outlook::ClearedFieldMap();
+  engine::RestoreMode mode = engine::RestoreMode::kAddOnlyNew;
+};
+
+// The file's first line: the names of its columns. False with the reader's error text.
+bool ReadFirstLine(const platform::Device& device, const ImportFile& file,
+                   records::Record* first_line, std::u16string* error);
+
+// A map in words: "default" (each contact column takes the file column of its name, case
+// ignored), or CONTACT_COLUMN=FILE_COLUMN entries separated by ",", where FILE_COLUMN is a name
+// of the first line (exactly, else with case ignored) or a column number counted from 1. False
+// with the entry that is wrong and why.
+bool ParseFieldMap(std::u16string_view text, const records::Record& first_line,
+                   outlook::ContactFieldMap* map, std::u16string* error);
+
+// The import as a job, under the device's job lock the caller holds: the stores' snapshot for
+// undo, then the contacts restore from the file through the map. `import` names the job in the
+// line that says how it ended.
+JobOutcome RunContactsImport(const platform::Device& device, engine::DeviceJob& device_job,
+                             const ContactsImport& import, engine::ProgressSink* sink,
+                             engine::CancelFlag* cancel, const FrontEnd& front_end);
+
+// The name other programs and undo know an import of the file by.
+std::u16string ImportJobName(const ImportFile& file);
+
+// The device's job lock, waiting as the front end does, then RunContactsImport: the whole
+// import on the job's thread.
+JobOutcome ImportContacts(const platform::Device& device, const ContactsImport& import,
+                          engine::ProgressSink* sink, engine::CancelFlag* cancel,
+                          const FrontEnd& front_end);
+
+}  // namespace kestrav::kinds
