@@ -60,6 +60,54 @@ class CommandLine(e2e_support.TemporaryFolderCase):
         self.assertTrue([r for r in log if r.endswith("deleted from the database.")
                          and "call" in r])
 
+    def test_import_reads_the_files_users_have_and_says_what_the_rules_did(self):
+        device = Profile(self, "device").init()
+
+        def write(name, data):
+            with open(self.path(name), "wb") as out:
+                out.write(data)
+            return self.path(name)
+
+        # UTF-8 with and without its byte order mark: neither "CÃ©lia" nor a first name spoilt.
+        for name, mark in (("plain.csv", b""), ("marked.csv", b"\xef\xbb\xbf")):
+            utf8 = write(name, mark + "Name,Title,First Name\r\nCélia Roy,,Célia\r\n".encode())
+            self.assertIn("1. 'Célia Roy' inserted.",
+                          rows(device.run("import-contacts", utf8, "--mode", "duplicates").stdout))
+        latin9 = write("latin9.txt", "Name\r\n€uro Shop\r\n".encode("iso-8859-15"))
+        self.assertIn("1. '€uro Shop' inserted.", rows(device.run(
+            "import-contacts", latin9, "--encoding", "ISO-8859-15").stdout))
+        self.assertIn("--encoding UTF-16: its separators and line ends are not those of ASCII",
+                      device.run("import-contacts", latin9, "--encoding", "UTF-16",
+                                 expect=1).stderr)
+
+        # A semicolon file read with the default comma is refused with the hint; ";" reads it.
+        semicolons = write("semi.csv", b"Name;First Name\r\nBo Lind;Bo\r\n")
+        refused = device.run("import-contacts", semicolons, expect=1).stderr
+        self.assertTrue(refused.endswith(
+            "gives no contact column a value from this file, so every contact would come in "
+            "empty; nothing was imported (its first line looks separated by semicolons: add "
+            "--delimiter \";\")\n"), refused)
+        self.assertIn("1. 'Bo Lind' inserted.",
+                      rows(device.run("import-contacts", semicolons, "--delimiter", ";").stdout))
+        tabs = write("tabs.txt", b"Name\tCompany\r\nAl Tab\tAcme\r\n")
+        self.assertIn("1. 'Al Tab' inserted.",
+                      rows(device.run("import-contacts", tabs, "--delimiter", "\\t").stdout))
+
+        # The handheld's rules, kept and told after the rows: a 4-column file leaves "E-mail
+        # Address" empty though mapped, and a contact without a Name comes in again each time.
+        four = write("four.csv", b"Name,Title,Given,Mail\r\n,,Nobody,n@example.org\r\n")
+        for _ in range(2):
+            imported = device.run("import-contacts", four, "--map",
+                                  "First Name=Given,E-mail Address=Mail").stdout
+            self.assertIn("1. '' inserted.", rows(imported))
+            self.assertTrue(imported.endswith(
+                'Note: "E-mail Address" was mapped but stayed empty: a file of 4 columns fills only '
+                "the first 4 contact columns; a first line of 21 columns or more (empty names will "
+                'do) keeps it.\n'
+                'Note: The file\'s columns "Name" and "Title" fed no contact column.\n'
+                "Note: 1 contact was added without a Name (file-as), which is what an import finds "
+                "a contact by: importing the file again adds it again.\n"), imported)
+
     def test_days_as_a_user_writes_them(self):
         device = Profile(self, "device").init()
         environment = dict(os.environ, XDG_CONFIG_HOME=self.path("config"),

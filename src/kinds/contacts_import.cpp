@@ -40,11 +40,39 @@ std::optional<int> ContactColumn(std::u16string_view name) {
   return std::nullopt;
 }
 
+// How the notes name a file column: its name in quotes, or its number when it has no name.
+std::u16string ColumnName(const records::Record& first_line, std::size_t column) {
+  if (first_line[column].empty())
+    return platform::Format(texts::kUnnamedColumn, static_cast<unsigned long>(column + 1));
+  return u"\"" + std::u16string(first_line[column]) + u"\"";
+}
+
+// "a", "a and b", "a, b and c".
+std::u16string JoinNames(const std::vector<std::u16string>& names) {
+  std::u16string joined;
+  for (std::size_t at = 0; at < names.size(); ++at) {
+    if (at > 0) joined += at + 1 == names.size() ? u" and " : u", ";
+    joined += names[at];
+  }
+  return joined;
+}
+
+// The contact columns a file of `column_count` columns fills.
+std::size_t FilledColumns(std::size_t column_count) {
+  return std::min(column_count, outlook::kContactColumnCount);
+}
+
 }  // namespace
+
+void ChooseEncoding(const platform::Device& device, ImportFile* file) {
+  if (file->encoding == nullptr && records::ReadsAsUtf8(device, file->path))
+    file->encoding = &platform::Utf8CodePage();
+}
 
 bool ReadFirstLine(const platform::Device& device, const ImportFile& file,
                    records::Record* first_line, std::u16string* error) {
   records::CsvRecordFile reader(device, file.separator);
+  reader.SetTextEncoding(file.encoding);
   if (!reader.Load(file.path, true, false)) {
     *error = reader.ErrorText();
     return false;
@@ -87,18 +115,67 @@ bool ParseFieldMap(std::u16string_view text, const records::Record& first_line,
   return true;
 }
 
+bool FeedsAnyContactColumn(const outlook::ContactFieldMap& map, const records::Record& first_line) {
+  const std::size_t filled = FilledColumns(first_line.size());
+  for (std::size_t column = 0; column < filled; ++column)
+    if (map[column] != outlook::kUnmapped) return true;
+  return false;
+}
+
+bool LooksSemicolonSeparated(const ImportFile& file, const records::Record& first_line) {
+  if (file.separator != u',') return false;
+  std::size_t semicolons = 0;
+  for (std::size_t column = 0; column < first_line.size(); ++column)
+    semicolons += std::ranges::count(first_line[column], u';');
+  return semicolons > 0 && semicolons >= first_line.size();
+}
+
+std::vector<std::u16string> MapNotes(const outlook::ContactFieldMap& map,
+                                     const records::Record& first_line) {
+  std::vector<std::u16string> notes;
+  const auto& columns = outlook::ContactColumns();
+  const std::size_t filled = FilledColumns(first_line.size());
+  std::vector<std::u16string> left_empty;
+  std::size_t columns_needed = 0;
+  for (std::size_t column = filled; column < outlook::kContactColumnCount; ++column) {
+    if (map[column] == outlook::kUnmapped) continue;
+    left_empty.push_back(u"\"" + std::u16string(columns[column].header) + u"\"");
+    columns_needed = column + 1;
+  }
+  if (!left_empty.empty()) {
+    notes.push_back(platform::Format(
+        left_empty.size() == 1 ? texts::kMappedColumnLeftEmpty : texts::kMappedColumnsLeftEmpty,
+        JoinNames(left_empty), static_cast<unsigned long>(first_line.size()),
+        static_cast<unsigned long>(filled), static_cast<unsigned long>(columns_needed)));
+  }
+  std::vector<std::u16string> unused;
+  for (std::size_t column = 0; column < first_line.size(); ++column) {
+    if (std::ranges::find(map, column) == map.end())
+      unused.push_back(ColumnName(first_line, column));
+  }
+  if (!unused.empty()) {
+    notes.push_back(
+        platform::Format(unused.size() == 1 ? texts::kFileColumnUnused : texts::kFileColumnsUnused,
+                         JoinNames(unused)));
+  }
+  return notes;
+}
+
 std::u16string ImportJobName(const ImportFile& file) {
   return platform::Format(texts::kImportJob, file.path);
 }
 
-JobOutcome RunContactsImport(const platform::Device& device, engine::DeviceJob& device_job,
-                             const ContactsImport& import, engine::ProgressSink* sink,
-                             engine::CancelFlag* cancel, const FrontEnd& front_end) {
+ImportOutcome RunContactsImport(const platform::Device& device, engine::DeviceJob& device_job,
+                                const ContactsImport& import, engine::ProgressSink* sink,
+                                engine::CancelFlag* cancel, const FrontEnd& front_end) {
   engine::BackupJob job;
   job.separator = import.file.separator;
+  outlook::ContactsWorker* contacts = nullptr;
   const auto factory = [&](engine::ItemKind) {
     auto worker = std::make_unique<outlook::ContactsWorker>(device);
     worker->field_map = import.map;
+    worker->file_encoding = import.file.encoding;
+    contacts = worker.get();
     return worker;
   };
   const std::vector<engine::RestoreEntry> entries = {
@@ -106,18 +183,35 @@ JobOutcome RunContactsImport(const platform::Device& device, engine::DeviceJob& 
   // A record file of its own, not an archive: there is nothing to extract that could fail.
   if (const auto refusal =
           engine::PrepareRestore(device, job, {engine::ItemKind::kContacts}, entries, factory)) {
-    return {false, refusal->title + u": " + refusal->text};
+    return {{false, refusal->title + u": " + refusal->text}, {}};
   }
-  return RunCheckedRestore(device, device_job, job, sink, cancel, texts::kImportWord, front_end);
+  ImportOutcome outcome;
+  outcome.outcome =
+      RunCheckedRestore(device, device_job, job, sink, cancel, texts::kImportWord, front_end);
+  if (contacts == nullptr || !contacts->tally().file_accepted) return outcome;
+  // The rows said why a file that was not read was not; the notes are about one that was.
+  records::Record first_line;
+  if (std::u16string error; ReadFirstLine(device, import.file, &first_line, &error))
+    outcome.notes = MapNotes(import.map, first_line);
+  // Only a restore that looks for each contact finds one again; the others add every record.
+  const bool looks_for_contacts = import.mode == engine::RestoreMode::kAddOnlyNew ||
+                                  import.mode == engine::RestoreMode::kAddNewAndUpdate;
+  if (const std::uint64_t nameless = contacts->added_without_name();
+      looks_for_contacts && nameless > 0) {
+    outcome.notes.push_back(
+        platform::Format(nameless == 1 ? texts::kAddedWithoutName : texts::kAddedWithoutNamePlural,
+                         static_cast<unsigned long long>(nameless)));
+  }
+  return outcome;
 }
 
-JobOutcome ImportContacts(const platform::Device& device, const ContactsImport& import,
-                          engine::ProgressSink* sink, engine::CancelFlag* cancel,
-                          const FrontEnd& front_end) {
+ImportOutcome ImportContacts(const platform::Device& device, const ContactsImport& import,
+                             engine::ProgressSink* sink, engine::CancelFlag* cancel,
+                             const FrontEnd& front_end) {
   std::u16string refusal;
   const std::unique_ptr<engine::DeviceJob> device_job =
       BeginJob(device, ImportJobName(import.file), true, cancel, front_end, &refusal);
-  if (!device_job) return {false, refusal};
+  if (!device_job) return {{false, refusal}, {}};
   return RunContactsImport(device, *device_job, import, sink, cancel, front_end);
 }
 

@@ -96,6 +96,22 @@ inline constexpr char16_t kImportWord[] = u"import";
 inline constexpr char16_t kMapEntryWithoutEquals[] = u"%s: expected CONTACT_COLUMN=FILE_COLUMN";
 inline constexpr char16_t kNoSuchContactColumn[] =
     u"%s: no contact column is called \"%s\" (see the header of a contacts backup)";
+// What the handheld's rules did with an imported file, said after the rows.
+inline constexpr char16_t kMappedColumnLeftEmpty[] =
+    u"%s was mapped but stayed empty: a file of %lu columns fills only the first %lu contact "
+    u"columns; a first line of %lu columns or more (empty names will do) keeps it.";
+inline constexpr char16_t kMappedColumnsLeftEmpty[] =
+    u"%s were mapped but stayed empty: a file of %lu columns fills only the first %lu contact "
+    u"columns; a first line of %lu columns or more (empty names will do) keeps them.";
+inline constexpr char16_t kFileColumnUnused[] = u"The file's column %s fed no contact column.";
+inline constexpr char16_t kFileColumnsUnused[] = u"The file's columns %s fed no contact column.";
+inline constexpr char16_t kUnnamedColumn[] = u"column %lu";
+inline constexpr char16_t kAddedWithoutName[] =
+    u"%llu contact was added without a Name (file-as), which is what an import finds a contact "
+    u"by: importing the file again adds it again.";
+inline constexpr char16_t kAddedWithoutNamePlural[] =
+    u"%llu contacts were added without a Name (file-as), which is what an import finds a contact "
+    u"by: importing the file again adds them again.";
 inline constexpr char16_t kNoSuchFileColumn[] = u"%s: the file's first line has no column \"%s\"";
 
 }  // namespace kestrav::kinds::texts

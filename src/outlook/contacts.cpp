@@ -50,8 +50,12 @@ constexpr ItemKindTexts kContactTexts = {
 class ContactAdapter : public ItemAdapter {
  public:
   ContactAdapter(const platform::Device& device, char16_t separator,
-                 const std::optional<ContactFieldMap>& field_map)
-      : device_(device), separator_(separator), field_map_(field_map) {}
+                 const std::optional<ContactFieldMap>& field_map,
+                 const platform::AnsiCodePage* file_encoding)
+      : device_(device),
+        separator_(separator),
+        field_map_(field_map),
+        file_encoding_(file_encoding) {}
 
   // The store properties' database is opened once per pass, when the items begin.
   void BeginItems() override { store_.emplace(device_); }
@@ -68,6 +72,7 @@ class ContactAdapter : public ItemAdapter {
   }
 
   bool keep_raw_rows() const override { return false; }
+  const platform::AnsiCodePage* file_encoding() const override { return file_encoding_; }
 
   // Without a map the file must be a contacts backup, whose columns each feed themselves.
   bool AcceptFile(const records::CsvRecordFile& file) override {
@@ -89,16 +94,23 @@ class ContactAdapter : public ItemAdapter {
 
   bool Matches(OutlookItem&, records::RecordView) override { return true; }
 
+  // A contact without a Name is never found, so it is always a new one.
   bool Apply(records::RecordView record, OutlookItem& item) override {
-    return ApplyContactRecord(record, item, *store_, device_) &&
-           (!store_->through_item() || !platform::Failed(item.Save()));
+    const bool saved = ApplyContactRecord(record, item, *store_, device_) &&
+                       (!store_->through_item() || !platform::Failed(item.Save()));
+    if (saved && record.Value(kNameColumn).empty()) ++added_without_name_;
+    return saved;
   }
+
+  std::uint64_t added_without_name() const { return added_without_name_; }
 
  private:
   const platform::Device& device_;
   char16_t separator_;
   const std::optional<ContactFieldMap>& field_map_;
+  const platform::AnsiCodePage* file_encoding_;
   std::optional<ContactStore> store_;
+  std::uint64_t added_without_name_ = 0;
   ContactFieldMap map_{};
   std::size_t file_column_count_ = 0;
   records::Record contact_;
@@ -107,13 +119,14 @@ class ContactAdapter : public ItemAdapter {
 }  // namespace
 
 void ContactsWorker::Backup(const engine::PassContext& pass, records::CsvRecordFile& file) {
-  ContactAdapter adapter(device_, pass.separator, field_map);
+  ContactAdapter adapter(device_, pass.separator, field_map, file_encoding);
   BackupItems(device_, pass, file, kContactTexts, adapter);
 }
 
 void ContactsWorker::Restore(const engine::PassContext& pass) {
-  ContactAdapter adapter(device_, pass.separator, field_map);
+  ContactAdapter adapter(device_, pass.separator, field_map, file_encoding);
   RestoreItems(device_, pass, kContactTexts, adapter, tally_);
+  added_without_name_ = adapter.added_without_name();
 }
 
 std::optional<std::uint32_t> DeleteAllContacts(const platform::Device& device,

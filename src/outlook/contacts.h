@@ -33,9 +33,17 @@ class ContactsWorker : public engine::KindWorker {
 
   // The map an import reads the file through; none for a restore of a contacts backup.
   std::optional<ContactFieldMap> field_map;
+  // How an imported file reads when it lacks the UTF-16 byte order mark; null for the device's
+  // code page, as a contacts backup is read.
+  const platform::AnsiCodePage* file_encoding = nullptr;
+
+  // After Restore: the contacts it added with an empty Name, which no later restore finds, so
+  // that each adds them again.
+  std::uint64_t added_without_name() const { return added_without_name_; }
 
  private:
   const platform::Device& device_;
+  std::uint64_t added_without_name_ = 0;
 };
 
 // "Delete All..." contacts: removes the first contact until none is left, under the deletion

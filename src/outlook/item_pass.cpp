@@ -160,6 +160,7 @@ void RestoreItems(const platform::Device& device, const engine::PassContext& pas
   tally = {};
   SendLine(sink, texts::kRetrievingFileRecords);
   records::CsvRecordFile file(device, pass.separator);
+  file.SetTextEncoding(adapter.file_encoding());
   if (!file.Load(pass.record_file, false, adapter.keep_raw_rows())) {
     SendLine(sink, file.LoadFailedText(), LogIcon::kError);
     return;

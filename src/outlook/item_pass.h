@@ -87,6 +87,8 @@ class ItemAdapter {
   // Restore: whether rows keep every field they hold (rather than the header's column count);
   // whether the loaded file is the kind's; the record of a row as its turn comes.
   virtual bool keep_raw_rows() const = 0;
+  // How the file reads when it lacks the UTF-16 byte order mark; null for the device's code page.
+  virtual const platform::AnsiCodePage* file_encoding() const { return nullptr; }
   virtual bool AcceptFile(const records::CsvRecordFile& file) = 0;
   virtual records::RecordView RecordAt(const records::RecordTable& rows, std::size_t position) {
     return rows[position];

@@ -97,6 +97,17 @@ std::u16string FromUtf8(std::string_view text) {
   return out;
 }
 
+const AnsiCodePage& Utf8CodePage() {
+  class Utf8 : public AnsiCodePage {
+   public:
+    unsigned Number() const override { return kUtf8CodePage; }
+    std::u16string ToWide(std::string_view bytes) const override { return FromUtf8(bytes); }
+    std::string ToAnsi(std::u16string_view text) const override { return ToUtf8(text); }
+  };
+  static const Utf8 utf8;
+  return utf8;
+}
+
 bool EqualsIgnoringAsciiCase(std::u16string_view a, std::u16string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i) {

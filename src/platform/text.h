@@ -29,6 +29,12 @@ class AnsiCodePage {
   virtual std::string ToAnsi(std::u16string_view text) const = 0;
 };
 
+// The code page number of UTF-8.
+inline constexpr unsigned kUtf8CodePage = 65001;
+
+// UTF-8 as a code page, for text other software wrote in it: ToWide is FromUtf8, ToAnsi ToUtf8.
+const AnsiCodePage& Utf8CodePage();
+
 // The letter in lower case when it is an ASCII capital, else the unit itself.
 constexpr char16_t AsciiLower(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;

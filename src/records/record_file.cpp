@@ -154,6 +154,7 @@ bool CsvRecordFile::Load(std::u16string_view file_name, bool header_only, bool k
   records_.Reset(std::nullopt);
   header_.clear();
   RecordReader reader(device_, separator_, quote_);
+  reader.SetTextEncoding(encoding_);
   const bool opened = reader.Open(file_name);
   header_ = reader.Header();
   if (opened && !header_only) {
@@ -185,6 +186,68 @@ bool LooksLikeText(const platform::Device& device, std::u16string_view file_name
   }
   const std::string_view bytes(sample.get(), held);
   return bytes.starts_with("\xFF\xFE") || bytes.find('\0') == std::string_view::npos;
+}
+
+namespace {
+
+// Follows bytes as UTF-8 (the well-formed sequences of the Unicode standard): no stray
+// continuation byte, no lead byte without its continuations, no overlong form, no surrogate,
+// nothing past U+10FFFF.
+class Utf8Check {
+ public:
+  bool Take(unsigned char byte) {
+    if (pending_ > 0) {
+      if (byte < low_ || byte > high_) return false;
+      --pending_;
+      low_ = 0x80;
+      high_ = 0xBF;
+      return true;
+    }
+    if (byte < 0x80) return true;
+    if (byte >= 0xC2 && byte <= 0xDF) {
+      pending_ = 1;
+    } else if (byte >= 0xE0 && byte <= 0xEF) {
+      pending_ = 2;
+      low_ = byte == 0xE0 ? 0xA0 : 0x80;
+      high_ = byte == 0xED ? 0x9F : 0xBF;
+    } else if (byte >= 0xF0 && byte <= 0xF4) {
+      pending_ = 3;
+      low_ = byte == 0xF0 ? 0x90 : 0x80;
+      high_ = byte == 0xF4 ? 0x8F : 0xBF;
+    } else {
+      return false;
+    }
+    return true;
+  }
+  bool complete() const { return pending_ == 0; }
+
+ private:
+  int pending_ = 0;
+  unsigned char low_ = 0x80;
+  unsigned char high_ = 0xBF;
+};
+
+}  // namespace
+
+bool ReadsAsUtf8(const platform::Device& device, std::u16string_view file_name) {
+  std::unique_ptr<platform::File> file;
+  if (device.files().Open(file_name, platform::kGenericRead, platform::kShareRead,
+                          platform::Disposition::kOpenExisting, &file) != platform::kErrorSuccess) {
+    return false;
+  }
+  static constexpr std::size_t kChunkBytes = 64 * 1024;
+  auto chunk = std::make_unique_for_overwrite<unsigned char[]>(kChunkBytes);
+  Utf8Check check;
+  bool first = true;
+  for (;;) {
+    std::size_t read = 0;
+    if (file->Read(chunk.get(), kChunkBytes, &read) != platform::kErrorSuccess) return false;
+    if (read == 0) return check.complete();
+    if (first && read >= 3 && chunk[0] == 0xEF && chunk[1] == 0xBB && chunk[2] == 0xBF) return true;
+    first = false;
+    for (std::size_t at = 0; at < read; ++at)
+      if (!check.Take(chunk[at])) return false;
+  }
 }
 
 std::u16string CsvRecordFile::LoadFailedText() const {

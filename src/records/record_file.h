@@ -57,6 +57,9 @@ class CsvRecordFile {
 
   // --- Reading ---
 
+  // How a file without the UTF-16 byte order mark reads (RecordReader::SetTextEncoding).
+  void SetTextEncoding(const platform::AnsiCodePage* encoding) { encoding_ = encoding; }
+
   // Reads the whole file: the header, then (unless header_only) every record. Unless
   // keep_raw_rows, each record reads as the header's column count: cut to it, or padded with
   // empty values. Records read before a failing line stay in Records().
@@ -81,6 +84,7 @@ class CsvRecordFile {
   const platform::Device& device_;
   char16_t separator_;
   char16_t quote_;
+  const platform::AnsiCodePage* encoding_ = nullptr;
   int last_error_ = 0;
 
   std::unique_ptr<platform::File> file_;
@@ -105,5 +109,10 @@ std::size_t FittingStart(std::u16string_view value, char16_t separator, std::uin
 // its first 64 KiB hold no NUL byte (an archive, a picture or a program does). False when it
 // cannot be read.
 bool LooksLikeText(const platform::Device& device, std::u16string_view file_name);
+
+// Whether a file that lacks the UTF-16 byte order mark is UTF-8 text: it begins with the UTF-8
+// byte order mark, or every byte of it belongs to a well-formed UTF-8 sequence. False when it
+// cannot be read.
+bool ReadsAsUtf8(const platform::Device& device, std::u16string_view file_name);
 
 }  // namespace kestrav::records

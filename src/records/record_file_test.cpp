@@ -116,6 +116,53 @@ TEST_F(RecordFileTest, FileWithoutByteOrderMarkIsReadInTheAnsiCodePage) {
   EXPECT_EQ(reader_.LineNumber(), 4);
 }
 
+// A file other software wrote in UTF-8, with and without its byte order mark: read as UTF-8 when
+// told so, and as ever - in the device's code page, the mark part of the first name - when not.
+TEST_F(RecordFileTest, AFileToldToBeUtf8ReadsAsUtf8AndPassesOverItsMark) {
+  for (const std::string_view mark : {"", "\xEF\xBB\xBF"}) {
+    SCOPED_TRACE(mark.size());
+    device_.WriteFile(kPath, std::string(mark) + "Name;City\r\nC\xC3\xA9lia;Z\xC3\xBCrich\r\n");
+    EXPECT_TRUE(ReadsAsUtf8(device_.device(), kPath));
+    CsvRecordFile utf8(device_.device());
+    utf8.SetTextEncoding(&platform::Utf8CodePage());
+    ASSERT_TRUE(utf8.Load(kPath, false, false));
+    EXPECT_EQ(utf8.Header(), (Record{u"Name", u"City"}));
+    EXPECT_EQ(Rows(utf8.Records()), (std::vector<Record>{{u"C\u00E9lia", u"Z\u00FCrich"}}));
+    EXPECT_EQ(utf8.LineNumber(), 2);
+
+    ASSERT_TRUE(reader_.Load(kPath, false, false));
+    EXPECT_EQ(reader_.Header()[0], mark.empty() ? u"Name" : u"\u00EF\u00BB\u00BFName");
+    EXPECT_EQ(Rows(reader_.Records())[0][0], u"C\u00C3\u00A9lia");
+  }
+  // The byte order mark of UTF-16 comes first, whatever the file was said to be.
+  device_.WriteFile(kPath, Utf16FileBytes(u"Name\r\nZo\u00EB\r\n"));
+  CsvRecordFile utf16(device_.device());
+  utf16.SetTextEncoding(&platform::Utf8CodePage());
+  ASSERT_TRUE(utf16.Load(kPath, false, false));
+  EXPECT_EQ(Rows(utf16.Records()), (std::vector<Record>{{u"Zo\u00EB"}}));
+}
+
+TEST_F(RecordFileTest, OnlyWellFormedUtf8ReadsAsUtf8) {
+  const std::pair<std::string_view, bool> files[] = {
+      {"plain ASCII;\r\n", true},
+      {"\xF0\x9F\x98\x80 \xE4\xB8\xAD \xED\x9F\xBF \xF4\x8F\xBF\xBF", true},
+      {"Zo\xEB;Lee", false},        // a Windows-1252 letter
+      {"\xC0\xAF", false},          // an overlong "/"
+      {"\xED\xA0\x80", false},      // a surrogate
+      {"\xF4\x90\x80\x80", false},  // past U+10FFFF
+      {"\xC3", false},              // cut short at the end
+      {"\xFF\xFEN\0", false},       // UTF-16
+  };
+  for (const auto& [bytes, utf8] : files) {
+    device_.WriteFile(kPath, bytes);
+    EXPECT_EQ(ReadsAsUtf8(device_.device(), kPath), utf8) << bytes;
+  }
+  // A sequence cut by the reader's chunks is still one sequence.
+  device_.WriteFile(kPath, std::string(64 * 1024 - 1, 'a') + "\xC3\xA9");
+  EXPECT_TRUE(ReadsAsUtf8(device_.device(), kPath));
+  EXPECT_FALSE(ReadsAsUtf8(device_.device(), u"\\Temp\\missing.csv"));
+}
+
 TEST_F(RecordFileTest, HeaderOnlyStopsAfterTheHeaderAndEachLoadStartsAfresh) {
   device_.WriteFile(kPath, Utf16FileBytes(u"A;B\r\n1;2\r\n3;\"never closed\r\n"));
   EXPECT_TRUE(reader_.Load(kPath, true, false));

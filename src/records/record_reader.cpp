@@ -205,7 +205,17 @@ bool RecordReader::Open(std::u16string_view file_name) {
   if (error == platform::kErrorSuccess) error = file_->Read(start, sizeof start, &start_bytes);
   const bool unicode =
       error == platform::kErrorSuccess && start_bytes == 2 && start[0] == 0xFF && start[1] == 0xFE;
-  if (error == platform::kErrorSuccess && !unicode) {
+  // A UTF-8 file may begin with its own byte order mark, which is no part of the first name.
+  bool utf8_mark = false;
+  if (error == platform::kErrorSuccess && !unicode && encoding_ != nullptr &&
+      encoding_->Number() == platform::kUtf8CodePage && start_bytes == 2 && start[0] == 0xEF &&
+      start[1] == 0xBB) {
+    unsigned char third = 0;
+    std::size_t third_bytes = 0;
+    error = file_->Read(&third, 1, &third_bytes);
+    utf8_mark = third_bytes == 1 && third == 0xBF;
+  }
+  if (error == platform::kErrorSuccess && !unicode && !utf8_mark) {
     error = file_->Seek(0, platform::SeekOrigin::kBegin, nullptr);
   }
   if (error != platform::kErrorSuccess) {
@@ -216,7 +226,8 @@ bool RecordReader::Open(std::u16string_view file_name) {
   if (unicode) {
     lines_ = MakeLines<char16_t>(*file_, [](std::u16string_view line) { return line; });
   } else {
-    const platform::AnsiCodePage& code_page = device_.code_page();
+    const platform::AnsiCodePage& code_page =
+        encoding_ != nullptr ? *encoding_ : device_.code_page();
     lines_ = MakeLines<char>(
         *file_, [&code_page](std::string_view line) { return code_page.ToWide(line); });
   }

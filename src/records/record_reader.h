@@ -26,6 +26,11 @@ class RecordReader {
   RecordReader(const RecordReader&) = delete;
   RecordReader& operator=(const RecordReader&) = delete;
 
+  // Reads a file without the UTF-16 byte order mark in `encoding` rather than the device's code
+  // page, and passes over a UTF-8 byte order mark when the encoding is UTF-8: for a file other
+  // software wrote. Null goes back to the device's code page, as for every record file.
+  void SetTextEncoding(const platform::AnsiCodePage* encoding) { encoding_ = encoding; }
+
   // Opens the file and reads its header. False with the last error: a system error code, or
   // kErrorCsvBadHeader.
   bool Open(std::u16string_view file_name);
@@ -49,6 +54,7 @@ class RecordReader {
   const platform::Device& device_;
   char16_t separator_;
   char16_t quote_;
+  const platform::AnsiCodePage* encoding_ = nullptr;
   std::unique_ptr<platform::File> file_;
   std::unique_ptr<Lines> lines_;
   Record header_;

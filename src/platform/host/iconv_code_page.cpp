@@ -1,5 +1,7 @@
 #include "platform/host/iconv_code_page.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <string>
 
@@ -44,10 +46,45 @@ void Convert(iconv_t descriptor, const char* input, size_t input_size, std::stri
   }
 }
 
+bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
+  return std::ranges::equal(a, b, [](char x, char y) {
+    return std::tolower(static_cast<unsigned char>(x)) ==
+           std::tolower(static_cast<unsigned char>(y));
+  });
+}
+
+// The number of "1250", "cp1250" or "windows-1250", and 65001 for "UTF-8", case ignored; 0 for
+// any other name.
+unsigned CodePageNumber(std::string_view name) {
+  if (EqualsIgnoringCase(name, "utf-8") || EqualsIgnoringCase(name, "utf8")) return 65001;
+  for (const std::string_view prefix : {"cp", "windows-"}) {
+    if (name.size() > prefix.size() && EqualsIgnoringCase(name.substr(0, prefix.size()), prefix)) {
+      name.remove_prefix(prefix.size());
+      break;
+    }
+  }
+  if (name.empty() || name.size() > 5) return 0;
+  unsigned number = 0;
+  for (const char digit : name) {
+    if (digit < '0' || digit > '9') return 0;
+    number = number * 10 + static_cast<unsigned>(digit - '0');
+  }
+  return number;
+}
+
 }  // namespace
 
 std::unique_ptr<IconvCodePage> IconvCodePage::Create(unsigned code_page) {
-  const std::string charset = CharsetName(code_page);
+  return Open(code_page, CharsetName(code_page));
+}
+
+std::unique_ptr<IconvCodePage> IconvCodePage::CreateNamed(std::string_view name) {
+  if (const unsigned number = CodePageNumber(name); number != 0) return Create(number);
+  if (name.empty()) return nullptr;
+  return Open(0, std::string(name));
+}
+
+std::unique_ptr<IconvCodePage> IconvCodePage::Open(unsigned code_page, const std::string& charset) {
   iconv_t to_wide = iconv_open("UTF-16LE", charset.c_str());
   if (to_wide == kInvalidDescriptor) return nullptr;
   iconv_t to_ansi = iconv_open(charset.c_str(), "UTF-16LE");

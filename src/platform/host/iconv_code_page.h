@@ -5,6 +5,8 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
+#include <string_view>
 
 #include "platform/text.h"
 
@@ -14,6 +16,10 @@ class IconvCodePage : public AnsiCodePage {
  public:
   // Null when iconv does not know the code page.
   static std::unique_ptr<IconvCodePage> Create(unsigned code_page);
+  // An encoding by the name iconv knows it by ("ISO-8859-2", "KOI8-R"), with the number 0; a
+  // code page number ("1250", "cp1250", "windows-1250") makes that code page. Null when iconv
+  // does not know it.
+  static std::unique_ptr<IconvCodePage> CreateNamed(std::string_view name);
   ~IconvCodePage() override;
 
   unsigned Number() const override { return number_; }
@@ -22,6 +28,7 @@ class IconvCodePage : public AnsiCodePage {
 
  private:
   IconvCodePage(unsigned number, iconv_t to_wide, iconv_t to_ansi);
+  static std::unique_ptr<IconvCodePage> Open(unsigned number, const std::string& charset);
 
   unsigned number_;
   // An iconv descriptor keeps state between calls, so each is used by one thread at a time.
