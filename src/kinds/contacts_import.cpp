@@ -9,6 +9,7 @@
 #include "platform/format.h"
 #include "platform/text.h"
 #include "records/record_file.h"
+#include "settings/reg_key.h"
 
 namespace kestrav::kinds {
 namespace {
@@ -62,6 +63,40 @@ std::size_t FilledColumns(std::size_t column_count) {
   return std::min(column_count, outlook::kContactColumnCount);
 }
 
+// The map's entries in words; with no `error`, an entry that names nothing is passed over.
+bool ParseEntries(std::u16string_view text, const records::Record& first_line,
+                  outlook::ContactFieldMap* map, std::u16string* error) {
+  *map = outlook::ClearedFieldMap();
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    const std::size_t comma = std::min(text.find(u',', start), text.size());
+    const std::u16string_view entry = text.substr(start, comma - start);
+    start = comma + 1;
+    const std::size_t equals = entry.find(u'=');
+    if (equals == std::u16string_view::npos) {
+      if (error == nullptr) continue;
+      *error = platform::Format(texts::kMapEntryWithoutEquals, entry);
+      return false;
+    }
+    const std::u16string_view contact_name = entry.substr(0, equals);
+    const std::u16string_view file_name = entry.substr(equals + 1);
+    const std::optional<int> contact = ContactColumn(contact_name);
+    if (!contact) {
+      if (error == nullptr) continue;
+      *error = platform::Format(texts::kNoSuchContactColumn, entry, contact_name);
+      return false;
+    }
+    const std::optional<int> file = FileColumn(first_line, file_name);
+    if (!file) {
+      if (error == nullptr) continue;
+      *error = platform::Format(texts::kNoSuchFileColumn, entry, file_name);
+      return false;
+    }
+    outlook::MapField(*map, file, contact);
+  }
+  return true;
+}
+
 }  // namespace
 
 void ChooseEncoding(const platform::Device& device, ImportFile* file) {
@@ -87,32 +122,7 @@ bool ParseFieldMap(std::u16string_view text, const records::Record& first_line,
     *map = outlook::DefaultFieldMap(first_line);
     return true;
   }
-  *map = outlook::ClearedFieldMap();
-  std::size_t start = 0;
-  while (start <= text.size()) {
-    const std::size_t comma = std::min(text.find(u',', start), text.size());
-    const std::u16string_view entry = text.substr(start, comma - start);
-    start = comma + 1;
-    const std::size_t equals = entry.find(u'=');
-    if (equals == std::u16string_view::npos) {
-      *error = platform::Format(texts::kMapEntryWithoutEquals, entry);
-      return false;
-    }
-    const std::u16string_view contact_name = entry.substr(0, equals);
-    const std::u16string_view file_name = entry.substr(equals + 1);
-    const std::optional<int> contact = ContactColumn(contact_name);
-    if (!contact) {
-      *error = platform::Format(texts::kNoSuchContactColumn, entry, contact_name);
-      return false;
-    }
-    const std::optional<int> file = FileColumn(first_line, file_name);
-    if (!file) {
-      *error = platform::Format(texts::kNoSuchFileColumn, entry, file_name);
-      return false;
-    }
-    outlook::MapField(*map, file, contact);
-  }
-  return true;
+  return ParseEntries(text, first_line, map, error);
 }
 
 bool FeedsAnyContactColumn(const outlook::ContactFieldMap& map, const records::Record& first_line) {
@@ -159,6 +169,54 @@ std::vector<std::u16string> MapNotes(const outlook::ContactFieldMap& map,
                          JoinNames(unused)));
   }
   return notes;
+}
+
+std::u16string FieldMapText(const outlook::ContactFieldMap& map,
+                            const records::Record& first_line) {
+  const auto& columns = outlook::ContactColumns();
+  std::u16string text;
+  for (std::size_t contact = 0; contact < outlook::kContactColumnCount; ++contact) {
+    const std::size_t file = map[contact];
+    if (file >= first_line.size()) continue;
+    // A name with a comma would split the entry, and one may find another column first.
+    std::u16string file_name(first_line[file]);
+    if (file_name.find(u',') != std::u16string::npos ||
+        FileColumn(first_line, file_name) != static_cast<int>(file)) {
+      file_name = platform::Format(u"%lu", static_cast<unsigned long>(file + 1));
+    }
+    if (!text.empty()) text += u',';
+    text += std::u16string(columns[contact].header) + u"=" + file_name;
+  }
+  return text;
+}
+
+KeptImport ReadKeptImport(const platform::Device& device) {
+  KeptImport kept;
+  kept.map = settings::ReadStringValue(device.registry(), settings::kApplicationKey,
+                                       settings::kImportFieldMapValue)
+                 .value_or(u"");
+  settings::RegKey key(device.registry());
+  if (key.OpenForRead(platform::kHkeyCurrentUser, settings::kApplicationKey)) {
+    const std::uint32_t separator = key.ReadDword(settings::kImportDelimiterValue);
+    for (const char16_t known : {u',', u';', u'\t', u' '})
+      if (separator == known) kept.separator = known;
+  }
+  return kept;
+}
+
+bool KeepImport(const platform::Device& device, const KeptImport& kept) {
+  return settings::WriteStringValue(device.registry(), settings::kApplicationKey,
+                                    settings::kImportFieldMapValue, kept.map) &&
+         settings::WriteDwordValue(device.registry(), settings::kApplicationKey,
+                                   settings::kImportDelimiterValue, kept.separator);
+}
+
+outlook::ContactFieldMap StartingMap(const KeptImport& kept, const records::Record& first_line) {
+  outlook::ContactFieldMap map;
+  ParseEntries(kept.map, first_line, &map, nullptr);
+  if (std::ranges::all_of(map, [](std::uint16_t entry) { return entry == outlook::kUnmapped; }))
+    return outlook::DefaultFieldMap(first_line);
+  return map;
 }
 
 std::u16string ImportJobName(const ImportFile& file) {

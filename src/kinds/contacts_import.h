@@ -53,6 +53,23 @@ bool ReadFirstLine(const platform::Device& device, const ImportFile& file,
 bool ParseFieldMap(std::u16string_view text, const records::Record& first_line,
                    outlook::ContactFieldMap* map, std::u16string* error);
 
+// The map in the words ParseFieldMap reads, each file column by its name where the name finds it
+// again, else by its number: "Name=Full Name,Mobile Phone=3". Empty for a map with no entry.
+std::u16string FieldMapText(const outlook::ContactFieldMap& map, const records::Record& first_line);
+
+// The map and the delimiter the window's mapping page kept from its last import, in the device's
+// settings, so that the next file with the same columns opens mapped as that one was.
+struct KeptImport {
+  std::u16string map;  // as FieldMapText writes it; empty when none was kept
+  char16_t separator = u',';
+};
+KeptImport ReadKeptImport(const platform::Device& device);
+bool KeepImport(const platform::Device& device, const KeptImport& kept);
+
+// The map the page starts from for a first line: the kept map's entries whose file columns the
+// line has, or Default when none of them is there.
+outlook::ContactFieldMap StartingMap(const KeptImport& kept, const records::Record& first_line);
+
 // Whether a contact column takes a value from the file under the map: one mapped below the file's
 // column count. With none, every contact would come in empty.
 bool FeedsAnyContactColumn(const outlook::ContactFieldMap& map, const records::Record& first_line);

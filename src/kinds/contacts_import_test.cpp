@@ -142,5 +142,21 @@ TEST(ContactsImport, ASemicolonFileReadWithCommasLooksSo) {
   EXPECT_FALSE(LooksSemicolonSeparated({kFile, u','}, {u"Name", u"Company; Inc"}));
 }
 
+// The kept map names each file column so that the same words find it again: by its name, else
+// by its number when the name is taken twice or holds the entries' comma.
+TEST(ContactsImport, AKeptMapReadsBackOnTheSameColumns) {
+  const records::Record first_line{u"Name", u"Name", u"a,b", u"7"};
+  outlook::ContactFieldMap map = outlook::ClearedFieldMap();
+  for (const auto& [file, contact] : {std::pair{1, 0}, {2, 1}, {3, 2}, {0, 3}})
+    outlook::MapField(map, file, contact);
+  const std::u16string text = FieldMapText(map, first_line);
+  EXPECT_EQ(text, u"Name=2,Title=3,First Name=7,Middle Name=Name");
+  EXPECT_EQ(StartingMap({text, u';'}, first_line), map);
+  // Columns another file lacks are left out; with none there, Default.
+  EXPECT_EQ(StartingMap({u"Title=Company,Name=Full Name", u','}, {u"Full Name", u"Phone"})[0], 0);
+  EXPECT_EQ(StartingMap({u"Title=Company", u','}, {u"name", u"Title"}),
+            outlook::DefaultFieldMap({u"name", u"Title"}));
+}
+
 }  // namespace
 }  // namespace kestrav::kinds

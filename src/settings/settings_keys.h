@@ -22,6 +22,9 @@ inline constexpr char16_t kBackupItemsValue[] = u"BckpItems";
 inline constexpr char16_t kStoreAttachmentsValue[] = u"StoreAttachments";
 inline constexpr char16_t kShouldCompressValue[] = u"ShouldCompress";
 inline constexpr char16_t kExclusionValue[] = u"BckpExclusions#%u";
+// The window's contacts import: its field map in words and its delimiter, kept between runs.
+inline constexpr char16_t kImportFieldMapValue[] = u"ImportFieldMap";
+inline constexpr char16_t kImportDelimiterValue[] = u"ImportDelimiter";
 
 inline constexpr char16_t kDefaultFolder[] = u"\\Storage Card";
 inline constexpr char16_t kDefaultBackupFolder[] = u"\\Storage Card\\";

@@ -1,10 +1,12 @@
 // kestrav-screenshots FOLDER: pictures of the window for the README - every tab, the Options
-// popup and the deletion dialog - on a sample device standing on 15 March 2007, as PNG files.
+// popup, the deletion dialog and the contacts import's mapping page - on a sample device standing
+// on 15 March 2007, as PNG files.
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
 #include <QMenu>
 #include <QPixmap>
+#include <QRadioButton>
 #include <QTimer>
 #include <cstdio>
 #include <string>
@@ -14,6 +16,7 @@
 #include "platform/test_support/temporary_device.h"
 #include "profile/sample_data.h"
 #include "ui/deletion_dialog.h"
+#include "ui/field_mapping_page.h"
 #include "ui/main_window.h"
 
 namespace {
@@ -98,5 +101,16 @@ int main(int argc, char** argv) {
   dialog.SetPosition(10);
   saved = Save(&dialog, folder, "deletion-dialog") && saved;
   dialog.Finish();
+
+  // The contacts import's "Contact Fields" page on a semicolon file.
+  device.WriteFile(
+      u"\\My Documents\\people.csv",
+      "Name;First Name;Mobile Phone;Fax\r\nZo\xC3\xAB Lee;Zo\xC3\xAB;555-0101;555-0199\r\n");
+  kestrav::ui::FieldMappingPage mapping(
+      device.device(),
+      QString::fromStdString(device.HostPath(u"\\My Documents\\people.csv").string()), &window);
+  mapping.findChild<QRadioButton*>("SemicolonDelimiter")->setChecked(true);
+  mapping.show();
+  saved = Save(&mapping, folder, "field-mapping-page") && saved;
   return saved ? 0 : 1;
 }

@@ -46,4 +46,21 @@ inline constexpr char16_t kDescription[] =
 inline constexpr char16_t kPageToCome[] = u"This page comes with the next version.";
 inline constexpr char16_t kFileToRestore[] = u"File to restore: %1";
 
+// The "Contact Fields" page of a contacts import.
+inline constexpr char16_t kMapFieldsTitle[] = u"Map fields from the file to Contact Fields";
+inline constexpr char16_t kValueColumn[] = u"Value";
+inline constexpr char16_t kContactFields[] = u"Contact Fields";
+inline constexpr char16_t kFieldColumn[] = u"Field";
+inline constexpr char16_t kMappedFromColumn[] = u"Mapped From";
+inline constexpr char16_t kMapButton[] = u"Map";
+inline constexpr char16_t kUnmapButton[] = u"Unmap";
+inline constexpr char16_t kClearButton[] = u"Clear";
+inline constexpr char16_t kDefaultButton[] = u"Default";
+inline constexpr char16_t kFieldDelimiter[] = u"Field delimiter:";
+inline constexpr char16_t kCommaDelimiter[] = u" , ";
+inline constexpr char16_t kSemicolonDelimiter[] = u" ; ";
+inline constexpr char16_t kTabDelimiter[] = u" TAB ";
+inline constexpr char16_t kSpaceDelimiter[] = u" SPACE ";
+inline constexpr char16_t kCsvFileError[] = u"CSV File Error";
+
 }  // namespace kestrav::ui::texts
