@@ -13,6 +13,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "engine/progress_sink.h"
 #include "outlook/contact_record.h"
 #include "outlook/texts.h"
 #include "ui/deletion_dialog.h"
@@ -230,7 +231,12 @@ MainWindow::Job FieldMappingPage::ImportJob(engine::RestoreMode mode) const {
   import.mode = mode;
   return [&device = device_, import](engine::ProgressSink* sink, engine::CancelFlag* cancel,
                                      const kinds::FrontEnd& front_end) {
-    return kinds::ImportContacts(device, import, sink, cancel, front_end).outcome;
+    const kinds::ImportOutcome outcome =
+        kinds::ImportContacts(device, import, sink, cancel, front_end);
+    // What the handheld's rules did with the file, after its rows, as kestrav-cli says it.
+    for (const std::u16string& note : outcome.notes)
+      engine::PostLog(sink, note, engine::LogIcon::kInformation);
+    return outcome.outcome;
   };
 }
 

@@ -32,7 +32,8 @@ class FieldMappingPage : public QDialog {
   FieldMappingPage(const platform::Device& device, QString host_file, QWidget* parent = nullptr);
 
   // After Accepted: the job that imports the file with the chosen map and delimiter under the
-  // contacts restore mode, run through MainWindow::StartJob like any restore.
+  // contacts restore mode, run through MainWindow::StartJob like any restore. What the handheld's
+  // rules did with the file follows its rows on the status page.
   MainWindow::Job ImportJob(engine::RestoreMode mode = engine::RestoreMode::kDeleteAllFirst) const;
 
   const outlook::ContactFieldMap& map() const { return map_; }
