@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -100,9 +101,10 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
                          "would come in empty; nothing was imported";
     if (semicolons) {
       reason += " (its first line looks separated by semicolons: add --delimiter \";\")";
-    } else if (const std::vector<std::u16string> notes = kinds::MapNotes(import.map, first_line);
-               !notes.empty()) {
-      reason += " (" + platform::ToUtf8(notes.front()) + ")";
+    } else if (std::ranges::any_of(
+                   import.map, [](std::uint16_t entry) { return entry != outlook::kUnmapped; })) {
+      // Every entry lies past the file's columns: the first note says which, and how to keep them.
+      reason += " (" + platform::ToUtf8(kinds::MapNotes(import.map, first_line).front()) + ")";
     }
     return context.Fail(reason);
   }

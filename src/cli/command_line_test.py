@@ -101,9 +101,9 @@ class CommandLine(e2e_support.TemporaryFolderCase):
                                   "First Name=Given,E-mail Address=Mail").stdout
             self.assertIn("1. '' inserted.", rows(imported))
             self.assertTrue(imported.endswith(
-                'Note: "E-mail Address" was mapped but stayed empty: a file of 4 columns fills only '
-                "the first 4 contact columns; a first line of 21 columns or more (empty names will "
-                'do) keeps it.\n'
+                'Note: "E-mail Address" was mapped but stayed empty: only contact columns within '
+                "the file's column count (4) are filled; a first line of 21 columns or more "
+                "(empty names will do) keeps it.\n"
                 'Note: The file\'s columns "Name" and "Title" fed no contact column.\n'
                 "Note: 1 contact was added without a Name (file-as), which is what an import finds "
                 "a contact by: importing the file again adds it again.\n"), imported)

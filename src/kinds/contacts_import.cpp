@@ -156,7 +156,7 @@ std::vector<std::u16string> MapNotes(const outlook::ContactFieldMap& map,
     notes.push_back(platform::Format(
         left_empty.size() == 1 ? texts::kMappedColumnLeftEmpty : texts::kMappedColumnsLeftEmpty,
         JoinNames(left_empty), static_cast<unsigned long>(first_line.size()),
-        static_cast<unsigned long>(filled), static_cast<unsigned long>(columns_needed)));
+        static_cast<unsigned long>(columns_needed)));
   }
   std::vector<std::u16string> unused;
   for (std::size_t column = 0; column < first_line.size(); ++column) {

@@ -89,8 +89,9 @@ TEST(ContactsImport, SaysWhichMappedColumnsStayedEmptyAndWhichFileColumnsFedNone
             (std::vector<std::vector<std::u16string>>{{u"Ada Byron", u"Ada", u""}}));
   EXPECT_EQ(outcome.notes,
             (std::vector<std::u16string>{
-                u"\"E-mail Address\" was mapped but stayed empty: a file of 4 columns fills only "
-                u"the first 4 contact columns; a first line of 21 columns or more (empty names "
+                u"\"E-mail Address\" was mapped but stayed empty: only contact columns within "
+                u"the file's column count (4) are filled; a first line of 21 columns or more "
+                u"(empty names "
                 u"will do) keeps it.",
                 u"The file's column \"Fax\" fed no contact column."}));
 
@@ -98,12 +99,13 @@ TEST(ContactsImport, SaysWhichMappedColumnsStayedEmptyAndWhichFileColumnsFedNone
   outlook::ContactFieldMap wider = outlook::ClearedFieldMap();
   outlook::MapField(wider, 3, 20);
   outlook::MapField(wider, 3, 21);
-  EXPECT_EQ(MapNotes(wider, {u"A", u"", u"C", u"D"}),
-            (std::vector<std::u16string>{
-                u"\"E-mail Address\" and \"Mobile Phone\" were mapped but stayed empty: a file of "
-                u"4 columns fills only the first 4 contact columns; a first line of 22 columns or "
-                u"more (empty names will do) keeps them.",
-                u"The file's columns \"A\", column 2 and \"C\" fed no contact column."}));
+  EXPECT_EQ(
+      MapNotes(wider, {u"A", u"", u"C", u"D"}),
+      (std::vector<std::u16string>{
+          u"\"E-mail Address\" and \"Mobile Phone\" were mapped but stayed empty: only contact "
+          u"columns within the file's column count (4) are filled; a first line of 22 columns or "
+          u"more (empty names will do) keeps them.",
+          u"The file's columns \"A\", column 2 and \"C\" fed no contact column."}));
   EXPECT_TRUE(MapNotes(outlook::DefaultFieldMap({u"Name", u"Title"}), {u"Name", u"Title"}).empty());
 }
 

@@ -98,11 +98,11 @@ inline constexpr char16_t kNoSuchContactColumn[] =
     u"%s: no contact column is called \"%s\" (see the header of a contacts backup)";
 // What the handheld's rules did with an imported file, said after the rows.
 inline constexpr char16_t kMappedColumnLeftEmpty[] =
-    u"%s was mapped but stayed empty: a file of %lu columns fills only the first %lu contact "
-    u"columns; a first line of %lu columns or more (empty names will do) keeps it.";
+    u"%s was mapped but stayed empty: only contact columns within the file's column count (%lu) "
+    u"are filled; a first line of %lu columns or more (empty names will do) keeps it.";
 inline constexpr char16_t kMappedColumnsLeftEmpty[] =
-    u"%s were mapped but stayed empty: a file of %lu columns fills only the first %lu contact "
-    u"columns; a first line of %lu columns or more (empty names will do) keeps them.";
+    u"%s were mapped but stayed empty: only contact columns within the file's column count (%lu) "
+    u"are filled; a first line of %lu columns or more (empty names will do) keeps them.";
 inline constexpr char16_t kFileColumnUnused[] = u"The file's column %s fed no contact column.";
 inline constexpr char16_t kFileColumnsUnused[] = u"The file's columns %s fed no contact column.";
 inline constexpr char16_t kUnnamedColumn[] = u"column %lu";

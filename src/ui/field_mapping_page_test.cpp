@@ -216,8 +216,9 @@ class FieldMappingPageTest : public QObject {
              qPrintable(texts.join('\n')));
     QVERIFY(texts.contains("2 contacts inserted in the database."));
     QCOMPARE(texts.back(),
-             QString("\"Mobile Phone\" was mapped but stayed empty: a file of 3 columns fills only "
-                     "the first 3 contact columns; a first line of 22 columns or more (empty names "
+             QString("\"Mobile Phone\" was mapped but stayed empty: only contact columns within "
+                     "the file's column count (3) are filled; a first line of 22 columns or more "
+                     "(empty names "
                      "will do) keeps it."));
 
     // The next file with those columns, in another order, opens mapped by their names.
