@@ -113,10 +113,11 @@ int ImportContacts(CommandContext& context, const ImportOptions& options) {
       context.BeginJob(device, kinds::ImportJobName(import.file), true);
   if (!device_job) return kExitFailure;
   kinds::ImportOutcome outcome;
-  RunJob(device.clock(), false, [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
-    outcome = kinds::RunContactsImport(device, *device_job, import, sink, cancel,
-                                       context.FrontEnd(*host));
-  });
+  RunJob(device.clock(), false, {engine::ItemKind::kContacts},
+         [&](engine::ProgressSink* sink, engine::CancelFlag* cancel) {
+           outcome = kinds::RunContactsImport(device, *device_job, import, sink, cancel,
+                                              context.FrontEnd(*host));
+         });
   // Told after the rows whatever the outcome: what the handheld's rules did with the file.
   for (const std::u16string& note : outcome.notes)
     std::printf("Note: %s\n", platform::ToUtf8(note).c_str());
