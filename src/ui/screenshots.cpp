@@ -1,6 +1,6 @@
 // kestrav-screenshots FOLDER: pictures of the window for the README - every tab, the Options
-// popup, the deletion dialog and the contacts import's mapping page - on a sample device standing
-// on 15 March 2007, as PNG files.
+// popup, the deletion dialog, the contacts import's mapping page and the folder browser - on a
+// sample device standing on 15 March 2007, as PNG files.
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
@@ -17,6 +17,7 @@
 #include "profile/sample_data.h"
 #include "ui/deletion_dialog.h"
 #include "ui/field_mapping_page.h"
+#include "ui/folder_browser.h"
 #include "ui/main_window.h"
 
 namespace {
@@ -112,5 +113,10 @@ int main(int argc, char** argv) {
   mapping.findChild<QRadioButton*>("SemicolonDelimiter")->setChecked(true);
   mapping.show();
   saved = Save(&mapping, folder, "field-mapping-page") && saved;
+
+  device.device().files().CreateFolder(u"\\Storage Card\\Backups\\2007");
+  kestrav::ui::FolderBrowser browser(device.device(), u"\\Storage Card\\Backups", &window);
+  browser.show();
+  saved = Save(&browser, folder, "folder-browser") && saved;
   return saved ? 0 : 1;
 }
