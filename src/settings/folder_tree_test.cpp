@@ -66,22 +66,6 @@ TEST(FolderTreeTest, NewFolderNameSkipsExistingFoldersButNotFiles) {
   EXPECT_EQ(device.ReadFile(u"\\My Documents\\New Folder"), "not a folder");
 }
 
-TEST(FolderTreeTest, LabelEditEndsCanceledInvalidOrWithTheQuestion) {
-  EXPECT_EQ(EndLabelEdit(u"\\Storage Card", true, u"").step, LabelEditEnd::Step::kCanceled);
-  EXPECT_EQ(EndLabelEdit(u"\\Storage Card", true, u"typed").step, LabelEditEnd::Step::kCanceled);
-
-  const LabelEditEnd empty = EndLabelEdit(u"\\Storage Card", false, u"");
-  EXPECT_EQ(empty.step, LabelEditEnd::Step::kInvalidName);
-  EXPECT_EQ(empty.box.caption, u"Folder name error");
-  EXPECT_EQ(empty.box.text, u"Invalid folder name");
-
-  const LabelEditEnd named = EndLabelEdit(u"\\Storage Card", false, u"Backups");
-  EXPECT_EQ(named.step, LabelEditEnd::Step::kConfirm);
-  EXPECT_EQ(named.path, u"\\Storage Card\\Backups");
-  EXPECT_EQ(named.box.caption, u"Folder creation");
-  EXPECT_EQ(named.box.text, u"Are you sure you want to create folder \"\\Storage Card\\Backups\"?");
-}
-
 TEST(FolderTreeTest, CreationMakesMissingParentsAndStopsAtTheFirstFailure) {
   testing::TemporaryDevice device;
   platform::FileSystem& files = device.device().files();
