@@ -18,6 +18,7 @@
 #include "ui/about_page.h"
 #include "ui/deletion_dialog.h"
 #include "ui/placeholder_page.h"
+#include "ui/schedule_page.h"
 #include "ui/soft_key_bar.h"
 #include "ui/status_page.h"
 #include "ui/texts.h"
@@ -81,11 +82,19 @@ MainWindow::MainWindow(const platform::Device& device, int os_major_version, QSt
   backup_restore_page_ = new PlaceholderPage(Text(texts::kBackupRestoreTab), tabs_);
   backup_restore_page_->setObjectName("BackupRestorePage");
   tabs_->addTab(backup_restore_page_, Text(texts::kBackupRestoreTab));
-  for (const char16_t* name :
-       {texts::kMessagesFoldersTab, texts::kOptionsTab, texts::kScheduleTab}) {
+  for (const char16_t* name : {texts::kMessagesFoldersTab, texts::kOptionsTab}) {
     auto* page = new PlaceholderPage(Text(name), tabs_);
     page->setObjectName(Text(name).remove(u' ') + "Page");
     tabs_->addTab(page, Text(name));
+  }
+  schedule_page_ = new SchedulePage(device_, tabs_);
+  tabs_->addTab(schedule_page_, Text(texts::kScheduleTab));
+  // Saved or left, the schedule page goes back to the wizard, with the soft keys as they were.
+  for (const auto leave : {&SchedulePage::Validated, &SchedulePage::Back}) {
+    connect(schedule_page_, leave, this, [this] {
+      if (!busy_) soft_keys_->RestoreLayout();
+      ShowTab(Tab::kBackupRestore);
+    });
   }
   status_page_ = new StatusPage(tabs_);
   tabs_->addTab(status_page_, Text(texts::kStatusTab));

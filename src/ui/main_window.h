@@ -24,6 +24,7 @@ namespace kestrav::ui {
 class AboutPage;
 class DeletionDialog;
 class PlaceholderPage;
+class SchedulePage;
 class SoftKeyBar;
 class StatusPage;
 
@@ -59,6 +60,7 @@ class MainWindow : public QMainWindow {
   Tab CurrentTab() const;
 
   PlaceholderPage* backup_restore_page() const { return backup_restore_page_; }
+  SchedulePage* schedule_page() const { return schedule_page_; }
   StatusPage* status_page() const { return status_page_; }
   SoftKeyBar* soft_keys() const { return soft_keys_; }
   QMenu* options_menu() const { return options_menu_; }
@@ -92,6 +94,7 @@ class MainWindow : public QMainWindow {
 
   QTabWidget* tabs_;
   PlaceholderPage* backup_restore_page_;
+  SchedulePage* schedule_page_;
   StatusPage* status_page_;
   AboutPage* about_page_;
   QMenu* options_menu_;

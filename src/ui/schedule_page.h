@@ -1,0 +1,64 @@
+// The "Schedule" tab's page: the weekdays, the start time, "Turn off after backup", "Delete old
+// backup files" with the number of files to keep, "Validate" and "<< Back". It opens with the
+// schedule as settings::LoadSchedulePage reads it (again each time it shows), and "Validate" saves
+// it with settings::SaveSchedule, behind the device's job lock, as kestrav-cli's "schedule set"
+// does, together with the wizard's current folder, kinds, attachments, compression and exclusions.
+#pragma once
+
+#include <QWidget>
+#include <optional>
+
+#include "platform/device.h"
+#include "settings/schedule.h"
+
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QSpinBox;
+class QTimeEdit;
+class QTreeWidget;
+
+namespace kestrav::ui {
+
+class SchedulePage : public QWidget {
+  Q_OBJECT
+
+ public:
+  SchedulePage(const platform::Device& device, QWidget* parent = nullptr);
+
+  // What "Validate" saves along with the page's own choices: the wizard's current folder, kinds,
+  // attachments, compression and exclusions. Until the wizard sets them, the page saves the
+  // folder, kinds, attachments and compression of the schedule saved, or kestrav-cli's defaults
+  // when none is (the default backup folder, every kind, compressed, no attachments).
+  void SetWizardChoices(const settings::ScheduleChoice& wizard);
+
+  // Fills the page from the schedule saved, as when it shows.
+  void Load();
+  // "Validate": saves, then says so; Validated once the box is answered.
+  void Validate();
+
+ signals:
+  void Validated();
+  void Back();
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+
+ private:
+  settings::ScheduleChoice Choice() const;
+  void ShowFailure(const QString& text);
+
+  const platform::Device& device_;
+  std::optional<settings::ScheduleChoice> wizard_;
+
+  QTreeWidget* days_;
+  QTimeEdit* start_time_;
+  QLabel* next_run_;
+  QCheckBox* turn_off_;
+  QCheckBox* delete_old_;
+  QSpinBox* keep_files_;
+  QPushButton* validate_;
+  QPushButton* back_;
+};
+
+}  // namespace kestrav::ui
