@@ -68,7 +68,12 @@ SchedulePage::SchedulePage(const platform::Device& device, QWidget* parent)
     : QWidget(parent), device_(device) {
   setObjectName("SchedulePage");
   setAccessibleName(Text(kTitle));
+  // The controls come with the page's first showing: the window starts without paying for them.
+  auto* page_layout = new QVBoxLayout(this);
+  page_layout->setContentsMargins(0, 0, 0, 0);
+}
 
+void SchedulePage::Build() {
   QLabel* title = MakeLabel(kTitle, "1020", this);
   title->setAccessibleName(Text(kTitle));
   QFont bold = title->font();
@@ -168,9 +173,7 @@ SchedulePage::SchedulePage(const platform::Device& device, QWidget* parent)
   scroll->setWidgetResizable(true);
   scroll->setFrameShape(QFrame::NoFrame);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  auto* page_layout = new QVBoxLayout(this);
-  page_layout->setContentsMargins(0, 0, 0, 0);
-  page_layout->addWidget(scroll);
+  QWidget::layout()->addWidget(scroll);
 
   setTabOrder(days_, start_time_);
   setTabOrder(start_time_, turn_off_);
@@ -178,11 +181,16 @@ SchedulePage::SchedulePage(const platform::Device& device, QWidget* parent)
   setTabOrder(delete_old_, keep_files_);
   setTabOrder(keep_files_, back_);
   setTabOrder(back_, validate_);
-  Load();
 }
 
 void SchedulePage::SetWizardChoices(const settings::ScheduleChoice& wizard) {
   wizard_ = wizard;
+}
+
+void SchedulePage::setVisible(bool visible) {
+  // Built before it shows, so that its controls show with it.
+  if (visible && days_ == nullptr) Build();
+  QWidget::setVisible(visible);
 }
 
 void SchedulePage::showEvent(QShowEvent* event) {
@@ -192,6 +200,7 @@ void SchedulePage::showEvent(QShowEvent* event) {
 }
 
 void SchedulePage::Load() {
+  if (days_ == nullptr) Build();
   const settings::SchedulePage page = settings::LoadSchedulePage(device_);
   for (int day = 0; day < days_->topLevelItemCount(); ++day) {
     days_->topLevelItem(day)->setCheckState(
@@ -236,6 +245,7 @@ settings::ScheduleChoice SchedulePage::Choice() const {
 }
 
 void SchedulePage::Validate() {
+  if (days_ == nullptr) Load();
   const settings::ScheduleChoice choice = Choice();
   // The device's job lock, as kestrav-cli's "schedule set" takes it; nobody waits on a page.
   kinds::FrontEnd front_end;

@@ -1,6 +1,6 @@
 // The "Schedule" tab's page: the weekdays, the start time, "Turn off after backup", "Delete old
 // backup files" with the number of files to keep, "Validate" and "<< Back". It opens with the
-// schedule as settings::LoadSchedulePage reads it (again each time it shows), and "Validate" saves
+// schedule as settings::LoadSchedulePage reads it (each time it shows), and "Validate" saves
 // it with settings::SaveSchedule, behind the device's job lock, as kestrav-cli's "schedule set"
 // does, together with the wizard's current folder, kinds, attachments, compression and exclusions.
 #pragma once
@@ -42,23 +42,25 @@ class SchedulePage : public QWidget {
   void Back();
 
  protected:
+  void setVisible(bool visible) override;
   void showEvent(QShowEvent* event) override;
 
  private:
+  void Build();
   settings::ScheduleChoice Choice() const;
   void ShowFailure(const QString& text);
 
   const platform::Device& device_;
   std::optional<settings::ScheduleChoice> wizard_;
 
-  QTreeWidget* days_;
-  QTimeEdit* start_time_;
-  QLabel* next_run_;
-  QCheckBox* turn_off_;
-  QCheckBox* delete_old_;
-  QSpinBox* keep_files_;
-  QPushButton* validate_;
-  QPushButton* back_;
+  QTreeWidget* days_ = nullptr;
+  QTimeEdit* start_time_ = nullptr;
+  QLabel* next_run_ = nullptr;
+  QCheckBox* turn_off_ = nullptr;
+  QCheckBox* delete_old_ = nullptr;
+  QSpinBox* keep_files_ = nullptr;
+  QPushButton* validate_ = nullptr;
+  QPushButton* back_ = nullptr;
 };
 
 }  // namespace kestrav::ui

@@ -141,6 +141,7 @@ class SchedulePageTest : public QObject {
     testing::TemporaryDevice device;
     WriteSchedule(device, 0x22, 10, 18 * 3600 + 30 * 60 + 5);  // Monday and Friday
     SchedulePage page(device.device());
+    page.show();
     QCOMPARE(CheckedDays(page.findChild<QTreeWidget*>("1050")), QStringList({"Monday", "Friday"}));
     QCOMPARE(page.findChild<QTimeEdit*>("1052")->time(), QTime(18, 30, 5));
     QVERIFY(page.findChild<QCheckBox*>("1057")->isChecked());
@@ -252,6 +253,9 @@ class SchedulePageTest : public QObject {
     window.ShowTab(Tab::kSchedule);
     SchedulePage* page = window.schedule_page();
     QCOMPARE(window.findChild<QTabWidget*>("Tabs")->currentWidget(), page);
+    // Built when first shown, with every control showing.
+    QVERIFY(page->findChild<QTreeWidget*>("1050")->isVisible());
+    QVERIFY(page->findChild<QPushButton*>("1033")->isVisible());
     QTest::mouseClick(page->findChild<QPushButton*>("1034"), Qt::LeftButton);
     QCOMPARE(window.CurrentTab(), Tab::kBackupRestore);
 
