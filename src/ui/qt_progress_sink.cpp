@@ -23,7 +23,8 @@ QtProgressSink::QtProgressSink(StatusPage* page, const platform::Clock& clock, Q
     return;
   }
   connect(page, &StatusPage::Closed, this, &QtProgressSink::CloseAndRelease);
-  connect(page, &QObject::destroyed, this, &QtProgressSink::CloseAndRelease);
+  // A page being destroyed is no page to show reports on any more.
+  connect(page, &QObject::destroyed, this, [this] { Close(); });
 }
 
 QtProgressSink::~QtProgressSink() {
