@@ -3,7 +3,6 @@
 #include "devicedb/texts.h"
 
 namespace kestrav::devicedb {
-namespace {
 
 const PimRecordKind& CallLogKind() {
   static const PimRecordKind kCallLogs{
@@ -31,7 +30,47 @@ const PimRecordKind& CallLogKind() {
   return kCallLogs;
 }
 
-}  // namespace
+CallDirection DecodedCallLog::direction() const {
+  if ((flags & kCallOutgoing) != 0) return CallDirection::kOutgoing;
+  return (flags & kCallConnected) != 0 ? CallDirection::kIncoming : CallDirection::kMissed;
+}
+
+std::optional<std::uint64_t> DecodedCallLog::duration_seconds() const {
+  constexpr platform::FileTime kTicksPerSecond = 10'000'000;
+  if (!start || !end || *end < *start) return std::nullopt;
+  return (*end - *start) / kTicksPerSecond;
+}
+
+DecodedCallLog DecodeCallLog(std::vector<platform::PropertyValue> properties) {
+  DecodedCallLog call;
+  for (const platform::PropertyValue& property : properties) {
+    if ((property.flags & platform::kPropertyNotFound) != 0) continue;
+    switch (property.id) {
+      case kCallStartProperty:
+        call.start = property.file_time;
+        break;
+      case kCallEndProperty:
+        call.end = property.file_time;
+        break;
+      case kCallFlagsProperty:
+        call.flags = static_cast<std::uint32_t>(property.integer);
+        break;
+      case kCallNumberProperty:
+        call.number = property.text;
+        break;
+      case kCallNameProperty:
+        call.name = property.text;
+        break;
+      case kCallNumberTypeProperty:
+        call.number_type = property.text;
+        break;
+      default:
+        break;
+    }
+  }
+  call.properties = std::move(properties);
+  return call;
+}
 
 CallLogWorker::CallLogWorker(const platform::Device& device)
     : PimRecordWorker(device, CallLogKind()) {}

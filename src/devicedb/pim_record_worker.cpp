@@ -30,9 +30,9 @@ bool WriteText(records::CsvRecordFile& file, const std::u16string& text) {
   return file.WriteRaw(text.data(), size) == size;
 }
 
-// The properties of a record line: its count, its identifiers, then a value field for each
-// identifier in turn. False for a line whose count or identifiers cannot be read.
-bool ParseRecord(records::RecordView row, std::vector<PropertyValue>* record) {
+}  // namespace
+
+bool DecodePimRecord(records::RecordView row, std::vector<PropertyValue>* record) {
   record->clear();
   std::vector<std::uint8_t> bytes;
   if (!records::ParseByteList(row.Value(0), &bytes) || bytes.size() < 2) return false;
@@ -50,15 +50,12 @@ bool ParseRecord(records::RecordView row, std::vector<PropertyValue>* record) {
   return true;
 }
 
-// Every row after the count row holds a record, but one whose property count is 0, which the
-// restore passes over as holding nothing. A row that cannot be read counts as a record lost.
 bool HoldsARecord(records::RecordView row) {
   std::vector<std::uint8_t> bytes;
   return !records::ParseByteList(row.Value(0), &bytes) || bytes.size() < 2 ||
          LittleEndian(bytes, 2) != 0;
 }
 
-// The accepted signature the header line begins with; null when the header holds anything else.
 const AcceptedSignature* AcceptedHeader(const records::Record& header,
                                         std::span<const AcceptedSignature> accepted) {
   std::vector<std::uint8_t> bytes;
@@ -69,7 +66,11 @@ const AcceptedSignature* AcceptedHeader(const records::Record& header,
   return nullptr;
 }
 
-}  // namespace
+std::optional<std::uint32_t> StatedRecordCount(records::RecordView count_row) {
+  std::vector<std::uint8_t> bytes;
+  if (!records::ParseByteList(count_row.Value(0), &bytes) || bytes.size() != 4) return std::nullopt;
+  return LittleEndian(bytes, 4);
+}
 
 std::uint32_t LittleEndian(std::span<const std::uint8_t> bytes, std::size_t width) {
   std::uint32_t number = 0;
@@ -150,13 +151,13 @@ void PimRecordWorker::Restore(const engine::PassContext& pass) {
   SendLine(sink, signature->valid_header);
   SendLine(sink, texts::kRetrievingFileRecords);
   const records::RecordTable& rows = file.Records();
-  std::vector<std::uint8_t> count_bytes;
-  if (rows.empty() || !records::ParseByteList(rows[0].Value(0), &count_bytes) ||
-      count_bytes.size() != 4) {
+  const std::optional<std::uint32_t> stated =
+      rows.empty() ? std::nullopt : StatedRecordCount(rows[0]);
+  if (!stated) {
     SendLine(sink, texts::kInvalidFileFormat, engine::LogIcon::kError);
     return;
   }
-  const std::uint32_t count = LittleEndian(count_bytes, 4);
+  const std::uint32_t count = *stated;
   SendLine(sink, engine::CountText(count, texts::kRecordFoundInFile, texts::kRecordsFoundInFile));
   tally_.file_accepted = true;
   tally_.announced = count;
@@ -178,7 +179,7 @@ void PimRecordWorker::Restore(const engine::PassContext& pass) {
       std::vector<PropertyValue> record;
       // Every line after the count row is a record, however many the count row announced.
       for (std::size_t j = 0; j + 1 < rows.size() && !pass.Canceled(); ++j) {
-        if (!ParseRecord(rows[j + 1], &record) || record.empty()) continue;
+        if (!DecodePimRecord(rows[j + 1], &record) || record.empty()) continue;
         PrepareRecord(session, signature->file_version, &record);
         const auto number = static_cast<long>(j);
         if (pass.mode == engine::RestoreMode::kAddOnlyNew && AlreadyExists(session, record)) {

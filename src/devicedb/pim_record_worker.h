@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "engine/kind_worker.h"
 #include "platform/device.h"
 #include "records/file_signature.h"
+#include "records/record.h"
 
 namespace kestrav::devicedb {
 
@@ -99,6 +101,23 @@ class PimRecordWorker : public engine::KindWorker {
   const platform::Device& device_;
   const PimRecordKind& kind_;
 };
+
+// --- A record file read back as a restore reads it ---
+
+// The accepted signature the header line begins with; null when the header holds anything else.
+const AcceptedSignature* AcceptedHeader(const records::Record& header,
+                                        std::span<const AcceptedSignature> accepted);
+// The count the row after the header states: its first field, a byte list of exactly 4 bytes.
+std::optional<std::uint32_t> StatedRecordCount(records::RecordView count_row);
+// The properties of a record line: its count, its identifiers, then a value field for each
+// identifier in turn (a property the backup found absent has no field, so the values after it
+// shift by one, as the device's restore reads them). False for a line whose count or
+// identifiers cannot be read.
+bool DecodePimRecord(records::RecordView row, std::vector<platform::PropertyValue>* record);
+// Whether a row after the count row holds a record: all but those whose property count is 0,
+// which the restore passes over as holding nothing. A row that cannot be read counts as a
+// record lost.
+bool HoldsARecord(records::RecordView row);
 
 // A little-endian number from the first bytes; missing bytes count as 0.
 std::uint32_t LittleEndian(std::span<const std::uint8_t> bytes, std::size_t width);

@@ -7,7 +7,6 @@
 #include "records/value_text.h"
 
 namespace kestrav::devicedb {
-namespace {
 
 using platform::ObjectId;
 using platform::PropertyValue;
@@ -42,6 +41,8 @@ const PimRecordKind& SpeedDialKind() {
   };
   return kSpeedDials;
 }
+
+namespace {
 
 // A present byte block long enough to hold a speed-dial head.
 bool HoldsHead(const PropertyValue& value) {
@@ -96,6 +97,25 @@ std::vector<std::uint8_t> Utf16LittleEndianBytes(std::u16string_view text) {
 }
 
 }  // namespace
+
+DecodedSpeedDial DecodeSpeedDial(std::vector<PropertyValue> properties) {
+  DecodedSpeedDial dial;
+  for (const PropertyValue& property : properties) {
+    if ((property.flags & platform::kPropertyNotFound) != 0) continue;
+    if (property.id == kSpeedDialPositionProperty) {
+      dial.position = static_cast<std::uint16_t>(property.integer);
+    } else if (property.id == kSpeedDialLabelProperty) {
+      dial.label = property.text;
+    } else if (!dial.has_head && HoldsHead(property)) {
+      dial.has_head = true;
+      dial.contact_id = HeadField(property, kContactIdOffset);
+      dial.phone_property = HeadField(property, kPhonePropertyOffset);
+      dial.phone_text = LinkedText(property);
+    }
+  }
+  dial.properties = std::move(properties);
+  return dial;
+}
 
 std::uint32_t DevicePhoneProperty(std::uint32_t property_id, int file_version,
                                   int os_major_version) {

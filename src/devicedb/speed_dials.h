@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -58,6 +59,31 @@ inline constexpr std::array<PhonePropertyRow, 12> kContactPhoneProperties = {{
 // in the file's column. An identifier of no row stays as it is.
 std::uint32_t DevicePhoneProperty(std::uint32_t property_id, int file_version,
                                   int os_major_version);
+
+// What a speed dial's properties say, by the identifiers "speed.db" keeps them under.
+inline constexpr std::uint32_t kSpeedDialPositionProperty = 0x00010012;
+inline constexpr std::uint32_t kSpeedDialLinkProperty = 0x00020041;
+inline constexpr std::uint32_t kSpeedDialLabelProperty = 0x0003001F;
+
+// A speed dial as its record line gives it back: the properties a restore writes (before their
+// heads are linked to this device's contacts), and what they say.
+struct DecodedSpeedDial {
+  std::vector<platform::PropertyValue> properties;
+  std::optional<std::uint32_t> position;
+  std::u16string label;
+  // From the first byte block holding a head: the contact it names in the backed-up device's
+  // "Contacts Database" (0 for none), the phone property dialled, and the phone text the backup
+  // wrote after the head, by which a restore finds the contact again.
+  bool has_head = false;
+  std::uint32_t contact_id = 0;
+  std::uint32_t phone_property = 0;
+  std::u16string phone_text;
+};
+
+DecodedSpeedDial DecodeSpeedDial(std::vector<platform::PropertyValue> properties);
+
+// The speed-dial file's signatures and texts, as the restore checks and reads the file.
+const PimRecordKind& SpeedDialKind();
 
 class SpeedDialWorker : public PimRecordWorker {
  public:

@@ -264,4 +264,16 @@ bool ReadMessageRecord(const platform::Clock& clock, const records::Record& reco
                                     ReadAttachment);
 }
 
+bool DecodeAttachmentContents(std::u16string_view contents,
+                              const std::function<bool(std::span<const std::uint8_t>)>& receive) {
+  std::vector<std::uint8_t> chunk(platform::kAttachmentChunkBytes);
+  // Whole groups of four characters that decode to at most one chunk.
+  constexpr std::size_t kPieceUnits = platform::kAttachmentChunkBytes / 3 * 4;
+  for (std::size_t start = 0; start < contents.size(); start += kPieceUnits) {
+    const std::size_t length = records::DecodeBase64(contents.substr(start, kPieceUnits), chunk);
+    if (!receive(std::span(chunk.data(), length))) return false;
+  }
+  return true;
+}
+
 }  // namespace kestrav::messages

@@ -17,7 +17,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -84,6 +86,12 @@ struct AttachmentItem {
   std::optional<std::u16string_view> contents;
   std::uint64_t contents_size = 0;
 };
+
+// Decodes an attachment's base64 contents piece by piece, each piece at most
+// platform::kAttachmentChunkBytes, so that contents of any size are never held whole; stops at
+// the first piece the receiver refuses. False when it refused one.
+bool DecodeAttachmentContents(std::u16string_view contents,
+                              const std::function<bool(std::span<const std::uint8_t>)>& receive);
 
 // The items of a list column, one at a time, so that a list of any length is never held whole.
 class ItemList {

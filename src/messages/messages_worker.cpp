@@ -680,9 +680,6 @@ bool RestorePass::Insert(const MessageRecord& record) {
   }
   if (!piece.empty() && Failed(message->AddRecipients(piece))) return false;
 
-  std::vector<std::uint8_t> chunk(platform::kAttachmentChunkBytes);
-  // Whole groups of four characters that decode to at most one chunk.
-  constexpr std::size_t kPieceUnits = platform::kAttachmentChunkBytes / 3 * 4;
   std::uint64_t without_contents = 0;
   ItemList attachments(record.attachments);
   AttachmentItem attachment;
@@ -699,14 +696,14 @@ bool RestorePass::Insert(const MessageRecord& record) {
       if (attachment.size > 0) ++without_contents;
       continue;
     }
-    const std::u16string_view contents = *attachment.contents;
     std::uint64_t offset = 0;
-    for (std::size_t start = 0; start < contents.size(); start += kPieceUnits) {
-      const std::size_t length = records::DecodeBase64(contents.substr(start, kPieceUnits), chunk);
-      if (Failed(message->WriteAttachment(number, offset, std::span(chunk.data(), length))))
-        return false;
-      offset += length;
-    }
+    const bool written =
+        DecodeAttachmentContents(*attachment.contents, [&](std::span<const std::uint8_t> piece) {
+          if (Failed(message->WriteAttachment(number, offset, piece))) return false;
+          offset += piece.size();
+          return true;
+        });
+    if (!written) return false;
   }
   if (Failed(message->Save())) return false;
   tally_.attachments_without_contents += without_contents;

@@ -1,7 +1,6 @@
 #include "outlook/appointments.h"
 
-#include <algorithm>
-
+#include "outlook/decoded_items.h"
 #include "outlook/item_fields.h"
 #include "outlook/item_pass.h"
 #include "outlook/texts.h"
@@ -50,30 +49,6 @@ constexpr ItemKindTexts kAppointmentTexts = {
     .none_deleted = texts::kNoAppointmentDeleted,
 };
 
-// The fields of a line by position, up to the recipient count; the recipients' pairs follow it,
-// then the recurrence block and the exceptions.
-enum : std::size_t {
-  kSubject,
-  kAllDayEvent,
-  kBody,
-  kBodyInk,
-  kBusyStatus,
-  kCategories,
-  kDuration,
-  kEnd,
-  kIsRecurring,
-  kLocation,
-  kMeetingStatus,
-  kReminderMinutesBeforeStart,
-  kReminderOptions,
-  kReminderSet,
-  kReminderSoundFile,
-  kSensitivity,
-  kStart,
-  kRecipientCount,
-  kFirstRecipient,
-};
-
 class AppointmentAdapter : public ItemAdapter {
  public:
   void WriteHeader(records::CsvRecordFile& file) override {
@@ -112,61 +87,49 @@ class AppointmentAdapter : public ItemAdapter {
   bool keep_raw_rows() const override { return true; }
 
   bool AcceptFile(const records::CsvRecordFile& file) override {
-    return IsSignatureHeader(file.Header(),
-                             records::SignatureOf(records::SignedFile::kAppointments));
+    return IsAppointmentsHeader(file.Header());
   }
 
-  std::u16string_view KeyText(records::RecordView record) const override {
-    return record.Value(kSubject);
+  // Each line is decoded once, as its turn comes.
+  records::RecordView RecordAt(const records::RecordTable& rows, std::size_t position) override {
+    decoded_ = DecodeAppointment(rows[position]);
+    return rows[position];
   }
+
+  std::u16string_view KeyText(records::RecordView) const override { return decoded_.subject; }
 
   // Beside the subject, the same start and end, exactly.
-  bool Matches(OutlookItem& item, records::RecordView record) override {
-    ItemLineReader fields(record);
-    return ItemDate(item, ItemProperty::kStart) == fields.At(kStart).Date() &&
-           ItemDate(item, ItemProperty::kEnd) == fields.At(kEnd).Date();
+  bool Matches(OutlookItem& item, records::RecordView) override {
+    return ItemDate(item, ItemProperty::kStart) == decoded_.start &&
+           ItemDate(item, ItemProperty::kEnd) == decoded_.end;
   }
 
   // Every property from its field, an empty field clearing it, but BodyInk, which only a field
   // with bytes sets; Start last among the times; then the recipients and the recurrence.
   // MeetingStatus and IsRecurring are deliberately not set: the object model keeps them from the
   // recipients and the recurrence.
-  bool Apply(records::RecordView record, OutlookItem& item) override {
-    ItemLineReader fields(record);
-    item.SetText(ItemProperty::kBody, TextFromBytes(fields.At(kBody).Bytes()));
-    if (const Bytes ink = fields.At(kBodyInk).Bytes(); !ink.empty())
-      item.SetBytes(ItemProperty::kBodyInk, ink);
-    item.SetBoolean(ItemProperty::kAllDayEvent, fields.At(kAllDayEvent).Boolean());
-    item.SetInteger(ItemProperty::kBusyStatus, fields.At(kBusyStatus).Integer());
-    item.SetText(ItemProperty::kCategories, fields.At(kCategories).Text());
-    item.SetInteger(ItemProperty::kDuration, fields.At(kDuration).Integer());
-    item.SetDate(ItemProperty::kEnd, fields.At(kEnd).Date());
-    item.SetText(ItemProperty::kLocation, fields.At(kLocation).Text());
-    item.SetInteger(ItemProperty::kReminderMinutesBeforeStart,
-                    fields.At(kReminderMinutesBeforeStart).Integer());
-    item.SetInteger(ItemProperty::kReminderOptions, fields.At(kReminderOptions).Integer());
-    item.SetBoolean(ItemProperty::kReminderSet, fields.At(kReminderSet).Boolean());
-    item.SetText(ItemProperty::kReminderSoundFile, fields.At(kReminderSoundFile).Text());
-    item.SetInteger(ItemProperty::kSensitivity, fields.At(kSensitivity).Integer());
-    item.SetDate(ItemProperty::kStart, fields.At(kStart).Date());
-    item.SetText(ItemProperty::kSubject, fields.At(kSubject).Text());
+  bool Apply(records::RecordView, OutlookItem& item) override {
+    const DecodedAppointment& line = decoded_;
+    item.SetText(ItemProperty::kBody, line.body);
+    if (!line.body_ink.empty()) item.SetBytes(ItemProperty::kBodyInk, line.body_ink);
+    item.SetBoolean(ItemProperty::kAllDayEvent, line.all_day_event);
+    item.SetInteger(ItemProperty::kBusyStatus, line.busy_status);
+    item.SetText(ItemProperty::kCategories, line.categories);
+    item.SetInteger(ItemProperty::kDuration, line.duration);
+    item.SetDate(ItemProperty::kEnd, line.end);
+    item.SetText(ItemProperty::kLocation, line.location);
+    item.SetInteger(ItemProperty::kReminderMinutesBeforeStart, line.reminder_minutes_before_start);
+    item.SetInteger(ItemProperty::kReminderOptions, line.reminder_options);
+    item.SetBoolean(ItemProperty::kReminderSet, line.reminder_set);
+    item.SetText(ItemProperty::kReminderSoundFile, line.reminder_sound_file);
+    item.SetInteger(ItemProperty::kSensitivity, line.sensitivity);
+    item.SetDate(ItemProperty::kStart, line.start);
+    item.SetText(ItemProperty::kSubject, line.subject);
 
     // The recipients replace the item's own, so an update leaves exactly the file's.
     item.RemoveAllRecipients();
-    const std::int32_t count = fields.At(kRecipientCount).Integer();
-    // The count is believed only as far as the line holds a pair for each recipient besides its
-    // recurrence block.
-    fields.At(kFirstRecipient);
-    const auto recipients = static_cast<std::size_t>(std::clamp<std::int64_t>(
-        count, 0, static_cast<std::int64_t>(fields.left() > 1 ? (fields.left() - 1) / 2 : 0)));
-    for (std::size_t k = 0; k < recipients; ++k) {
-      platform::Recipient recipient;
-      recipient.name = fields.Text();
-      recipient.address = fields.Text();
-      item.AddRecipient(recipient);
-    }
-    const Bytes block = fields.Bytes();
-    ApplyRecurrence(item, RecurrenceFromFields(block, fields.Bytes()));
+    for (const platform::Recipient& recipient : line.recipients) item.AddRecipient(recipient);
+    ApplyRecurrence(item, line.recurrence);
     return !Failed(item.Save());
   }
 
@@ -185,6 +148,8 @@ class AppointmentAdapter : public ItemAdapter {
       line.Raw(recipient.address);
     }
   }
+
+  DecodedAppointment decoded_;
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "devicedb/pim_volume.h"
+#include "outlook/decoded_items.h"
 #include "platform/format.h"
 #include "records/value_text.h"
 
@@ -273,10 +274,10 @@ records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStor
   return values;
 }
 
-bool ApplyContactRecord(records::RecordView fields, platform::OutlookItem& item,
+bool ApplyContactRecord(const DecodedContact& contact, platform::OutlookItem& item,
                         ContactStore& store, const platform::Device& device) {
   const int os = device.os_major_version();
-  auto field = [&](std::size_t column) { return fields.Value(column); };
+  auto field = [&](std::size_t column) -> std::u16string_view { return contact.fields[column]; };
   item.SetText(platform::ItemProperty::kFileAs, field(kNameColumn));
   for (std::size_t column = kNameColumn + 1; column < kContactColumnCount; ++column) {
     const ContactColumn& target = kColumns[column];
@@ -286,12 +287,12 @@ bool ApplyContactRecord(records::RecordView fields, platform::OutlookItem& item,
   for (std::size_t column = 0; column < kContactColumnCount; ++column) {
     const ContactColumn& target = kColumns[column];
     if (target.source == kItemDate) {
-      if (const std::optional<double> date = DateFromField(field(column)))
+      if (const std::optional<double> date = contact.dates[column])
         item.SetDate(*target.property, *date);
     } else if (target.source == kNotes) {
       // Unlike the contact's strings, the notes follow their field even when it is empty: an
       // update with no notes in the file clears them.
-      item.SetText(*target.property, NotesFromField(field(column), device.code_page()));
+      item.SetText(*target.property, contact.notes);
     }
   }
 

@@ -106,12 +106,14 @@ class ContactStore {
 // The sixty field texts of a contact; an absent or unreadable value is the empty text.
 records::RecordValues ReadContactRecord(platform::OutlookItem& item, ContactStore& store);
 
-// Applies a record of sixty fields to a new or found contact: the file-as name always, every
+struct DecodedContact;
+
+// Applies a decoded contact to a new or found contact: the file-as name always, every
 // other value only when its field is not empty, so an update never clears a value. Below
 // Windows Mobile 2005 the contact is saved here, before its store properties go into its
 // record; from 2005 on the caller saves it. False when that save failed. The caller has checked
 // the cancel flag.
-bool ApplyContactRecord(records::RecordView fields, platform::OutlookItem& item,
+bool ApplyContactRecord(const DecodedContact& contact, platform::OutlookItem& item,
                         ContactStore& store, const platform::Device& device);
 
 }  // namespace kestrav::outlook

@@ -1,6 +1,7 @@
 #include "outlook/contacts.h"
 
 #include "outlook/contact_record.h"
+#include "outlook/decoded_items.h"
 #include "outlook/item_pass.h"
 #include "outlook/texts.h"
 
@@ -85,6 +86,7 @@ class ContactAdapter : public ItemAdapter {
   // Each row is mapped to the sixty contact columns as its turn comes, into one reused record.
   records::RecordView RecordAt(const records::RecordTable& rows, std::size_t position) override {
     MapContactRecord(rows[position], file_column_count_, map_, &contact_);
+    decoded_ = DecodeContact(contact_, device_.code_page());
     return contact_;
   }
 
@@ -95,10 +97,10 @@ class ContactAdapter : public ItemAdapter {
   bool Matches(OutlookItem&, records::RecordView) override { return true; }
 
   // A contact without a Name is never found, so it is always a new one.
-  bool Apply(records::RecordView record, OutlookItem& item) override {
-    const bool saved = ApplyContactRecord(record, item, *store_, device_) &&
+  bool Apply(records::RecordView, OutlookItem& item) override {
+    const bool saved = ApplyContactRecord(decoded_, item, *store_, device_) &&
                        (!store_->through_item() || !platform::Failed(item.Save()));
-    if (saved && record.Value(kNameColumn).empty()) ++added_without_name_;
+    if (saved && decoded_.name().empty()) ++added_without_name_;
     return saved;
   }
 
@@ -114,6 +116,7 @@ class ContactAdapter : public ItemAdapter {
   ContactFieldMap map_{};
   std::size_t file_column_count_ = 0;
   records::Record contact_;
+  DecodedContact decoded_;
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "outlook/tasks.h"
 
+#include "outlook/decoded_items.h"
 #include "outlook/item_fields.h"
 #include "outlook/item_pass.h"
 #include "outlook/texts.h"
@@ -48,28 +49,6 @@ constexpr ItemKindTexts kTaskTexts = {
     .none_deleted = texts::kNoTaskDeleted,
 };
 
-// The fields of a line by position.
-enum : std::size_t {
-  kSubject,
-  kBody,
-  kBodyInk,
-  kCategories,
-  kComplete,
-  kDateCompleted,
-  kDueDate,
-  kImportance,
-  kIsRecurring,
-  kReminderOptions,
-  kReminderSet,
-  kReminderSoundFile,
-  kReminderTime,
-  kSensitivity,
-  kStartDate,
-  kTeamTask,
-  kRecurrence,
-  kExceptions,
-};
-
 class TaskAdapter : public ItemAdapter {
  public:
   void WriteHeader(records::CsvRecordFile& file) override {
@@ -105,46 +84,50 @@ class TaskAdapter : public ItemAdapter {
   bool keep_raw_rows() const override { return true; }
 
   bool AcceptFile(const records::CsvRecordFile& file) override {
-    return IsSignatureHeader(file.Header(), records::SignatureOf(records::SignedFile::kTasks));
+    return IsTasksHeader(file.Header());
   }
 
-  std::u16string_view KeyText(records::RecordView record) const override {
-    return record.Value(kSubject);
+  // Each line is decoded once, as its turn comes.
+  records::RecordView RecordAt(const records::RecordTable& rows, std::size_t position) override {
+    decoded_ = DecodeTask(rows[position]);
+    return rows[position];
   }
+
+  std::u16string_view KeyText(records::RecordView) const override { return decoded_.subject; }
 
   // Beside the subject, the same start, due and completion dates, exactly.
-  bool Matches(OutlookItem& item, records::RecordView record) override {
-    ItemLineReader fields(record);
-    return ItemDate(item, ItemProperty::kStartDate) == fields.At(kStartDate).Date() &&
-           ItemDate(item, ItemProperty::kDueDate) == fields.At(kDueDate).Date() &&
-           ItemDate(item, ItemProperty::kDateCompleted) == fields.At(kDateCompleted).Date();
+  bool Matches(OutlookItem& item, records::RecordView) override {
+    return ItemDate(item, ItemProperty::kStartDate) == decoded_.start_date &&
+           ItemDate(item, ItemProperty::kDueDate) == decoded_.due_date &&
+           ItemDate(item, ItemProperty::kDateCompleted) == decoded_.date_completed;
   }
 
   // As an appointment: every property the line holds, in the line's order, an empty field
   // clearing it; but BodyInk only from a field with bytes, IsRecurring not at all (it follows
   // the recurrence, set last), and the subject after the other properties.
-  bool Apply(records::RecordView record, OutlookItem& item) override {
-    ItemLineReader fields(record);
-    item.SetText(ItemProperty::kBody, TextFromBytes(fields.At(kBody).Bytes()));
-    if (const Bytes ink = fields.At(kBodyInk).Bytes(); !ink.empty())
-      item.SetBytes(ItemProperty::kBodyInk, ink);
-    item.SetText(ItemProperty::kCategories, fields.At(kCategories).Text());
-    item.SetBoolean(ItemProperty::kComplete, fields.At(kComplete).Boolean());
-    item.SetDate(ItemProperty::kDateCompleted, fields.At(kDateCompleted).Date());
-    item.SetDate(ItemProperty::kDueDate, fields.At(kDueDate).Date());
-    item.SetInteger(ItemProperty::kImportance, fields.At(kImportance).Integer());
-    item.SetInteger(ItemProperty::kReminderOptions, fields.At(kReminderOptions).Integer());
-    item.SetBoolean(ItemProperty::kReminderSet, fields.At(kReminderSet).Boolean());
-    item.SetText(ItemProperty::kReminderSoundFile, fields.At(kReminderSoundFile).Text());
-    item.SetDate(ItemProperty::kReminderTime, fields.At(kReminderTime).Date());
-    item.SetInteger(ItemProperty::kSensitivity, fields.At(kSensitivity).Integer());
-    item.SetDate(ItemProperty::kStartDate, fields.At(kStartDate).Date());
-    item.SetBoolean(ItemProperty::kTeamTask, fields.At(kTeamTask).Boolean());
-    item.SetText(ItemProperty::kSubject, fields.At(kSubject).Text());
-    const Bytes block = fields.At(kRecurrence).Bytes();
-    ApplyRecurrence(item, RecurrenceFromFields(block, fields.At(kExceptions).Bytes()));
+  bool Apply(records::RecordView, OutlookItem& item) override {
+    const DecodedTask& line = decoded_;
+    item.SetText(ItemProperty::kBody, line.body);
+    if (!line.body_ink.empty()) item.SetBytes(ItemProperty::kBodyInk, line.body_ink);
+    item.SetText(ItemProperty::kCategories, line.categories);
+    item.SetBoolean(ItemProperty::kComplete, line.complete);
+    item.SetDate(ItemProperty::kDateCompleted, line.date_completed);
+    item.SetDate(ItemProperty::kDueDate, line.due_date);
+    item.SetInteger(ItemProperty::kImportance, line.importance);
+    item.SetInteger(ItemProperty::kReminderOptions, line.reminder_options);
+    item.SetBoolean(ItemProperty::kReminderSet, line.reminder_set);
+    item.SetText(ItemProperty::kReminderSoundFile, line.reminder_sound_file);
+    item.SetDate(ItemProperty::kReminderTime, line.reminder_time);
+    item.SetInteger(ItemProperty::kSensitivity, line.sensitivity);
+    item.SetDate(ItemProperty::kStartDate, line.start_date);
+    item.SetBoolean(ItemProperty::kTeamTask, line.team_task);
+    item.SetText(ItemProperty::kSubject, line.subject);
+    ApplyRecurrence(item, line.recurrence);
     return !Failed(item.Save());
   }
+
+ private:
+  DecodedTask decoded_;
 };
 
 }  // namespace
