@@ -162,6 +162,7 @@ int main(int argc, char** argv) {
   AddUndoCommand(app, context);
   AddListCommand(app, context);
   AddExtractCommand(app, context);
+  AddExportCommand(app, context);
   AddAddCommand(app, context);
   AddDeviceCommand(app, context);
   AddScheduleCommand(app, context);

@@ -14,7 +14,6 @@ constexpr std::string_view kBoundary = "=_kestrav_part_=";
 constexpr std::size_t kEncodedWordBytes = 45;  // 60 base64 characters in a 75-character word
 constexpr std::size_t kBase64LineLength = 76;
 constexpr std::size_t kMaximumLineLength = 998;
-constexpr std::size_t kAttachmentPieceBytes = 48 * 1024;
 constexpr std::size_t kFlushBytes = 64 * 1024;
 
 bool IsPrintableAscii(std::string_view text) {
@@ -83,19 +82,16 @@ class MessageWriter {
     return !failed_;
   }
 
-  // Base64 lines of contents read in pieces.
+  // Base64 lines of contents handed over in pieces.
   bool Base64Contents(const MailAttachment& attachment) {
-    std::vector<std::uint8_t> piece(kAttachmentPieceBytes);
     records::Base64Encoder encoder;
     std::string text;
-    for (;;) {
-      const std::optional<std::size_t> read = attachment.read(piece);
-      if (!read) return false;
-      if (*read == 0) break;
-      encoder.Add(std::span<const std::uint8_t>(piece.data(), *read), &text);
+    const bool read = attachment.contents([&](std::span<const std::uint8_t> piece) {
+      encoder.Add(piece, &text);
       EmitWholeLines(&text);
-      if (failed_) return false;
-    }
+      return !failed_;
+    });
+    if (!read || failed_) return false;
     encoder.Finish(&text);
     EmitWholeLines(&text);
     if (!text.empty()) Line(text);

@@ -24,9 +24,10 @@ struct MailAddress {
 
 struct MailAttachment {
   std::string file_name;
-  // Fills the span with the next bytes of the contents and answers how many (0 at the end), or
-  // nothing when the contents cannot be read.
-  std::function<std::optional<std::size_t>(std::span<std::uint8_t>)> read;
+  // Hands the contents to `receive` piece by piece, stopping when it refuses one; false when the
+  // contents cannot be read or a piece was refused.
+  using Receiver = std::function<bool(std::span<const std::uint8_t>)>;
+  std::function<bool(const Receiver& receive)> contents;
 };
 
 struct MailMessage {
