@@ -18,6 +18,7 @@
 #include "cli/export_time_zone.h"
 #include "export/export.h"
 #include "inspect/backup_reader.h"
+#include "inspect/texts.h"
 #include "kinds/console_sink.h"
 #include "platform/text.h"
 #include "records/archive.h"
@@ -94,7 +95,8 @@ class Exporter : public inspect::ItemVisitor {
         break;
       case ItemKind::kAppointments:
       case ItemKind::kTasks:
-        if (Open(&calendar_file_, "calendar.ics")) {
+        // Appointments and tasks share the calendar: it begins once.
+        if (!calendar_file_ && Open(&calendar_file_, "calendar.ics")) {
           std::string text;
           exporting::AppendCalendarBegin(calendar_, &text);
           Emit(&*calendar_file_, text);
@@ -200,9 +202,16 @@ class Exporter : public inspect::ItemVisitor {
     ++tallies_[summary.kind].undecodable;
   }
 
-  void MemberFault(std::u16string_view member, std::u16string_view,
+  // A member of another kind of file is only named; a member that cannot be read fails the
+  // export, since a kind would be missing from it.
+  void MemberFault(std::u16string_view backup, std::u16string_view member,
                    std::u16string_view reason) override {
-    member_faults_.push_back(platform::ToUtf8(member) + ' ' + platform::ToUtf8(reason));
+    const std::string line = platform::ToUtf8(member) + ' ' + platform::ToUtf8(reason);
+    if (reason == inspect::texts::kNoRecordFile) {
+      member_faults_.push_back(line);
+    } else {
+      Abandon(platform::ToUtf8(backup) + ": " + line);
+    }
   }
 
   // Ends the calendar and gives every file its name; false with the reason in error().
@@ -235,7 +244,7 @@ class Exporter : public inspect::ItemVisitor {
       const KindTally tally = found == tallies_.end() ? KindTally{} : found->second;
       out << Line(kind, tally) << '\n';
     }
-    for (const std::string& fault : member_faults_) out << "not read: " << fault << '\n';
+    for (const std::string& fault : member_faults_) out << "not exported: " << fault << '\n';
   }
 
  private:

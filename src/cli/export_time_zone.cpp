@@ -44,23 +44,26 @@ icaltimezone* Zone(void* zone) {
 
 ExportTimeZone::ExportTimeZone() : name_(HostZoneName()) {
   if (name_.empty()) return;
+  identifier_ = name_;
   zone_ = icaltimezone_get_builtin_timezone(name_.c_str());
   // libical answers "UTC" with a zone of no VTIMEZONE; the zone data's Etc folder has one.
   if (zone_ == nullptr || icaltimezone_get_component(Zone(zone_)) == nullptr) {
-    zone_ = icaltimezone_get_builtin_timezone(("Etc/" + name_).c_str());
+    identifier_ = "Etc/" + name_;
+    zone_ = icaltimezone_get_builtin_timezone(identifier_.c_str());
   }
 }
 
-std::string ExportTimeZone::Identifier() const {
-  const char* identifier = icaltimezone_get_tzid(Zone(zone_));
-  return identifier != nullptr ? identifier : name_;
-}
-
 std::string ExportTimeZone::Component() const {
-  icalcomponent* component = icaltimezone_get_component(Zone(zone_));
-  if (component == nullptr) return {};
+  icalcomponent* zone_component = icaltimezone_get_component(Zone(zone_));
+  if (zone_component == nullptr) return {};
+  // Named by the zone's own name, which calendar programs know without reading the component.
+  icalcomponent* component = icalcomponent_new_clone(zone_component);
+  icalproperty* identifier = icalcomponent_get_first_property(component, ICAL_TZID_PROPERTY);
+  if (identifier != nullptr) icalproperty_set_tzid(identifier, identifier_.c_str());
   const char* text = icalcomponent_as_ical_string(component);
-  return text != nullptr ? text : "";
+  std::string result = text != nullptr ? text : "";
+  icalcomponent_free(component);
+  return result;
 }
 
 exporting::LocalDateTime ExportTimeZone::ToUtc(const exporting::LocalDateTime& local) const {

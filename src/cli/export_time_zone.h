@@ -18,13 +18,14 @@ class ExportTimeZone {
   // The zone's name as the system names it ("Europe/Stockholm").
   const std::string& name() const { return name_; }
   // The zone's identifier and VTIMEZONE component, as the calendar's context takes them.
-  std::string Identifier() const;
+  const std::string& Identifier() const { return identifier_; }
   std::string Component() const;
   // A wall-clock time of the zone in UTC; a time the clocks skip counts as after the change.
   exporting::LocalDateTime ToUtc(const exporting::LocalDateTime& local) const;
 
  private:
   std::string name_;
+  std::string identifier_;
   void* zone_ = nullptr;
 };
 

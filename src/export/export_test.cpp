@@ -61,7 +61,7 @@ TEST(CalendarTest, RecurrenceRules) {
   };
   const Case cases[] = {
       {{Frequency::kDaily, 1, 0, 0, 0, 0, 0, CalendarDate{2007, 3, 30}},
-       "RRULE:FREQ=DAILY;UNTIL=20070330T090000"},
+       "RRULE:FREQ=DAILY;UNTIL=20070330T235959"},
       {{Frequency::kDaily, 1, 0x3E, 0, 0, 0, 5, {}},
        "RRULE:FREQ=WEEKLY;BYDAY=MO,TU,WE,TH,FR;COUNT=5"},
       {{Frequency::kWeekly, 2, 0x2A, 0, 0, 0, 12, {}},
@@ -73,7 +73,7 @@ TEST(CalendarTest, RecurrenceRules) {
        "RRULE:FREQ=MONTHLY;BYDAY=MO,TU,WE,TH,FR;BYSETPOS=-1"},
       {{Frequency::kYearly, 1, 0, 0, 21, 3, 0, {}}, "RRULE:FREQ=YEARLY;BYMONTH=3;BYMONTHDAY=21"},
       {{Frequency::kYearly, 2, 0x40, -1, 0, 3, 0, CalendarDate{2015, 3, 28}},
-       "RRULE:FREQ=YEARLY;INTERVAL=2;BYMONTH=3;BYDAY=-1SA;UNTIL=20150328T090000"},
+       "RRULE:FREQ=YEARLY;INTERVAL=2;BYMONTH=3;BYDAY=-1SA;UNTIL=20150328T235959"},
   };
   for (const Case& test : cases) {
     CalendarEvent event;

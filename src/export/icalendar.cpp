@@ -133,12 +133,12 @@ std::string RuleText(const CalendarRecurrence& rule, const std::string& until) {
   return text;
 }
 
-std::string UntilValue(const CalendarRecurrence& rule, const LocalDateTime& start, bool as_date,
+// The series ends with the last moment of its last day: every occurrence that day is in it.
+std::string UntilValue(const CalendarRecurrence& rule, bool as_date,
                        const CalendarContext& context) {
   if (rule.count > 0 || !rule.until) return {};
   if (as_date) return DateValue(*rule.until);
-  const LocalDateTime last = {rule.until->year, rule.until->month, rule.until->day,
-                              start.hour,       start.minute,      start.second};
+  const LocalDateTime last = {rule.until->year, rule.until->month, rule.until->day, 23, 59, 59};
   return context.zone_id.empty() ? DateTimeValue(last) : UtcValue(last, context);
 }
 
@@ -250,8 +250,7 @@ void AppendCalendarEvent(const CalendarEvent& event, const CalendarContext& cont
   Line(TimeProperty("DTSTART", event.start, as_date, context), out);
   Line(end_property(event.start, event.end), out);
   if (event.recurrence) {
-    Line(RuleText(*event.recurrence, UntilValue(*event.recurrence, event.start, as_date, context)),
-         out);
+    Line(RuleText(*event.recurrence, UntilValue(*event.recurrence, as_date, context)), out);
     for (const CalendarOccurrenceChange& change : event.changes) {
       if (change.deleted)
         Line(TimeProperty("EXDATE", change.original_start, as_date, context), out);

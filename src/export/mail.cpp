@@ -13,7 +13,6 @@ namespace {
 constexpr std::string_view kBoundary = "=_kestrav_part_=";
 constexpr std::size_t kEncodedWordBytes = 45;  // 60 base64 characters in a 75-character word
 constexpr std::size_t kBase64LineLength = 76;
-constexpr std::size_t kMaximumLineLength = 998;
 constexpr std::size_t kFlushBytes = 64 * 1024;
 
 bool IsPrintableAscii(std::string_view text) {
@@ -212,46 +211,51 @@ std::string SeparatorLine(const MailMessage& message) {
   return "From " + sender + text;
 }
 
-// Whether a body can go as it stands: ASCII, CR LF line breaks only, lines that a mail system
-// carries, and never the part boundary.
-bool IsSevenBitText(std::string_view body) {
-  std::size_t line_length = 0;
-  for (std::size_t i = 0; i < body.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(body[i]);
-    if (byte == 0 || byte > 0x7F) return false;
-    if (byte == '\r') {
-      if (i + 1 >= body.size() || body[i + 1] != '\n') return false;
-      ++i;
-      line_length = 0;
-      continue;
-    }
-    if (byte == '\n') return false;
-    if (++line_length > kMaximumLineLength) return false;
+// The body as quoted-printable lines: plain ASCII stays readable, every other byte is "=XX", a
+// line break of the text is a line break of the mail, and a text that does not end with one
+// ends with a soft break, so that it reads back exactly.
+void QuotedPrintableBody(std::string_view body, MessageWriter* writer) {
+  constexpr std::size_t kLineLength = 76;
+  std::vector<std::string_view> lines;
+  for (;;) {
+    const std::size_t end = body.find("\r\n");
+    lines.push_back(body.substr(0, end));
+    if (end == std::string_view::npos) break;
+    body.remove_prefix(end + 2);
   }
-  return body.find(kBoundary) == std::string_view::npos;
+  const bool ends_with_break = lines.back().empty();
+  if (ends_with_break) lines.pop_back();
+  for (std::size_t index = 0; index < lines.size(); ++index) {
+    const std::string_view line = lines[index];
+    std::string encoded;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      const auto byte = static_cast<unsigned char>(line[i]);
+      const bool last = i + 1 == line.size();
+      std::string piece;
+      if ((byte >= 33 && byte <= 126 && byte != '=') || ((byte == ' ' || byte == '\t') && !last)) {
+        piece = static_cast<char>(byte);
+      } else {
+        char escape[4];
+        std::snprintf(escape, sizeof escape, "=%02X", byte);
+        piece = escape;
+      }
+      if (encoded.size() + piece.size() > kLineLength - 1) {
+        writer->Line(encoded + '=');
+        encoded.clear();
+      }
+      encoded += piece;
+    }
+    const bool soft_end = index + 1 == lines.size() && !ends_with_break;
+    writer->Line(soft_end ? encoded + '=' : encoded);
+  }
 }
 
 void BodyPart(const MailMessage& message, MessageWriter* writer) {
   writer->Header("Content-Type",
                  message.html ? "text/html; charset=utf-8" : "text/plain; charset=utf-8");
-  if (IsSevenBitText(message.body)) {
-    writer->Header("Content-Transfer-Encoding", "7bit");
-    writer->Line("");
-    std::string_view body = message.body;
-    while (!body.empty()) {
-      const std::size_t end = body.find("\r\n");
-      writer->Line(body.substr(0, end));
-      if (end == std::string_view::npos) break;
-      body.remove_prefix(end + 2);
-    }
-    return;
-  }
-  writer->Header("Content-Transfer-Encoding", "base64");
+  writer->Header("Content-Transfer-Encoding", "quoted-printable");
   writer->Line("");
-  const std::string encoded = Base64(message.body);
-  for (std::size_t offset = 0; offset < encoded.size(); offset += kBase64LineLength) {
-    writer->Line(std::string_view(encoded).substr(offset, kBase64LineLength));
-  }
+  if (!message.body.empty()) QuotedPrintableBody(message.body, writer);
 }
 
 // The file name as RFC 2231 continuations of at most 60 characters, never cutting a "%XX".
