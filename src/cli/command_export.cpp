@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -19,7 +21,6 @@
 #include "export/export.h"
 #include "inspect/backup_reader.h"
 #include "inspect/texts.h"
-#include "kinds/console_sink.h"
 #include "platform/text.h"
 #include "records/archive.h"
 
@@ -41,8 +42,8 @@ struct ExportOptions {
 
 constexpr std::size_t kMaximumNameBytes = 200;
 
-// A store's or a folder's name as one file name: no separator, no control character, never "."
-// or "..", at most 200 bytes (never cutting a character).
+// A store's or a folder's name as one file name: no separator, no control character, no leading
+// dot, at most 200 bytes (never cutting a character).
 std::string SafeFileName(std::string name) {
   for (char& c : name) {
     const auto byte = static_cast<unsigned char>(c);
@@ -53,7 +54,8 @@ std::string SafeFileName(std::string name) {
     while (cut > 0 && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80) --cut;
     name.resize(cut);
   }
-  if (name.empty() || name == "." || name == "..") name = "_" + name;
+  if (name.empty()) name = "_";
+  // A hidden name, "." and ".." among them, would hide or leave the folder.
   if (name.front() == '.') name.front() = '_';
   return name;
 }
@@ -183,13 +185,13 @@ class Exporter : public inspect::ItemVisitor {
                     static_cast<unsigned long long>(mailbox->messages));
       ExportFile file;
       std::string error;
-      if (!MakeFolder(mailbox->message_folder) ||
-          !file.Open(mailbox->message_folder / name, &error)) {
-        if (error_.empty()) error_ = error.empty() ? error_ : error;
+      if (!MakeFolder(mailbox->message_folder)) return;
+      if (!file.Open(mailbox->message_folder / name, &error)) {
+        Abandon(error);
         return;
       }
       if (!exporting::WriteMail(mail, exporting::MailFraming::kMessageFile, &file) ||
-          !file.Commit(&error)) {
+          !file.Commit(&error, false)) {
         Fail(file, error);
         return;
       }
@@ -221,11 +223,11 @@ class Exporter : public inspect::ItemVisitor {
       exporting::AppendCalendarEnd(&text);
       Emit(&*calendar_file_, text);
     }
-    for (ExportFile* file :
-         {Pointer(contacts_), Pointer(calendar_file_), Pointer(calls_), Pointer(speed_dials_)}) {
-      Commit(file);
+    for (std::optional<ExportFile>* file : {&contacts_, &calendar_file_, &calls_, &speed_dials_}) {
+      if (*file) Commit(&**file);
     }
     for (auto& [key, mailbox] : mailboxes_) Commit(&mailbox->file);
+    if (error_.empty() && message_files_ > 0) SynchronizeFolder();
     return error_.empty();
   }
 
@@ -234,6 +236,7 @@ class Exporter : public inspect::ItemVisitor {
   }
 
   const std::string& error() const { return error_; }
+  bool ExportedAnything() const { return !seen_.empty(); }
 
   // One line a kind: the file, how many items, what could not be carried.
   void Report(std::ostream& out) const {
@@ -248,10 +251,6 @@ class Exporter : public inspect::ItemVisitor {
   }
 
  private:
-  static ExportFile* Pointer(const std::optional<ExportFile>& file) {
-    return file ? const_cast<ExportFile*>(&*file) : nullptr;
-  }
-
   std::string Line(ItemKind kind, const KindTally& tally) const {
     auto count = [](std::uint64_t number, const char* one, const char* many) {
       return std::to_string(number) + ' ' + (number == 1 ? one : many);
@@ -322,13 +321,21 @@ class Exporter : public inspect::ItemVisitor {
   }
 
   void Commit(ExportFile* file) {
-    if (file == nullptr) return;
     if (!error_.empty()) {
       file->Abort();
       return;
     }
     std::string error;
     if (!file->Commit(&error)) Abandon(error);
+  }
+
+  // The message files, written without waiting for the disk each, reach it here together.
+  void SynchronizeFolder() {
+    const int descriptor = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0 || ::syncfs(descriptor) != 0) {
+      Abandon(folder_.string() + ": " + std::strerror(errno));
+    }
+    if (descriptor >= 0) ::close(descriptor);
   }
 
   // A folder below the export folder; a link in its place is refused, so nothing is written
@@ -446,6 +453,9 @@ int Export(CommandContext& context, const ExportOptions& options) {
     exporter.Abandon(options.backup + ": " + platform::ToUtf8(records::ArchiveErrorText(result)));
   }
   if (!exporter.Finish()) return context.Fail(exporter.error());
+  if (!exporter.ExportedAnything()) {
+    return context.Fail(options.backup + ": holds none of the kinds to export");
+  }
   exporter.Report(std::cout);
   return kExitSuccess;
 }

@@ -58,10 +58,10 @@ bool ExportFile::Flush() {
   return !failed_;
 }
 
-bool ExportFile::Commit(std::string* error) {
+bool ExportFile::Commit(std::string* error, bool synchronize) {
   if (descriptor_ < 0) return false;
   Flush();
-  if (!failed_ && ::fsync(descriptor_) != 0) {
+  if (!failed_ && synchronize && ::fsync(descriptor_) != 0) {
     failed_ = true;
     error_number_ = errno;
   }

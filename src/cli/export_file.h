@@ -23,7 +23,9 @@ class ExportFile : public exporting::Output {
   // Buffers the bytes; false once they could not be written, and from then on.
   bool Write(std::string_view bytes) override;
   // Writes what is buffered, closes the file and gives it its name; false with the reason.
-  bool Commit(std::string* error);
+  // `synchronize` first waits until the bytes are on the disk; an export of many small files
+  // leaves that to one synchronization of the whole file system at its end.
+  bool Commit(std::string* error, bool synchronize = true);
   // Closes and removes the temporary file.
   void Abort();
 

@@ -18,7 +18,7 @@ std::string_view PhoneTypes(PhoneUse use, VcardVersion version) {
     case PhoneUse::kWorkFax:
       return "WORK,FAX";
     case PhoneUse::kWorkMain:
-      return v3 ? "WORK,PREF" : "WORK,VOICE";
+      return "WORK,VOICE,X-MAIN";
     case PhoneUse::kHomeVoice:
       return "HOME,VOICE";
     case PhoneUse::kHomeFax:
@@ -143,8 +143,9 @@ void AppendVcard(const VcardContact& contact, VcardVersion version, std::string*
     encoder.Finish(&data);
     const std::string_view type = ImageType(contact.photo);
     if (v3) {
-      line(type.empty() ? std::string("PHOTO;ENCODING=b")
-                        : "PHOTO;ENCODING=b;TYPE=" + std::string(type),
+      std::string upper(type);
+      for (char& c : upper) c = static_cast<char>(c - 'a' + 'A');
+      line(upper.empty() ? std::string("PHOTO;ENCODING=b") : "PHOTO;ENCODING=b;TYPE=" + upper,
            data);
     } else {
       const std::string media =
