@@ -232,6 +232,7 @@ class ExportTest(unittest.TestCase):
                 framed = [email.message_from_bytes(unquoted(box.get_bytes(key)),
                                                    policy=email.policy.default)
                           for key in box.keys()]
+                box.close()
                 files = [email.message_from_bytes(
                     self.read(self.out, store, folder, f"{index:06d}.eml", mode="rb"),
                     policy=email.policy.default) for index in range(1, len(messages) + 1)]
@@ -273,7 +274,7 @@ class ExportTest(unittest.TestCase):
         archive = os.path.join(self.tmp, name + ".qbk")
         target = os.path.join(self.tmp, name + "-out", "inside")
         for args in (("device", "init"), ("device", "load", "messages", dump),
-                     ("backup", "--kinds", "messages", "--output", archive),
+                     ("backup", "--kinds", "messages", "--attachments", "--output", archive),
                      ("export", archive, "--to", target, *export_options)):
             result = subprocess.run([e2e_support.CLI, "--device", device, *args],
                                     stdin=subprocess.DEVNULL, capture_output=True, text=True)
@@ -281,9 +282,14 @@ class ExportTest(unittest.TestCase):
         return target
 
     def test_mailbox_lines_that_read_from_are_quoted_both_ways(self):
+        # A name far past one header line, in characters of three bytes: RFC 2231 continuations.
+        long_name = "報告書 " + "とても長い名前" * 12 + ".pdf"
+        contents = bytes(range(256)) * 3
         message = {"subject": "From lines", "body": "Hello\r\nFrom here on\r\n>From there\r\nend",
                    "bodyType": 0, "senderName": "A", "senderAddress": "a@example.org",
-                   "messageClass": "IPM.Note", "deliveryTime": "2007-03-15T10:00:00Z"}
+                   "messageClass": "IPM.Note", "deliveryTime": "2007-03-15T10:00:00Z",
+                   "attachments": [{"fileName": long_name, "method": 1,
+                                    "contents": base64.b64encode(contents).decode()}]}
         target = self.run_on_new_device(
             "quoting", [{"name": "Mail", "folders": [{"name": "Inbox", "messages": [message]}]}])
         mbox = os.path.join(target, "Mail", "Inbox.mbox")
@@ -291,7 +297,12 @@ class ExportTest(unittest.TestCase):
         box = mailbox.mbox(mbox)
         (key,) = box.keys()
         read = email.message_from_bytes(unquoted(box.get_bytes(key)), policy=email.policy.default)
-        self.assertEqual(read.get_content(), "Hello\nFrom here on\n>From there\nend")
+        box.close()
+        self.assertEqual(read.get_body().get_content(), "Hello\nFrom here on\n>From there\nend")
+        (attachment,) = read.iter_attachments()
+        self.assertEqual(attachment.get_filename(), long_name)
+        self.assertEqual(attachment.get_content(), contents)
+        self.assertTrue(all(len(line) <= 998 for line in self.read(mbox, mode="rb").split(b"\n")))
 
     # --- tables ---
 
