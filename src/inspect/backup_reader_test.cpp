@@ -52,7 +52,8 @@ class Recorder : public ItemVisitor {
     defects.emplace_back(record, why);
   }
   void EndKind(const KindSummary& summary) override { ended[summary.kind] = summary; }
-  void MemberFault(std::u16string_view, std::u16string_view member, std::u16string_view) override {
+  void MemberFault(std::u16string_view, std::u16string_view member, MemberProblem,
+                   std::u16string_view) override {
     faults.emplace_back(member);
   }
 
@@ -184,12 +185,6 @@ TEST(BackupReader, RefusesWhatARestoreRefuses) {
 
   device.WriteFile(u"\\not.qbk", "PK\x03\x04 not an archive");
   EXPECT_NE(ReadBackup(device.device(), u"\\not.qbk", u"\\", {}, recorder), 0);
-
-  for (const char16_t* name :
-       {u"../x.csc", u"/x.csc", u"\\x.csc", u"a/../../x.csc", u"C:x.csc", u".."})
-    EXPECT_FALSE(IsSafeMemberName(name)) << platform::ToUtf8(name);
-  for (const char16_t* name : {u"x.csc", u"a/b.csc", u"..x.csc", u"a/..b/c.csc"})
-    EXPECT_TRUE(IsSafeMemberName(name)) << platform::ToUtf8(name);
 }
 
 }  // namespace
