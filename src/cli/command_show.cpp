@@ -14,6 +14,9 @@ namespace {
 using nlohmann::ordered_json;
 using platform::ToUtf8;
 
+// A host path need not be UTF-8: its stray bytes become U+FFFD rather than stop the document.
+constexpr auto kReplaceInvalid = ordered_json::error_handler_t::replace;
+
 struct ShowOptions {
   std::string backup;
   std::string kinds;
@@ -218,24 +221,30 @@ class JsonView : public inspect::ItemVisitor {
   explicit JsonView(const platform::Clock& clock) : clock_(clock) {}
 
   void BeginBackup(const std::string& backup) {
-    std::cout << (backups_ == 0 ? "" : ",\n") << "{\"backup\":" << ordered_json(backup).dump()
+    std::cout << (backups_ == 0 ? "" : ",\n")
+              << "{\"backup\":" << ordered_json(backup).dump(-1, ' ', false, kReplaceInvalid)
               << ",\"kinds\":[";
     ++backups_;
     kinds_ = 0;
   }
   void EndBackup(const std::string& failure) {
     std::cout << "]";
-    if (!failure.empty()) std::cout << ",\"failure\":" << ordered_json(failure).dump();
+    if (!failure.empty())
+      std::cout << ",\"failure\":" << ordered_json(failure).dump(-1, ' ', false, kReplaceInvalid);
     std::cout << "}";
   }
 
   void BeginKind(const inspect::KindSummary& summary) override {
     static constexpr std::array<const char*, 3> kVerdicts = {"accepted", "refused", "unusual"};
-    std::cout << (kinds_ == 0 ? "\n" : ",\n")
-              << "{\"member\":" << ordered_json(ToUtf8(summary.member)).dump()
-              << ",\"kind\":" << ordered_json(KindWord(summary.kind)).dump()
-              << ",\"header\":" << ordered_json(kVerdicts[static_cast<int>(summary.header)]).dump()
-              << ",\"header_text\":" << ordered_json(ToUtf8(summary.header_text)).dump()
+    std::cout << (kinds_ == 0 ? "\n" : ",\n") << "{\"member\":"
+              << ordered_json(ToUtf8(summary.member)).dump(-1, ' ', false, kReplaceInvalid)
+              << ",\"kind\":"
+              << ordered_json(KindWord(summary.kind)).dump(-1, ' ', false, kReplaceInvalid)
+              << ",\"header\":"
+              << ordered_json(kVerdicts[static_cast<int>(summary.header)])
+                     .dump(-1, ' ', false, kReplaceInvalid)
+              << ",\"header_text\":"
+              << ordered_json(ToUtf8(summary.header_text)).dump(-1, ' ', false, kReplaceInvalid)
               << ",\"items\":[";
     ++kinds_;
     items_ = 0;
@@ -264,20 +273,23 @@ class JsonView : public inspect::ItemVisitor {
     if (defects_.size() < 1000) defects_.push_back({{"record", record}, {"defect", ToUtf8(why)}});
   }
   void EndKind(const inspect::KindSummary& summary) override {
-    std::cout
-        << "],\"count\":" << summary.items << ",\"records\":" << summary.records
-        << ",\"stated_count\":"
-        << (summary.stated_count ? ordered_json(*summary.stated_count) : ordered_json()).dump()
-        << ",\"defects\":" << defects_.dump();
+    std::cout << "],\"count\":" << summary.items << ",\"records\":" << summary.records
+              << ",\"stated_count\":"
+              << (summary.stated_count ? ordered_json(*summary.stated_count) : ordered_json())
+                     .dump(-1, ' ', false, kReplaceInvalid)
+              << ",\"defects\":" << defects_.dump(-1, ' ', false, kReplaceInvalid);
     if (summary.read_error != 0)
-      std::cout << ",\"read_error\":" << ordered_json(ToUtf8(summary.read_error_text)).dump();
+      std::cout
+          << ",\"read_error\":"
+          << ordered_json(ToUtf8(summary.read_error_text)).dump(-1, ' ', false, kReplaceInvalid);
     std::cout << "}";
   }
   void MemberFault(std::u16string_view, std::u16string_view member, inspect::MemberProblem,
                    std::u16string_view why) override {
-    std::cout << (kinds_ == 0 ? "\n" : ",\n")
-              << "{\"member\":" << ordered_json(ToUtf8(member)).dump()
-              << ",\"fault\":" << ordered_json(ToUtf8(why)).dump() << "}";
+    std::cout << (kinds_ == 0 ? "\n" : ",\n") << "{\"member\":"
+              << ordered_json(ToUtf8(member)).dump(-1, ' ', false, kReplaceInvalid)
+              << ",\"fault\":" << ordered_json(ToUtf8(why)).dump(-1, ' ', false, kReplaceInvalid)
+              << "}";
     ++kinds_;
   }
 
@@ -285,7 +297,7 @@ class JsonView : public inspect::ItemVisitor {
   void Item(std::uint64_t number, ordered_json item) {
     ordered_json numbered = {{"record", number}};
     numbered.update(item);
-    std::cout << (items_ == 0 ? "\n" : ",\n") << numbered.dump();
+    std::cout << (items_ == 0 ? "\n" : ",\n") << numbered.dump(-1, ' ', false, kReplaceInvalid);
     ++items_;
   }
 
