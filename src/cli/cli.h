@@ -81,6 +81,10 @@ std::u16string CommandLinePath(const std::string& path);
 std::optional<int> RunScheduledStart(CommandContext& context, std::u16string_view command_line);
 void AddListCommand(CLI::App& app, CommandContext& context);
 void AddExtractCommand(CLI::App& app, CommandContext& context);
+// "show": the items of a backup; "verify": every member, record and attachment of backups checked.
+void AddShowCommand(CLI::App& app, CommandContext& context);
+void AddVerifyCommand(CLI::App& app, CommandContext& context);
+// "export": a backup's items in the formats other programs read.
 void AddExportCommand(CLI::App& app, CommandContext& context);
 void AddAddCommand(CLI::App& app, CommandContext& context);
 void AddBackupCommand(CLI::App& app, CommandContext& context);

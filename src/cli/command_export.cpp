@@ -207,9 +207,9 @@ class Exporter : public inspect::ItemVisitor {
   // A member of another kind of file is only named; a member that cannot be read fails the
   // export, since a kind would be missing from it.
   void MemberFault(std::u16string_view backup, std::u16string_view member,
-                   std::u16string_view reason) override {
+                   inspect::MemberProblem problem, std::u16string_view reason) override {
     const std::string line = platform::ToUtf8(member) + ' ' + platform::ToUtf8(reason);
-    if (reason == inspect::texts::kNoRecordFile) {
+    if (problem == inspect::MemberProblem::kNoRecordFile) {
       member_faults_.push_back(line);
     } else {
       Abandon(platform::ToUtf8(backup) + ": " + line);

@@ -162,6 +162,8 @@ int main(int argc, char** argv) {
   AddUndoCommand(app, context);
   AddListCommand(app, context);
   AddExtractCommand(app, context);
+  AddShowCommand(app, context);
+  AddVerifyCommand(app, context);
   AddExportCommand(app, context);
   AddAddCommand(app, context);
   AddDeviceCommand(app, context);
@@ -177,8 +179,7 @@ int main(int argc, char** argv) {
         what.starts_with("A subcommand")) {
       // The word the user typed where a command belongs is the one left over.
       const std::vector<std::string> left_over = app.remaining();
-      what = left_over.empty() ? "a command is needed"
-                               : "no command \"" + left_over.front() + "\"";
+      what = left_over.empty() ? "a command is needed" : "no command \"" + left_over.front() + "\"";
     }
     std::cerr << "kestrav-cli: " << what << " (see kestrav-cli " << CommandWordsOf(app, argc, argv)
               << "--help)\n";

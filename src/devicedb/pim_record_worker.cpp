@@ -186,6 +186,7 @@ void PimRecordWorker::Restore(const engine::PassContext& pass) {
           SendLine(sink, platform::Format(texts.already_exists, number + 1, number));
           engine::PostProgress(sink, static_cast<std::uint32_t>(j + 1), 0, false);
           ++tally_.restored;
+          ++tally_.found;
           continue;
         }
         if (Insert(session, record) == 0) continue;
@@ -193,6 +194,7 @@ void PimRecordWorker::Restore(const engine::PassContext& pass) {
         engine::PostProgress(sink, static_cast<std::uint32_t>(j + 1), 0, false);
         ++stored;
         ++tally_.restored;
+        ++tally_.inserted;
       }
     }
     if (pass.Canceled()) SendLine(sink, texts.restore_canceled, engine::LogIcon::kError);

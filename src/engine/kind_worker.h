@@ -44,6 +44,11 @@ struct RestoreTally {
   std::optional<std::uint64_t> announced;  // the number of records the file says it holds
   // Attachments restored empty: the file did not hold their contents.
   std::uint64_t attachments_without_contents = 0;
+  // Of those restored: added as new items; items already on the device that took the record's
+  // values; items already on the device, left as they were.
+  std::uint64_t inserted = 0;
+  std::uint64_t updated = 0;
+  std::uint64_t found = 0;
 };
 
 class KindWorker {

@@ -205,54 +205,54 @@ int ReadArchive(const platform::Device& device, std::u16string_view archive,
     return result;
   for (std::size_t position = 0; position < members.size(); ++position) {
     const records::ArchiveMember& member = members[position];
-    if (!IsSafeMemberName(member.name)) {
-      visitor.MemberFault(archive, member.name, texts::kUnsafeMemberName);
+    if (!records::IsSafeMemberName(member.name)) {
+      visitor.MemberFault(archive, member.name, MemberProblem::kUnsafeName,
+                          texts::kUnsafeMemberName);
       continue;
     }
-    const std::optional<ItemKind> kind = engine::KindOfExtension(ExtensionOf(member.name));
-    if (!kind) {
-      visitor.MemberFault(archive, member.name, texts::kNoRecordFile);
-      continue;
-    }
-    if (!Wanted(options, *kind)) continue;
+    // Read as the restore takes the members: a Mac's resource forks are no record files.
+    const std::optional<ItemKind> found = records::IsMacResourceMember(member.name)
+                                              ? std::nullopt
+                                              : engine::KindOfExtension(ExtensionOf(member.name));
+    const bool record_file = found.has_value();
+    const ItemKind kind = found.value_or(ItemKind::kContacts);
+    if (record_file && !Wanted(options, kind)) continue;
     if (member.fault != 0) {
-      visitor.MemberFault(archive, member.name, records::MemberFaultText(member));
+      visitor.MemberFault(archive, member.name, MemberProblem::kUnreadable,
+                          records::MemberFaultText(member));
       continue;
     }
-    const std::u16string file_name = u"member" + std::u16string(engine::KindInfo(*kind).extension);
+    if (!record_file && !options.check_other_members) {
+      visitor.MemberFault(archive, member.name, MemberProblem::kNoRecordFile, texts::kNoRecordFile);
+      continue;
+    }
+    const std::u16string file_name =
+        u"member" + std::u16string(record_file ? engine::KindInfo(kind).extension : u".data");
     const records::MemberToExtract chosen{.position = position, .file_name = file_name};
     std::vector<std::u16string> extracted;
     const int result =
         records::ExtractMembers(device, archive, scratch_folder, std::span(&chosen, 1), &extracted);
+    const std::u16string path = std::u16string(scratch_folder) + file_name;
     if (result != 0) {
       for (const std::u16string& file : extracted) device.files().DeleteFile(file);
-      visitor.MemberFault(archive, member.name, records::ArchiveErrorText(result));
-      continue;
+      visitor.MemberFault(archive, member.name, MemberProblem::kUnreadable,
+                          records::ArchiveErrorText(result));
+    } else if (!record_file) {
+      device.files().DeleteFile(path);
+      visitor.MemberFault(archive, member.name, MemberProblem::kNoRecordFile, texts::kNoRecordFile);
+    } else {
+      KindSummary summary;
+      summary.backup = archive;
+      summary.member = member.name;
+      summary.kind = kind;
+      RecordFileReader(device, options, visitor, summary).Read(path);
+      device.files().DeleteFile(path);
     }
-    KindSummary summary;
-    summary.backup = archive;
-    summary.member = member.name;
-    summary.kind = *kind;
-    const std::u16string path = std::u16string(scratch_folder) + file_name;
-    RecordFileReader(device, options, visitor, summary).Read(path);
-    device.files().DeleteFile(path);
   }
   return 0;
 }
 
 }  // namespace
-
-bool IsSafeMemberName(std::u16string_view name) {
-  if (name.empty() || name.front() == u'/' || name.front() == u'\\') return false;
-  if (name.size() >= 2 && name[1] == u':') return false;
-  std::size_t start = 0;
-  while (start <= name.size()) {
-    const std::size_t end = std::min(name.find_first_of(u"/\\", start), name.size());
-    if (name.substr(start, end - start) == u"..") return false;
-    start = end + 1;
-  }
-  return true;
-}
 
 int ReadBackup(const platform::Device& device, std::u16string_view backup,
                std::u16string_view scratch_folder, const ReadOptions& options,

@@ -56,6 +56,13 @@ struct KindSummary {
   std::u16string read_error_text;
 };
 
+// Why an archive member is not read.
+enum class MemberProblem {
+  kUnsafeName,    // its name would leave the folder it is extracted into: refused unread
+  kNoRecordFile,  // its name is of no kind's record file: passed over (an added file)
+  kUnreadable,    // a method or encryption this program does not read, or damaged data
+};
+
 // Receives one backup's kinds and items, in file order. Records are numbered from 1, the first
 // record after the header (and, for call logs and speed dials, after the count row).
 class ItemVisitor {
@@ -73,9 +80,9 @@ class ItemVisitor {
   // A record that does not decode, or holds less than it states.
   virtual void Defect(const KindSummary&, std::uint64_t, std::u16string_view) {}
   virtual void EndKind(const KindSummary&) {}
-  // An archive member left unread: a name that would leave the folder, a kind of no record file,
-  // a method or encryption this program does not read, or damaged data (its CRC or size).
-  virtual void MemberFault(std::u16string_view, std::u16string_view, std::u16string_view) {}
+  // An archive member not read, with why (archive, member, problem, text).
+  virtual void MemberFault(std::u16string_view, std::u16string_view, MemberProblem,
+                           std::u16string_view) {}
 };
 
 struct ReadOptions {
@@ -83,6 +90,9 @@ struct ReadOptions {
   std::vector<engine::ItemKind> kinds;
   // The record files' separator: ";" in every backup this program makes.
   char16_t separator = u';';
+  // Whether members of no record file are taken out too, so that their data is checked against
+  // their size and CRC (and reported kUnreadable when it is damaged).
+  bool check_other_members = false;
 };
 
 // Reads a ".qbk" archive (by its content, whatever its name) or a single record file (by its
@@ -92,9 +102,5 @@ struct ReadOptions {
 int ReadBackup(const platform::Device& device, std::u16string_view backup,
                std::u16string_view scratch_folder, const ReadOptions& options,
                ItemVisitor& visitor);
-
-// Whether an archive member's name stays inside the folder it is extracted into: relative, with
-// no ".." among its parts.
-bool IsSafeMemberName(std::u16string_view name);
 
 }  // namespace kestrav::inspect

@@ -52,7 +52,8 @@ class Recorder : public ItemVisitor {
     defects.emplace_back(record, why);
   }
   void EndKind(const KindSummary& summary) override { ended[summary.kind] = summary; }
-  void MemberFault(std::u16string_view, std::u16string_view member, std::u16string_view) override {
+  void MemberFault(std::u16string_view, std::u16string_view member, MemberProblem,
+                   std::u16string_view) override {
     faults.emplace_back(member);
   }
 
@@ -184,12 +185,72 @@ TEST(BackupReader, RefusesWhatARestoreRefuses) {
 
   device.WriteFile(u"\\not.qbk", "PK\x03\x04 not an archive");
   EXPECT_NE(ReadBackup(device.device(), u"\\not.qbk", u"\\", {}, recorder), 0);
+}
 
-  for (const char16_t* name :
-       {u"../x.csc", u"/x.csc", u"\\x.csc", u"a/../../x.csc", u"C:x.csc", u".."})
-    EXPECT_FALSE(IsSafeMemberName(name)) << platform::ToUtf8(name);
-  for (const char16_t* name : {u"x.csc", u"a/b.csc", u"..x.csc", u"a/..b/c.csc"})
-    EXPECT_TRUE(IsSafeMemberName(name)) << platform::ToUtf8(name);
+// Lines written as docs/outlook-items.md and docs/speed-dials.md lay them out.
+TEST(BackupReader, AppointmentAndSpeedDialLinesAsDocumented) {
+  kestrav::testing::TemporaryDevice device;
+  // "Kestrav PIM records!", then an appointment whose count says 3 recipients but whose line
+  // holds one pair before its (empty) recurrence block and exceptions.
+  device.WriteFile(
+      u"\\a.csa",
+      kestrav::testing::Utf16FileBytes(
+          u"\"0x4b,0x65,0x73,0x74,0x72,0x61,0x76,0x20,0x50,0x49,0x4d,0x20,0x72,0x65,0x63,0x6f,"
+          u"0x72,0x64,0x73,0x21\"\r\n"
+          u"Review;;;;\"0x02,0x00,0x00,0x00\";;;;;Room 4;;;;;;;;\"0x03,0x00,0x00,0x00\";Ann;"
+          u"ann@example.org;;\r\n"));
+  // Each byte of the signature two less; a dial at position 2 whose head names contact 7's
+  // mobile phone (0x0096001F), with the phone text "+1" after the head.
+  device.WriteFile(
+      u"\\d.csd",
+      kestrav::testing::Utf16FileBytes(
+          u"\"0x49,0x63,0x71,0x72,0x70,0x5f,0x74,0x1e,0x4e,0x47,0x4b,0x1e,0x70,0x63,0x61,0x6d,"
+          u"0x70,0x62,0x71,0x1f\"\r\n\"0x01,0x00,0x00,0x00\"\r\n"
+          u"\"0x03,0x00\";\"0x12,0x00,0x01,0x00\";\"0x41,0x00,0x02,0x00\";\"0x1f,0x00,0x03,0x00\";"
+          u"2;"
+          u"0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x07,0x00,0x00,0x00,"
+          u"0x1f,0x00,0x96,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x00,0x2b,0x00,0x31,0x00;"
+          u"Mobile;\r\n"));
+
+  class Lines : public Recorder {
+   public:
+    void Appointment(std::uint64_t, const outlook::DecodedAppointment& appointment) override {
+      appointments.push_back(appointment);
+    }
+    void SpeedDial(std::uint64_t, const devicedb::DecodedSpeedDial& dial) override {
+      dials.push_back(dial);
+    }
+    std::vector<outlook::DecodedAppointment> appointments;
+    std::vector<devicedb::DecodedSpeedDial> dials;
+  } lines;
+  ASSERT_EQ(ReadBackup(device.device(), u"\\a.csa", u"\\", {}, lines), 0);
+  ASSERT_EQ(ReadBackup(device.device(), u"\\d.csd", u"\\", {}, lines), 0);
+
+  ASSERT_EQ(lines.appointments.size(), 1u);
+  const outlook::DecodedAppointment& review = lines.appointments[0];
+  EXPECT_EQ(review.subject, u"Review");
+  EXPECT_EQ(review.location, u"Room 4");
+  EXPECT_EQ(review.busy_status, 2);
+  EXPECT_EQ(review.start, platform::kOleDateNone);
+  EXPECT_EQ(review.stated_recipient_count, 3);
+  ASSERT_EQ(review.recipients.size(), 1u);
+  EXPECT_EQ(review.recipients[0], (platform::Recipient{u"Ann", u"ann@example.org"}));
+  EXPECT_FALSE(review.recurrence);
+  ASSERT_EQ(lines.defects.size(), 1u);
+  EXPECT_EQ(lines.defects[0].first, 1u);
+  EXPECT_EQ(lines.defects[0].second,
+            u"states 3 recipients but holds 1; a restore adds those it holds");
+
+  EXPECT_EQ(lines.ended.at(ItemKind::kSpeedDials).header_text,
+            u"Valid speed dials CSV5 header format.");
+  ASSERT_EQ(lines.dials.size(), 1u);
+  const devicedb::DecodedSpeedDial& dial = lines.dials[0];
+  EXPECT_EQ(dial.position, 2u);
+  EXPECT_EQ(dial.label, u"Mobile");
+  EXPECT_TRUE(dial.has_head);
+  EXPECT_EQ(dial.contact_id, 7u);
+  EXPECT_EQ(dial.phone_property, 0x0096001Fu);
+  EXPECT_EQ(dial.phone_text, u"+1");
 }
 
 }  // namespace

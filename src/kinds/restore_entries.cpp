@@ -6,18 +6,6 @@
 #include "records/archive.h"
 
 namespace kestrav::kinds {
-namespace {
-
-// An archive repacked on a Mac carries "__MACOSX/" copies of the files' resource forks
-// ("__MACOSX/._contacts.csc"): they are not record files.
-bool IsMacResourceMember(std::u16string_view name) {
-  constexpr std::u16string_view kMacFolder = u"__MACOSX";
-  return name.starts_with(kMacFolder) &&
-         (name.size() == kMacFolder.size() || platform::IsPathSeparator(name[kMacFolder.size()]));
-}
-
-}  // namespace
-
 std::optional<engine::RestoreRefusal> RestoreEntriesOf(const platform::Device& device,
                                                        const std::u16string& file,
                                                        std::vector<engine::RestoreEntry>* entries) {
@@ -33,7 +21,7 @@ std::optional<engine::RestoreRefusal> RestoreEntriesOf(const platform::Device& d
       return refusal;
     }
     for (std::size_t position = 0; position < members.size(); ++position) {
-      if (IsMacResourceMember(members[position].name)) continue;
+      if (records::IsMacResourceMember(members[position].name)) continue;
       const auto kind = engine::KindOfExtension(platform::ExtensionOf(members[position].name));
       if (kind)
         entries->push_back({*kind, file, true, engine::RestoreMode::kDeleteAllFirst, position});

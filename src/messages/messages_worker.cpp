@@ -564,10 +564,12 @@ void RestorePass::InsertRecords(MessageSession& session,
       if (add_only_new && Exists(message)) {
         ++existing;
         ++tally_.restored;
+        ++tally_.found;
       } else if (Insert(message)) {
         if (add_only_new) Remember(message);
         ++inserted;
         ++tally_.restored;
+        ++tally_.inserted;
       }
     }
     engine::PostProgress(sink, position, 0, false);

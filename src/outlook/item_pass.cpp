@@ -94,6 +94,7 @@ void RestoreRows(const platform::Device& device, const engine::PassContext& pass
       // The one line numbered from 0.
       SendLine(sink, platform::Format(texts.already_exists, number, key));
       ++tally.restored;
+      ++tally.found;
     } else if (found || !Failed(session.application()->CreateItem(texts.item_type, &item))) {
       // An item that cannot be created is passed over and counted nowhere; nothing is set once
       // the job is canceled.
@@ -101,6 +102,7 @@ void RestoreRows(const platform::Device& device, const engine::PassContext& pass
       if (!pass.Canceled() && adapter.Apply(record, *item)) {
         SendLine(sink, platform::Format(found ? texts.updated : texts.inserted, number + 1, key));
         ++(found ? updated : inserted);
+        ++(found ? tally.updated : tally.inserted);
         ++tally.restored;
       } else if (!pass.Canceled() && not_saved != nullptr) {
         SendLine(sink, platform::Format(not_saved, number + 1, key));

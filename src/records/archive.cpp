@@ -235,21 +235,6 @@ class ArchiveReader {
 
 // --- member names and dates ---
 
-// A name leaves the destination when it is absolute, names a drive, or climbs with "..".
-bool IsSafeMemberName(std::u16string_view name) {
-  if (name.empty() || platform::IsPathSeparator(name.front())) return false;
-  if (name.size() >= 2 && name[1] == u':') return false;
-  if (name.find(u'\0') != std::u16string_view::npos) return false;
-  std::size_t start = 0;
-  while (start <= name.size()) {
-    std::size_t end = name.find_first_of(u"\\/", start);
-    if (end == std::u16string_view::npos) end = name.size();
-    if (name.substr(start, end - start) == u"..") return false;
-    start = end + 1;
-  }
-  return true;
-}
-
 // A name that stays in the folder it is given and holds no folder of its own.
 bool IsPlainFileName(std::u16string_view name) {
   return IsSafeMemberName(name) && name != u"." &&
@@ -959,6 +944,27 @@ int TestArchive(const platform::Device& device, std::u16string_view archive_file
   return ForEachMember(device, archive, [&](const MemberInfo& member) {
     return InflateMember(archive, member.info, discard);
   });
+}
+
+// A name leaves the destination when it is absolute, names a drive, or climbs with "..".
+bool IsSafeMemberName(std::u16string_view name) {
+  if (name.empty() || platform::IsPathSeparator(name.front())) return false;
+  if (name.size() >= 2 && name[1] == u':') return false;
+  if (name.find(u'\0') != std::u16string_view::npos) return false;
+  std::size_t start = 0;
+  while (start <= name.size()) {
+    std::size_t end = name.find_first_of(u"\\/", start);
+    if (end == std::u16string_view::npos) end = name.size();
+    if (name.substr(start, end - start) == u"..") return false;
+    start = end + 1;
+  }
+  return true;
+}
+
+bool IsMacResourceMember(std::u16string_view name) {
+  constexpr std::u16string_view kMacFolder = u"__MACOSX";
+  return name.starts_with(kMacFolder) &&
+         (name.size() == kMacFolder.size() || platform::IsPathSeparator(name[kMacFolder.size()]));
 }
 
 std::u16string ArchiveErrorText(int code) {

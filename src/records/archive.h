@@ -121,6 +121,15 @@ int ListMembers(const platform::Device& device, std::u16string_view archive_file
 int TestArchive(const platform::Device& device, std::u16string_view archive_file,
                 std::vector<ArchiveMember>* members);
 
+// Whether a member's name stays inside the folder it is extracted into: not absolute, naming no
+// drive, holding no NUL and not climbing with "..".
+bool IsSafeMemberName(std::u16string_view name);
+
+// Whether a member is one of the "__MACOSX/" copies of the files' resource forks that an
+// archive repacked on a Mac carries ("__MACOSX/._contacts.csc"): no record file, whatever its
+// extension.
+bool IsMacResourceMember(std::u16string_view name);
+
 // A short text for an archive result, for front ends; empty for 0.
 std::u16string ArchiveErrorText(int code);
 
