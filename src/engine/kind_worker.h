@@ -44,6 +44,8 @@ struct RestoreTally {
   std::optional<std::uint64_t> announced;  // the number of records the file says it holds
   // Attachments restored empty: the file did not hold their contents.
   std::uint64_t attachments_without_contents = 0;
+  // Why the record file could not be read, in the record file layer's words; empty when it was.
+  std::u16string file_error = {};
 };
 
 class KindWorker {

@@ -2,6 +2,7 @@
 
 #include "kinds/texts.h"
 #include "platform/format.h"
+#include "records/texts.h"
 #include "settings/reg_key.h"
 
 namespace kestrav::kinds {
@@ -138,7 +139,16 @@ JobOutcome RunRestoreOf(const platform::Device& device, std::u16string_view file
     if (restore.pass.kind == engine::ItemKind::kMessages)
       restore.pass.messages_option = messages_option;
   }
-  return RunCheckedRestore(device, *device_job, job, sink, cancel, texts::kRestoreWhat, front_end);
+  JobOutcome outcome =
+      RunCheckedRestore(device, *device_job, job, sink, cancel, texts::kRestoreWhat, front_end);
+  // A record file a kind could not read is the handheld's own box, in the reader's words.
+  for (const engine::BackupJob::PreparedRestore& restore : job.restores) {
+    if (restore.worker == nullptr || restore.worker->tally().file_error.empty()) continue;
+    outcome.failure = restore.worker->tally().file_error;
+    outcome.failure_title = records::texts::kCsvFileErrorTitle;
+    break;
+  }
+  return outcome;
 }
 
 std::optional<std::u16string> JobToUndo(const platform::Device& device) {

@@ -94,7 +94,8 @@ JobOutcome RunCheckedRestore(const platform::Device& device, engine::DeviceJob& 
 
 // A restore of a file as a front end runs it once the user chose the kinds, each entry's mode and
 // the messages folders: the job lock, the chosen entries extracted and their workers built (a
-// refusal comes back as the handheld's box, with its caption), then RunCheckedRestore.
+// refusal comes back as the handheld's box, with its caption), then RunCheckedRestore. A record
+// file that a kind could not read ends as the handheld's "CSV File Error" box.
 JobOutcome RunRestoreOf(const platform::Device& device, std::u16string_view file,
                         const std::vector<engine::ItemKind>& checked_kinds,
                         std::vector<engine::RestoreEntry> entries,

@@ -1,6 +1,5 @@
 #include "ui/action_page.h"
 
-#include <QApplication>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -10,6 +9,7 @@
 #include <QStyle>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "kinds/kinds.h"
 #include "ui/texts.h"

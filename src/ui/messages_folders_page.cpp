@@ -1,7 +1,6 @@
 #include "ui/messages_folders_page.h"
 
 #include <QCheckBox>
-#include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
 #include <QTreeWidget>

@@ -62,8 +62,9 @@ Wizard::Wizard(const platform::Device& device, MainWindow* window, QStackedWidge
   connect(options_page_, &RestoreOptionsPage::Chosen, this, &Wizard::OnKindChosen);
 }
 
-bool Wizard::Box(int icon, std::u16string_view title, const std::u16string& text, bool yes_no) {
-  QMessageBox box(static_cast<QMessageBox::Icon>(icon), Text(title), Text(text),
+bool Wizard::Box(QMessageBox::Icon icon, std::u16string_view title, const std::u16string& text,
+                 bool yes_no) {
+  QMessageBox box(icon, Text(title), Text(text),
                   yes_no ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok, window_);
   box.setObjectName("WizardBox");
   if (yes_no) box.setDefaultButton(QMessageBox::No);

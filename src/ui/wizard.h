@@ -6,6 +6,7 @@
 // flag, the job lock, the snapshot before a restore, the backup replaced only once whole).
 #pragma once
 
+#include <QMessageBox>
 #include <QObject>
 #include <QString>
 #include <deque>
@@ -59,7 +60,8 @@ class Wizard : public QObject {
   // The restore's kinds: those checked that the file holds, in the list's order.
   std::vector<engine::ItemKind> KindsToRestore() const;
   // A message box of the handheld's; true when the answer is Yes.
-  bool Box(int icon, std::u16string_view title, const std::u16string& text, bool yes_no = false);
+  bool Box(QMessageBox::Icon icon, std::u16string_view title, const std::u16string& text,
+           bool yes_no = false);
   void StartBackup(const std::u16string& archive);
   void StartRestore(const std::vector<engine::ItemKind>& kinds);
 

@@ -350,6 +350,18 @@ class WizardTest : public QObject {
                                   "\" is invalid or corrupt, nothing done."),
              qPrintable(box->text));
 
+    // A record file whose records cannot be read: the rows, then the reader's box.
+    device.WriteFile(u"\\My Documents\\calls.csl",
+                     testing::Utf16FileBytes(u"A;B\r\n\"never closed;x\r\n"));
+    window->wizard()->OpenForRestore(host(u"\\My Documents\\calls.csl"));
+    QSignalSpy restored(window.get(), &MainWindow::JobEnded);
+    box = AnswerNextBox(QMessageBox::Ok);
+    QTest::keyClick(window->action_page(), Qt::Key_Return);
+    QVERIFY(restored.wait(60'000));
+    QCOMPARE(box->title, QString("CSV File Error"));
+    QCOMPARE(box->text, QString("Error (ERROR_CSV_BAD_RECORD) : Bad record found at line 2."));
+    window->ShowTab(Tab::kBackupRestore);
+
     // An archive of contacts and call logs, picked with Browse: its kinds come checked.
     engine::BackupJob backup;
     backup.archive_file = u"\\Storage Card\\two.qbk";
