@@ -73,6 +73,8 @@ void RestoreOptionsPage::Open(engine::ItemKind kind, engine::RestoreMode mode) {
     const std::u16string_view text = row->restore_options[index];
     buttons[index]->setText(Text(text));
     buttons[index]->setAccessibleName(Text(text));
+    // A narrow window cuts the longer texts short; the tip shows them whole.
+    buttons[index]->setToolTip(Text(text));
     buttons[index]->setVisible(!text.empty());
   }
   delete_all_first_->setChecked(true);
