@@ -6,8 +6,8 @@
 #include <QEventLoop>
 #include <QMenu>
 #include <QPixmap>
-#include <QRadioButton>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QTimer>
 #include <cstdio>
 #include <string>
@@ -19,8 +19,8 @@
 #include "ui/action_page.h"
 #include "ui/deletion_dialog.h"
 #include "ui/field_mapping_page.h"
-#include "ui/folder_browser.h"
 #include "ui/file_page.h"
+#include "ui/folder_browser.h"
 #include "ui/main_window.h"
 #include "ui/wizard.h"
 

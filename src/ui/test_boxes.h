@@ -7,6 +7,7 @@
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QTimer>
+#include <functional>
 #include <memory>
 
 namespace kestrav::ui {
@@ -34,6 +35,20 @@ inline std::shared_ptr<BoxSeen> AnswerNextBox(QMessageBox::StandardButton button
   });
   timer->start(5);
   return seen;
+}
+
+// Calls `act` on the next modal dialog of type Dialog that shows.
+template <typename Dialog>
+void OnNextDialog(std::function<void(Dialog*)> act) {
+  auto* timer = new QTimer(qApp);
+  QObject::connect(timer, &QTimer::timeout, [timer, act] {
+    auto* dialog = qobject_cast<Dialog*>(QApplication::activeModalWidget());
+    if (dialog == nullptr) return;
+    timer->stop();
+    timer->deleteLater();
+    act(dialog);
+  });
+  timer->start(5);
 }
 
 // Picks `file` in the next file dialog that shows.

@@ -13,10 +13,13 @@
 #include "settings/reg_key.h"
 #include "settings/settings_keys.h"
 #include "ui/action_page.h"
+#include "ui/field_mapping_page.h"
 #include "ui/file_page.h"
+#include "ui/folder_browser.h"
 #include "ui/main_window.h"
 #include "ui/messages_folders_page.h"
 #include "ui/restore_options_page.h"
+#include "ui/schedule_page.h"
 #include "ui/texts.h"
 
 namespace kestrav::ui {
@@ -95,7 +98,8 @@ void Wizard::OpenForRestore(const QString& path) {
   const std::u16string file = path.toStdU16String();
   std::vector<engine::RestoreEntry> entries;
   if (const auto refusal = kinds::RestoreEntriesOf(device_, file, &entries); refusal) {
-    if (IsContactsToImport(file) && ImportContacts(path)) return;
+    // Contacts another program wrote are imported through a map of their fields.
+    if (IsContactsToImport(file)) return ImportContacts(path);
     Box(QMessageBox::Critical, refusal->title,
         refusal->cause.empty() ? refusal->text : refusal->text + u" (" + refusal->cause + u")");
     return;
@@ -261,17 +265,19 @@ settings::ScheduleChoice Wizard::ScheduleChoice() const {
   return choice;
 }
 
-bool Wizard::BrowseFolder() {
-  return false;
+void Wizard::BrowseFolder() {
+  FolderBrowser browser(device_, file_page_->folder(), window_);
+  if (browser.exec() == QDialog::Accepted) file_page_->SetFolder(browser.chosen_folder());
 }
 
-bool Wizard::OpenSchedulePage() {
+void Wizard::OpenSchedulePage() {
+  window_->schedule_page()->SetWizardChoices(ScheduleChoice());
   window_->ShowTab(Tab::kSchedule);
-  return true;
 }
 
-bool Wizard::ImportContacts(const QString&) {
-  return false;
+void Wizard::ImportContacts(const QString& path) {
+  FieldMappingPage mapping(device_, path, window_);
+  if (mapping.exec() == QDialog::Accepted) window_->StartJob(false, mapping.ImportJob());
 }
 
 }  // namespace kestrav::ui

@@ -37,7 +37,8 @@ class Wizard : public QObject {
          RestoreOptionsPage* options_page, kinds::FrontEnd front_end);
 
   // A file to restore, from the file manager or Browse: its kinds checked on the action page, in
-  // restore mode. A file that is neither a backup nor a record file gets its box and is not kept.
+  // restore mode. A ".csv" or ".txt" file opens the contact fields page for an import; any
+  // other file that is neither a backup nor a record file gets its box and is not kept.
   void OpenForRestore(const QString& path);
   // Escape on a wizard page: "<< Back" on the file page, leaving the options page as it is.
   // False when the page in view has nothing to go back to.
@@ -65,11 +66,11 @@ class Wizard : public QObject {
   void StartBackup(const std::u16string& archive);
   void StartRestore(const std::vector<engine::ItemKind>& kinds);
 
-  // The hooks into the dialogs of the folder browser, the schedule page and the contact fields
-  // page; each true when it took the request.
-  bool BrowseFolder();
-  bool OpenSchedulePage();
-  bool ImportContacts(const QString& path);
+  // The folder browser for the file page's folder, the schedule page with the wizard's choices,
+  // and the contact fields page for a file of contacts to import.
+  void BrowseFolder();
+  void OpenSchedulePage();
+  void ImportContacts(const QString& path);
 
   const platform::Device& device_;
   MainWindow* window_;

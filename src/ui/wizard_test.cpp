@@ -27,12 +27,16 @@
 #include "profile/sample_data.h"
 #include "profile/samples.h"
 #include "settings/reg_key.h"
+#include "settings/schedule.h"
 #include "settings/settings_keys.h"
 #include "ui/action_page.h"
+#include "ui/field_mapping_page.h"
 #include "ui/file_page.h"
+#include "ui/folder_browser.h"
 #include "ui/main_window.h"
 #include "ui/messages_folders_page.h"
 #include "ui/restore_options_page.h"
+#include "ui/schedule_page.h"
 #include "ui/status_page.h"
 #include "ui/test_boxes.h"
 
@@ -417,6 +421,49 @@ class WizardTest : public QObject {
     QVERIFY(QApplication::activeModalWidget() == nullptr);
     window->ExitCommand();
     QVERIFY(ended.wait(10'000));
+  }
+
+  // The file page's "Browse" and "Schedule" and a restore's file of contacts open their pages.
+  void TheFolderBrowserTheScheduleAndTheContactFieldsOpenFromTheWizard() {
+    testing::TemporaryDevice device;
+    const std::unique_ptr<MainWindow> window = MakeWindow(device);
+    ToggleKind(*window, "Call logs");
+    Find<QPushButton>(window->action_page(), "1033")->click();
+    const FilePage* page = window->file_page();
+    OnNextDialog<FolderBrowser>([](FolderBrowser* browser) {
+      browser->tree()->setCurrentItem(
+          browser->tree()
+              ->findItems("My Documents", Qt::MatchExactly | Qt::MatchRecursive)
+              .value(0));
+      QMetaObject::invokeMethod(browser, "accept");
+    });
+    Find<QPushButton>(page, "1041")->click();
+    QCOMPARE(Find<QLineEdit>(page, "1038")->text(), QString("\\My Documents"));
+
+    // "Validate" saves the wizard's folder and kinds with the schedule.
+    Find<QPushButton>(page, "1049")->click();
+    QCOMPARE(window->CurrentTab(), Tab::kSchedule);
+    std::shared_ptr<BoxSeen> box = AnswerNextBox(QMessageBox::Ok);
+    Find<QPushButton>(window->schedule_page(), "1033")->click();
+    QTRY_VERIFY(box->answered);  // saved, the page says, whether its next run comes or not
+    const std::optional<settings::ScheduleChoice> saved = settings::ReadSchedule(device.device());
+    QVERIFY(saved.has_value());
+    QCOMPARE(saved->kinds, std::vector{ItemKind::kCallLogs});
+    QVERIFY(saved->backup_folder.starts_with(u"\\My Documents"));
+
+    // A semicolon file of contacts: the map, then the import on the status page.
+    device.WriteFile(u"\\My Documents\\people.csv",
+                     "Name;First Name;Mobile Phone\r\nAnn Lee;Ann;555-0101\r\n");
+    OnNextDialog<FieldMappingPage>([](FieldMappingPage* mapping) {
+      Find<QRadioButton>(mapping, "SemicolonDelimiter")->click();
+      Find<QPushButton>(mapping, "Default")->click();
+      QTest::keyClick(mapping, Qt::Key_Return);
+    });
+    QSignalSpy ended(window.get(), &MainWindow::JobEnded);
+    window->wizard()->OpenForRestore(
+        QString::fromStdString(device.HostPath(u"\\My Documents\\people.csv").string()));
+    QVERIFY(ended.wait(60'000));
+    QVERIFY(Dump(device, "contacts").find("Ann Lee") != std::string::npos);
   }
 
   // A user's round trip: the sample backed up with its attachments, then restored onto an empty
