@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace kestrav::ui {
 
@@ -16,25 +17,39 @@ namespace kestrav::ui {
 struct BoxSeen {
   QString title;
   QString text;
+  QMessageBox::Icon icon = QMessageBox::NoIcon;
   bool answered = false;
 };
 
-// Clicks `button` on the next message box that shows, and keeps what it said.
-inline std::shared_ptr<BoxSeen> AnswerNextBox(QMessageBox::StandardButton button) {
-  auto seen = std::make_shared<BoxSeen>();
+// Clicks the buttons on the next message boxes that show, one a box, and keeps what each said.
+inline std::vector<std::shared_ptr<BoxSeen>> AnswerBoxes(
+    std::vector<QMessageBox::StandardButton> buttons) {
+  std::vector<std::shared_ptr<BoxSeen>> seen;
+  for (std::size_t index = 0; index < buttons.size(); ++index)
+    seen.push_back(std::make_shared<BoxSeen>());
   auto* timer = new QTimer(qApp);
-  QObject::connect(timer, &QTimer::timeout, [seen, timer, button] {
+  auto next = std::make_shared<std::size_t>(0);
+  QObject::connect(timer, &QTimer::timeout, [seen, timer, buttons, next] {
     auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (box == nullptr) return;
-    timer->stop();
-    timer->deleteLater();
-    seen->title = box->windowTitle();
-    seen->text = box->text();
-    seen->answered = true;
-    box->button(button)->click();
+    if (box == nullptr || !box->isVisible()) return;
+    BoxSeen& answer = *seen[*next];
+    answer.title = box->windowTitle();
+    answer.text = box->text();
+    answer.icon = box->icon();
+    answer.answered = true;
+    box->button(buttons[(*next)++])->click();
+    if (*next == buttons.size()) {
+      timer->stop();
+      timer->deleteLater();
+    }
   });
   timer->start(5);
   return seen;
+}
+
+// Clicks `button` on the next message box that shows, and keeps what it said.
+inline std::shared_ptr<BoxSeen> AnswerNextBox(QMessageBox::StandardButton button) {
+  return AnswerBoxes({button})[0];
 }
 
 // Calls `act` on the next modal dialog of type Dialog that shows.
