@@ -466,6 +466,56 @@ class WizardTest : public QObject {
     QVERIFY(Dump(device, "contacts").find("Ann Lee") != std::string::npos);
   }
 
+  // A folder made in the browser that the file page opens takes the backup.
+  void ABackupGoesIntoAFolderMadeInTheBrowser() {
+    testing::TemporaryDevice device;
+    std::string error;
+    QVERIFY2(profile::FillSampleData(device.device(), 1, &error), error.c_str());
+    const std::unique_ptr<MainWindow> window = MakeWindow(device);
+    ToggleKind(*window, "Call logs");
+    Find<QPushButton>(window->action_page(), "1033")->click();
+    const FilePage* page = window->file_page();
+    std::shared_ptr<BoxSeen> question;
+    OnNextDialog<FolderBrowser>([&question](FolderBrowser* browser) {
+      QCOMPARE(browser->chosen_folder(), std::u16string(u"\\Storage Card"));
+      browser->NewFolder(browser->tree()->currentItem());
+      QLineEdit* editor = nullptr;
+      QVERIFY(QTest::qWaitFor([&] {
+        editor = browser->tree()->viewport()->findChild<QLineEdit*>();
+        return editor != nullptr && editor->isVisible();
+      }));
+      editor->selectAll();
+      QTest::keyClicks(editor, "Backups");
+      question = AnswerNextBox(QMessageBox::Yes);
+      QTest::keyClick(editor, Qt::Key_Return);
+      QTRY_VERIFY(question->answered);
+      QMetaObject::invokeMethod(browser, "accept");
+    });
+    Find<QPushButton>(page, "1041")->click();
+    QVERIFY(question != nullptr);
+    QCOMPARE(question->text,
+             QString("Are you sure you want to create folder \"\\Storage Card\\Backups\"?"));
+    QCOMPARE(Find<QLineEdit>(page, "1038")->text(), QString("\\Storage Card\\Backups"));
+
+    QSignalSpy ended(window.get(), &MainWindow::JobEnded);
+    Find<QPushButton>(page, "1033")->click();
+    QVERIFY(ended.wait(60'000));
+    QVERIFY(QApplication::activeModalWidget() == nullptr);  // no failure box
+    // Read back by a reader of its own: one call logs member, every CRC right.
+    QProcess reader;
+    reader.start("python3",
+                 {"-c",
+                  "import sys, zipfile\n"
+                  "archive = zipfile.ZipFile(sys.argv[1])\n"
+                  "assert archive.testzip() is None\n"
+                  "print(*archive.namelist())",
+                  QString::fromStdString(
+                      device.HostPath(u"\\Storage Card\\Backups\\Kestrav_20070315.qbk").string())});
+    QVERIFY(reader.waitForFinished(60'000));
+    QVERIFY2(reader.exitCode() == 0, reader.readAllStandardError().constData());
+    QVERIFY2(reader.readAllStandardOutput().trimmed().endsWith(".csl"), "no call logs member");
+  }
+
   // A user's round trip: the sample backed up with its attachments, then restored onto an empty
   // handheld with contacts added as new; the two handhelds then hold the same. A restore canceled
   // part way is undone from the menu.
