@@ -183,7 +183,8 @@ class FieldMappingPageTest : public QObject {
     MainWindow window(device.device(), device.device().os_major_version(), {}, kinds::FrontEnd{});
     window.show();
     QSignalSpy ended(&window, &MainWindow::JobEnded);
-    QVERIFY(window.StartJob(false, page->ImportJob(engine::RestoreMode::kAddOnlyNew)));
+    QVERIFY(window.StartJob(
+        false, ImportJob(device.device(), page->Import(), engine::RestoreMode::kAddOnlyNew)));
     QVERIFY(ended.wait(30'000));
     QVERIFY(QApplication::activeModalWidget() == nullptr);
     const StatusModel& rows = window.status_page()->model();

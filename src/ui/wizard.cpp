@@ -104,7 +104,12 @@ void Wizard::OpenForRestore(const QString& path) {
         refusal->cause.empty() ? refusal->text : refusal->text + u" (" + refusal->cause + u")");
     return;
   }
-  restore_file_ = file;
+  ShowFileToRestore(path, std::move(entries));
+}
+
+void Wizard::ShowFileToRestore(const QString& path, std::vector<engine::RestoreEntry> entries) {
+  restore_file_ = path.toStdU16String();
+  import_.reset();
   entries_ = std::move(entries);
   options_to_open_.clear();
   options_page_->Close();
@@ -245,6 +250,10 @@ void Wizard::StartRestore(const std::vector<engine::ItemKind>& checked) {
     Box(QMessageBox::Critical, texts::kRestoreError, texts::kNoRestoreType);
     return;
   }
+  if (import_) {
+    window_->StartJob(false, ImportJob(device_, *import_, entries_.front().mode));
+    return;
+  }
   window_->StartJob(false, [&device = device_, file = restore_file_, checked, entries = entries_,
                             option = messages_page_->Option()](engine::ProgressSink* sink,
                                                                engine::CancelFlag* cancel,
@@ -277,7 +286,12 @@ void Wizard::OpenSchedulePage() {
 
 void Wizard::ImportContacts(const QString& path) {
   FieldMappingPage mapping(device_, path, window_);
-  if (mapping.exec() == QDialog::Accepted) window_->StartJob(false, mapping.ImportJob());
+  if (mapping.exec() != QDialog::Accepted) return;
+  engine::RestoreEntry contacts;
+  contacts.kind = engine::ItemKind::kContacts;
+  contacts.file = path.toStdU16String();
+  ShowFileToRestore(path, {contacts});
+  import_ = mapping.Import();
 }
 
 }  // namespace kestrav::ui

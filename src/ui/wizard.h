@@ -10,9 +10,11 @@
 #include <QObject>
 #include <QString>
 #include <deque>
+#include <optional>
 #include <vector>
 
 #include "engine/restore_pass.h"
+#include "kinds/contacts_import.h"
 #include "kinds/jobs.h"
 #include "platform/device.h"
 #include "settings/schedule.h"
@@ -37,8 +39,10 @@ class Wizard : public QObject {
          RestoreOptionsPage* options_page, kinds::FrontEnd front_end);
 
   // A file to restore, from the file manager or Browse: its kinds checked on the action page, in
-  // restore mode. A ".csv" or ".txt" file opens the contact fields page for an import; any
-  // other file that is neither a backup nor a record file gets its box and is not kept.
+  // restore mode. A ".csv" or ".txt" file opens the contact fields page; once its map is
+  // accepted the file stands on the action page as the contacts to restore, its mode chosen with
+  // "Options" as for any restore. Any other file that is neither a backup nor a record file gets
+  // its box and is not kept.
   void OpenForRestore(const QString& path);
   // Escape on a wizard page: "<< Back" on the file page, leaving the options page as it is.
   // False when the page in view has nothing to go back to.
@@ -58,6 +62,8 @@ class Wizard : public QObject {
   void OnKindChosen(engine::ItemKind kind, engine::RestoreMode mode);
   void OpenNextOptions();
   void ShowActionPage();
+  // The file chosen for a restore on the action page, the kinds of its entries checked.
+  void ShowFileToRestore(const QString& path, std::vector<engine::RestoreEntry> entries);
   // The restore's kinds: those checked that the file holds, in the list's order.
   std::vector<engine::ItemKind> KindsToRestore() const;
   // A message box of the handheld's; true when the answer is Yes.
@@ -82,6 +88,8 @@ class Wizard : public QObject {
   kinds::FrontEnd front_end_;
 
   std::u16string restore_file_;
+  // The file of another program's contacts chosen for the restore, with its map.
+  std::optional<kinds::ContactsImport> import_;
   std::vector<engine::RestoreEntry> entries_;
   std::deque<engine::ItemKind> options_to_open_;
 };

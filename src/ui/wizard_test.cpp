@@ -451,7 +451,10 @@ class WizardTest : public QObject {
     QCOMPARE(saved->kinds, std::vector{ItemKind::kCallLogs});
     QVERIFY(saved->backup_folder.starts_with(u"\\My Documents"));
 
-    // A semicolon file of contacts: the map, then the import on the status page.
+    // A semicolon file of contacts: the map, then the file stands for the contacts to restore,
+    // their options chosen as for any restore: added to those there, not in their place.
+    std::string error;
+    QVERIFY2(profile::FillSampleContacts(device.device(), 1, &error), error.c_str());
     device.WriteFile(u"\\My Documents\\people.csv",
                      "Name;First Name;Mobile Phone\r\nAnn Lee;Ann;555-0101\r\n");
     OnNextDialog<FieldMappingPage>([](FieldMappingPage* mapping) {
@@ -459,11 +462,21 @@ class WizardTest : public QObject {
       Find<QPushButton>(mapping, "Default")->click();
       QTest::keyClick(mapping, Qt::Key_Return);
     });
-    QSignalSpy ended(window.get(), &MainWindow::JobEnded);
     window->wizard()->OpenForRestore(
         QString::fromStdString(device.HostPath(u"\\My Documents\\people.csv").string()));
+    QCOMPARE(window->action_page()->CheckedKinds(), std::vector{ItemKind::kContacts});
+    Find<QPushButton>(window->action_page(), "1034")->click();
+    QCOMPARE(Shown<QLabel>(window->restore_options_page(), "1020"),
+             QString("Restore contacts options"));
+    Find<QRadioButton>(window->restore_options_page(), "1010")->click();
+    Find<QPushButton>(window->restore_options_page(), "1")->click();
+    QCOMPARE(window->CurrentTab(), Tab::kBackupRestore);
+    QSignalSpy ended(window.get(), &MainWindow::JobEnded);
+    Find<QPushButton>(window->action_page(), "1033")->click();
     QVERIFY(ended.wait(60'000));
-    QVERIFY(Dump(device, "contacts").find("Ann Lee") != std::string::npos);
+    const std::string contacts = Dump(device, "contacts");
+    QVERIFY(contacts.find("Ann Lee") != std::string::npos);
+    QVERIFY(contacts.find("zoe.akerlund@example.org") != std::string::npos);
   }
 
   // A folder made in the browser that the file page opens takes the backup.
