@@ -53,10 +53,8 @@ int Backup(CommandContext& context, const BackupOptions& options) {
   const std::string archive_shown = host->files().HostPath(archive).string();
   platform::FileSystem& files = device.files();
   // The handheld would end "successfully" with no archive; say so before anything starts.
-  std::u16string folder(platform::FolderOf(archive));
-  if (folder.size() > 1) folder.pop_back();
-  if (!folder.empty() && (!files.Exists(folder) || files.FileExists(folder)))
-    return context.Fail(host->files().HostPath(folder).string() + ": no such folder");
+  if (const std::optional<std::u16string> folder = kinds::MissingFolderOf(device, archive); folder)
+    return context.Fail(host->files().HostPath(*folder).string() + ": no such folder");
   if (files.FileExists(archive) && !options.overwrite)
     return context.Fail(archive_shown + ": the file exists (--overwrite replaces it)");
   // A folder the backup cannot write into would fail only once every kind was read.

@@ -140,6 +140,7 @@ void PimRecordWorker::Restore(const engine::PassContext& pass) {
   SendLine(sink, texts::kRetrievingFileRecords);
   records::CsvRecordFile file(device_, pass.separator);
   if (!file.Load(pass.record_file, false, true)) {
+    tally_.file_error = file.ErrorText();
     SendLine(sink, file.LoadFailedText(), engine::LogIcon::kError);
     return;
   }

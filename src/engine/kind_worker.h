@@ -49,6 +49,8 @@ struct RestoreTally {
   std::uint64_t inserted = 0;
   std::uint64_t updated = 0;
   std::uint64_t found = 0;
+  // Why the record file could not be read, in the record file layer's words; empty when it was.
+  std::u16string file_error = {};
 };
 
 class KindWorker {

@@ -2,6 +2,7 @@
 
 #include "kinds/texts.h"
 #include "platform/format.h"
+#include "records/texts.h"
 #include "settings/reg_key.h"
 
 namespace kestrav::kinds {
@@ -38,6 +39,22 @@ std::u16string DefaultBackupFolder(const platform::Device& device) {
 
 std::u16string DefaultArchiveFile(const platform::Device& device) {
   return engine::MakeArchiveFileName(device, DefaultBackupFolder(device));
+}
+
+std::u16string DefaultArchiveName(const platform::Device& device) {
+  const std::u16string file = engine::MakeArchiveFileName(device, u"");
+  std::u16string_view name = platform::BaseName(file);
+  name.remove_suffix(platform::ExtensionOf(name).size());
+  return std::u16string(name);
+}
+
+std::optional<std::u16string> MissingFolderOf(const platform::Device& device,
+                                              std::u16string_view archive) {
+  std::u16string folder(platform::FolderOf(archive));
+  if (folder.size() > 1) folder.pop_back();
+  if (folder.empty() || (device.files().Exists(folder) && !device.files().FileExists(folder)))
+    return std::nullopt;
+  return folder;
 }
 
 std::unique_ptr<engine::DeviceJob> BeginJob(const platform::Device& device, std::u16string name,
@@ -90,7 +107,7 @@ JobOutcome RunCheckedRestore(const platform::Device& device, engine::DeviceJob& 
     return {false, platform::Format(texts::kNothingRestored, reason)};
   RunRestoreJob(device, job, sink, cancel);
   const bool canceled = Canceled(cancel);
-  const std::u16string way_back = platform::Format(texts::kWayBack, what);
+  const std::u16string way_back = platform::Format(texts::kWayBack, front_end.undo_command, what);
   if (const std::u16string failure = device_job.StoreFailure(); !failure.empty())
     return {canceled, platform::Format(texts::kCutShort, what, failure) + way_back};
   if (canceled) return {true, platform::Format(texts::kJobWasCanceled, what) + way_back};
@@ -100,6 +117,61 @@ JobOutcome RunCheckedRestore(const platform::Device& device, engine::DeviceJob& 
     return {false,
             platform::Format(texts::kReportedErrors, what, front_end.marked_rows) + way_back};
   return {};
+}
+
+JobOutcome RunRestoreOf(const platform::Device& device, std::u16string_view file,
+                        const std::vector<engine::ItemKind>& checked_kinds,
+                        std::vector<engine::RestoreEntry> entries,
+                        const engine::MessagesOption& messages_option, engine::ProgressSink* sink,
+                        engine::CancelFlag* cancel, const FrontEnd& front_end) {
+  std::u16string refusal;
+  const std::unique_ptr<engine::DeviceJob> device_job = BeginJob(
+      device, platform::Format(texts::kRestoreJob, file), true, cancel, front_end, &refusal);
+  if (!device_job) return {Canceled(cancel), refusal};
+  engine::BackupJob job;
+  if (const auto box = engine::PrepareRestore(device, job, checked_kinds, std::move(entries),
+                                              WorkerFactory(device));
+      box) {
+    return {false, box->cause.empty() ? box->text : box->text + u" (" + box->cause + u")",
+            box->title};
+  }
+  for (engine::BackupJob::PreparedRestore& restore : job.restores) {
+    if (restore.pass.kind == engine::ItemKind::kMessages)
+      restore.pass.messages_option = messages_option;
+  }
+  JobOutcome outcome =
+      RunCheckedRestore(device, *device_job, job, sink, cancel, texts::kRestoreWhat, front_end);
+  // A record file a kind could not read is the handheld's own box, in the reader's words.
+  for (const engine::BackupJob::PreparedRestore& restore : job.restores) {
+    if (restore.worker == nullptr || restore.worker->tally().file_error.empty()) continue;
+    outcome.failure = restore.worker->tally().file_error;
+    outcome.failure_title = records::texts::kCsvFileErrorTitle;
+    break;
+  }
+  return outcome;
+}
+
+std::optional<std::u16string> JobToUndo(const platform::Device& device) {
+  platform::SnapshotInfo info;
+  platform::Safeguards* safeguards = device.safeguards();
+  if (safeguards == nullptr || safeguards->LastSnapshot(&info) != platform::kErrorSuccess)
+    return std::nullopt;
+  return info.job;
+}
+
+UndoOutcome RunUndo(const platform::Device& device, const engine::CancelFlag* cancel,
+                    const FrontEnd& front_end) {
+  UndoOutcome outcome;
+  const std::unique_ptr<engine::DeviceJob> job =
+      BeginJob(device, texts::kUndoJob, true, cancel, front_end, &outcome.failure);
+  if (!job) return outcome;
+  platform::SnapshotInfo info;
+  if (device.safeguards()->RestoreSnapshot(&info, &outcome.failure) != platform::kErrorSuccess)
+    return outcome;
+  const platform::SystemTime& taken = info.taken;
+  outcome.done = platform::Format(texts::kUndone, info.job, taken.year, taken.month, taken.day,
+                                  taken.hour, taken.minute, taken.second);
+  return outcome;
 }
 
 DeletionOutcome RunDeleteAll(const platform::Device& device, const KindRow& row,

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "devicedb/pim_volume.h"
 #include "engine/backup_job.h"
@@ -32,6 +33,8 @@ struct FrontEnd {
   std::function<std::u16string(std::u16string_view device_path)> shown_path;
   // The rows that carry the error mark, as the user sees them.
   std::u16string marked_rows = u"rows marked (!)";
+  // What the user gives to undo the last job that changed the device.
+  std::u16string undo_command = u"kestrav-cli undo";
 
   std::u16string Shown(std::u16string_view device_path) const {
     return shown_path ? shown_path(device_path) : std::u16string(device_path);
@@ -42,12 +45,22 @@ struct FrontEnd {
 struct JobOutcome {
   bool canceled = false;   // the job ran, and was canceled
   std::u16string failure;  // what went wrong, in one line; empty when nothing did
+  // The caption when the failure is one of the handheld's own boxes ("Restore error"); empty for
+  // the lines of this port.
+  std::u16string failure_title = {};
 };
 
 // The folder a backup goes to by default: "DefDir" when the user set one, else "\Storage Card".
 std::u16string DefaultBackupFolder(const platform::Device& device);
 // The archive a backup writes by default: "Kestrav_" and today's date in that folder.
 std::u16string DefaultArchiveFile(const platform::Device& device);
+// That archive's name without its folder and extension, as the backup file page offers it:
+// "Kestrav_20070315".
+std::u16string DefaultArchiveName(const platform::Device& device);
+// The folder of the archive when it is missing or is no folder, for a backup to refuse before it
+// starts (the handheld would end "successfully" with no archive); nothing when it stands.
+std::optional<std::u16string> MissingFolderOf(const platform::Device& device,
+                                              std::u16string_view archive);
 
 // Takes the device's job lock, waiting as the front end does; the job's cancel flag (when given)
 // ends the wait. Null, with the reason in *refusal, when the job may not start.
@@ -78,6 +91,30 @@ JobOutcome RunCheckedRestore(const platform::Device& device, engine::DeviceJob& 
                              engine::BackupJob& job, engine::ProgressSink* sink,
                              engine::CancelFlag* cancel, std::u16string_view what,
                              const FrontEnd& front_end);
+
+// A restore of a file as a front end runs it once the user chose the kinds, each entry's mode and
+// the messages folders: the job lock, the chosen entries extracted and their workers built (a
+// refusal comes back as the handheld's box, with its caption), then RunCheckedRestore. A record
+// file that a kind could not read ends as the handheld's "CSV File Error" box.
+JobOutcome RunRestoreOf(const platform::Device& device, std::u16string_view file,
+                        const std::vector<engine::ItemKind>& checked_kinds,
+                        std::vector<engine::RestoreEntry> entries,
+                        const engine::MessagesOption& messages_option, engine::ProgressSink* sink,
+                        engine::CancelFlag* cancel, const FrontEnd& front_end);
+
+// The job that undo would undo, as it named itself ("restore of \Storage Card\a.qbk"); nothing
+// when no job has changed the device yet.
+std::optional<std::u16string> JobToUndo(const platform::Device& device);
+
+// How an undo ended.
+struct UndoOutcome {
+  std::u16string done;     // which job was undone and when it started; empty on failure
+  std::u16string failure;  // what went wrong, in one line; empty when nothing did
+};
+// Undo: under the job lock, the stores put back as they were before the last job that changed
+// them.
+UndoOutcome RunUndo(const platform::Device& device, const engine::CancelFlag* cancel,
+                    const FrontEnd& front_end);
 
 // How a "Delete All..." ended.
 struct DeletionOutcome {

@@ -80,8 +80,7 @@ inline constexpr char16_t kHoldsKindsThatWorked[] = u"; it holds the kinds that 
 inline constexpr char16_t kBackupWithKindsThatWorked[] =
     u"; this backup, with the kinds that worked, is %s";
 inline constexpr char16_t kNothingRestored[] = u"%s (nothing was restored)";
-inline constexpr char16_t kWayBack[] =
-    u"; kestrav-cli undo puts the device back as it was before this %s";
+inline constexpr char16_t kWayBack[] = u"; %s puts the device back as it was before this %s";
 inline constexpr char16_t kCutShort[] = u"the %s was cut short: a store of the device failed: %s";
 inline constexpr char16_t kJobWasCanceled[] = u"the %s was canceled";
 inline constexpr char16_t kReportedErrors[] = u"the %s reported errors (%s)";
@@ -89,6 +88,11 @@ inline constexpr char16_t kDeletionJob[] = u"deletion of all %s";
 inline constexpr char16_t kCannotBeReached[] = u"the %s cannot be reached";
 inline constexpr char16_t kNotEverythingDeleted[] = u"not everything was deleted";
 inline constexpr char16_t kStoreFailed[] = u"%s: a store of the device failed: %s";
+inline constexpr char16_t kUndone[] =
+    u"The device is back as it was before the %s, started %.4d-%.2d-%.2d %.2d:%.2d:%.2d UTC.";
+inline constexpr char16_t kUndoJob[] = u"undo";
+inline constexpr char16_t kRestoreJob[] = u"restore of %s";
+inline constexpr char16_t kRestoreWhat[] = u"restore";
 
 // A contacts import: its job, and a map in words that is wrong.
 inline constexpr char16_t kImportJob[] = u"import of %s";

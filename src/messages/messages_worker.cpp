@@ -484,9 +484,9 @@ void RestorePass::Run() {
 bool RestorePass::CheckFile(std::uint64_t* count) {
   RecordFileSurvey survey;
   if (!SurveyRecordFile(device_, pass_.record_file, pass_.separator, &survey)) {
+    tally_.file_error = records::RecordErrorText(survey.error, survey.line_number);
     SendLine(pass_.sink,
-             platform::Format(records::texts::kLoadFailedNothingDone,
-                              records::RecordErrorText(survey.error, survey.line_number)),
+             platform::Format(records::texts::kLoadFailedNothingDone, tally_.file_error),
              LogIcon::kError);
     return false;
   }

@@ -164,6 +164,7 @@ void RestoreItems(const platform::Device& device, const engine::PassContext& pas
   records::CsvRecordFile file(device, pass.separator);
   file.SetTextEncoding(adapter.file_encoding());
   if (!file.Load(pass.record_file, false, adapter.keep_raw_rows())) {
+    tally.file_error = file.ErrorText();
     SendLine(sink, file.LoadFailedText(), LogIcon::kError);
     return;
   }

@@ -62,6 +62,9 @@ class Safeguards {
   virtual void SettleSnapshot() = 0;
   // Puts the last copy back into the stores; kErrorFileNotFound when there is none.
   virtual ErrorCode RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) = 0;
+  // The job the last copy was taken before, without putting it back; kErrorFileNotFound when
+  // there is none, so that a front end can say what undo would undo.
+  virtual ErrorCode LastSnapshot(SnapshotInfo* info) = 0;
   // The store that failed under the device and why ("\pim.vol: the disk is full"), since the
   // last ClearStoreFailure; empty when none did.
   virtual std::u16string StoreFailure() = 0;

@@ -225,12 +225,17 @@ void FieldMappingPage::accept() {
   QDialog::accept();
 }
 
-MainWindow::Job FieldMappingPage::ImportJob(engine::RestoreMode mode) const {
+kinds::ContactsImport FieldMappingPage::Import() const {
   kinds::ContactsImport import = import_;
   import.map = map_;
+  return import;
+}
+
+MainWindow::Job ImportJob(const platform::Device& device, kinds::ContactsImport import,
+                          engine::RestoreMode mode) {
   import.mode = mode;
-  return [&device = device_, import](engine::ProgressSink* sink, engine::CancelFlag* cancel,
-                                     const kinds::FrontEnd& front_end) {
+  return [&device, import](engine::ProgressSink* sink, engine::CancelFlag* cancel,
+                           const kinds::FrontEnd& front_end) {
     const kinds::ImportOutcome outcome =
         kinds::ImportContacts(device, import, sink, cancel, front_end);
     // What the handheld's rules did with the file, after its rows, as kestrav-cli says it.

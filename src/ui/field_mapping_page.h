@@ -25,16 +25,20 @@ class QTreeWidget;
 
 namespace kestrav::ui {
 
+// The job that imports a file of contacts under the contacts restore mode, run through
+// MainWindow::StartJob like any restore. What the handheld's rules did with the file follows its
+// rows on the status page.
+MainWindow::Job ImportJob(const platform::Device& device, kinds::ContactsImport import,
+                          engine::RestoreMode mode);
+
 class FieldMappingPage : public QDialog {
   Q_OBJECT
 
  public:
   FieldMappingPage(const platform::Device& device, QString host_file, QWidget* parent = nullptr);
 
-  // After Accepted: the job that imports the file with the chosen map and delimiter under the
-  // contacts restore mode, run through MainWindow::StartJob like any restore. What the handheld's
-  // rules did with the file follows its rows on the status page.
-  MainWindow::Job ImportJob(engine::RestoreMode mode = engine::RestoreMode::kDeleteAllFirst) const;
+  // After Accepted: the file to import, with the chosen map and delimiter.
+  kinds::ContactsImport Import() const;
 
   const outlook::ContactFieldMap& map() const { return map_; }
   char16_t separator() const { return import_.file.separator; }

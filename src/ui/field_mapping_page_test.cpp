@@ -15,32 +15,10 @@
 #include "platform/test_support/temporary_device.h"
 #include "settings/reg_key.h"
 #include "ui/status_page.h"
+#include "ui/test_boxes.h"
 
 namespace kestrav::ui {
 namespace {
-
-// What a message box said, once it was answered.
-struct BoxSeen {
-  QString title;
-  QString text;
-  QMessageBox::Icon icon = QMessageBox::NoIcon;
-};
-
-// Clicks OK on the next message box that shows, and keeps what it said.
-std::shared_ptr<BoxSeen> AnswerNextBox() {
-  auto seen = std::make_shared<BoxSeen>();
-  auto* timer = new QTimer(qApp);
-  QObject::connect(timer, &QTimer::timeout, [seen, timer] {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (box == nullptr) return;
-    timer->stop();
-    timer->deleteLater();
-    *seen = {box->windowTitle(), box->text(), box->icon()};
-    box->button(QMessageBox::Ok)->click();
-  });
-  timer->start(5);
-  return seen;
-}
 
 // Writes a file in the device's "My Documents" and gives its host path.
 QString WriteFile(testing::TemporaryDevice& device, const char16_t* name, std::string_view bytes) {
@@ -125,7 +103,7 @@ class FieldMappingPageTest : public QObject {
     QCOMPARE(MappedFrom(page, 58), QString("Notes"));
 
     SelectRow(page, "FieldList", 1);
-    std::shared_ptr<BoxSeen> box = AnswerNextBox();
+    std::shared_ptr<BoxSeen> box = AnswerNextBox(QMessageBox::Ok);
     Click(page, "Map");
     QCOMPARE(box->title, QString("Map Error"));
     QCOMPARE(box->text, QString("No Value selected"));
@@ -134,11 +112,11 @@ class FieldMappingPageTest : public QObject {
 
     page.findChild<QTreeWidget*>("FieldList")->clearSelection();
     SelectRow(page, "ValueList", 3);
-    box = AnswerNextBox();
+    box = AnswerNextBox(QMessageBox::Ok);
     Click(page, "Map");
     QCOMPARE(box->text, QString("No Contact Field selected"));
     QCOMPARE(page.focusWidget(), page.findChild<QTreeWidget*>("FieldList"));
-    box = AnswerNextBox();
+    box = AnswerNextBox(QMessageBox::Ok);
     Click(page, "Unmap");
     QCOMPARE(box->text, QString("No Contact Field selected"));
 
@@ -205,7 +183,8 @@ class FieldMappingPageTest : public QObject {
     MainWindow window(device.device(), device.device().os_major_version(), {}, kinds::FrontEnd{});
     window.show();
     QSignalSpy ended(&window, &MainWindow::JobEnded);
-    QVERIFY(window.StartJob(false, page->ImportJob(engine::RestoreMode::kAddOnlyNew)));
+    QVERIFY(window.StartJob(
+        false, ImportJob(device.device(), page->Import(), engine::RestoreMode::kAddOnlyNew)));
     QVERIFY(ended.wait(30'000));
     QVERIFY(QApplication::activeModalWidget() == nullptr);
     const StatusModel& rows = window.status_page()->model();

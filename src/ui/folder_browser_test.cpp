@@ -14,48 +14,12 @@
 #include <vector>
 
 #include "platform/test_support/temporary_device.h"
+#include "ui/test_boxes.h"
 
 namespace kestrav::ui {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct BoxSeen {
-  QString title;
-  QString text;
-  QMessageBox::Icon icon = QMessageBox::NoIcon;
-  bool answered = false;
-};
-
-// Clicks the buttons on the next message boxes that show, one a box, and keeps what each said.
-std::vector<std::shared_ptr<BoxSeen>> AnswerBoxes(
-    std::vector<QMessageBox::StandardButton> buttons) {
-  std::vector<std::shared_ptr<BoxSeen>> seen;
-  for (std::size_t index = 0; index < buttons.size(); ++index)
-    seen.push_back(std::make_shared<BoxSeen>());
-  auto* timer = new QTimer(qApp);
-  auto next = std::make_shared<std::size_t>(0);
-  QObject::connect(timer, &QTimer::timeout, [seen, timer, buttons, next] {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (box == nullptr || !box->isVisible()) return;
-    BoxSeen& answer = *seen[*next];
-    answer.title = box->windowTitle();
-    answer.text = box->text();
-    answer.icon = box->icon();
-    answer.answered = true;
-    box->button(buttons[(*next)++])->click();
-    if (*next == buttons.size()) {
-      timer->stop();
-      timer->deleteLater();
-    }
-  });
-  timer->start(5);
-  return seen;
-}
-
-std::shared_ptr<BoxSeen> AnswerNextBox(QMessageBox::StandardButton button) {
-  return AnswerBoxes({button})[0];
-}
 
 QStringList ChildLabels(const QTreeWidgetItem* item) {
   QStringList labels;

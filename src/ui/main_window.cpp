@@ -7,6 +7,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QShortcut>
+#include <QStackedWidget>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -16,12 +17,16 @@
 #include "settings/file_types.h"
 #include "settings/schedule.h"
 #include "ui/about_page.h"
+#include "ui/action_page.h"
 #include "ui/deletion_dialog.h"
-#include "ui/placeholder_page.h"
+#include "ui/file_page.h"
+#include "ui/messages_folders_page.h"
+#include "ui/restore_options_page.h"
 #include "ui/schedule_page.h"
 #include "ui/soft_key_bar.h"
 #include "ui/status_page.h"
 #include "ui/texts.h"
+#include "ui/wizard.h"
 
 namespace kestrav::ui {
 namespace {
@@ -73,20 +78,30 @@ MainWindow::MainWindow(const platform::Device& device, int os_major_version, QSt
   setWindowTitle("Kestrav");
   setObjectName("MainWindow");
   front_end_.marked_rows = kMarkedRows;
+  front_end_.undo_command = texts::kUndoWayBack;
 
   tabs_ = new QTabWidget(this);
   tabs_->setObjectName("Tabs");
   tabs_->setAccessibleName("Pages");
   tabs_->setDocumentMode(true);
   tabs_->setUsesScrollButtons(true);
-  backup_restore_page_ = new PlaceholderPage(Text(texts::kBackupRestoreTab), tabs_);
-  backup_restore_page_->setObjectName("BackupRestorePage");
-  tabs_->addTab(backup_restore_page_, Text(texts::kBackupRestoreTab));
-  for (const char16_t* name : {texts::kMessagesFoldersTab, texts::kOptionsTab}) {
-    auto* page = new PlaceholderPage(Text(name), tabs_);
-    page->setObjectName(Text(name).remove(u' ') + "Page");
-    tabs_->addTab(page, Text(name));
-  }
+  // "Backup-Restore" holds the action page and, for a backup, the file page after it.
+  auto* backup_restore = new QStackedWidget(tabs_);
+  backup_restore->setObjectName("BackupRestorePage");
+  backup_restore->setAccessibleName(Text(texts::kBackupRestoreTab));
+  action_page_ = new ActionPage(backup_restore);
+  action_page_->setObjectName("ActionPage");
+  file_page_ = new FilePage(device_, backup_restore);
+  file_page_->setObjectName("FilePage");
+  backup_restore->addWidget(action_page_);
+  backup_restore->addWidget(file_page_);
+  tabs_->addTab(backup_restore, Text(texts::kBackupRestoreTab));
+  messages_folders_page_ = new MessagesFoldersPage(device_, tabs_);
+  messages_folders_page_->setObjectName("MessagesFoldersPage");
+  tabs_->addTab(messages_folders_page_, Text(texts::kMessagesFoldersTab));
+  restore_options_page_ = new RestoreOptionsPage(tabs_);
+  restore_options_page_->setObjectName("OptionsPage");
+  tabs_->addTab(restore_options_page_, Text(texts::kOptionsTab));
   schedule_page_ = new SchedulePage(device_, tabs_);
   tabs_->addTab(schedule_page_, Text(texts::kScheduleTab));
   // Saved or left, the schedule page goes back to the wizard, with the soft keys as they were.
@@ -109,14 +124,23 @@ MainWindow::MainWindow(const platform::Device& device, int os_major_version, QSt
       soft_keys_->SetLeftText(Text(texts::kExit));
     }
     if (index != static_cast<int>(Tab::kAbout)) main_tab_ = static_cast<Tab>(index);
+    // The stores are read once the user looks at them, not at every start.
+    if (index == static_cast<int>(Tab::kMessagesFolders)) messages_folders_page_->Load();
   });
+  wizard_ = new Wizard(device_, this, backup_restore, action_page_, file_page_,
+                       messages_folders_page_, restore_options_page_, front_end_);
 
   BuildMenu();
   soft_keys_ = new SoftKeyBar(os_major_version_, options_menu_, this);
   connect(soft_keys_, &SoftKeyBar::LeftPressed, this, &MainWindow::ExitCommand);
-  // Escape leaves the About page as its "Ok" does; it never cancels a job or ends the program.
+  // Escape leaves the About page as its "Ok" does, and goes back a wizard page; it never cancels
+  // a job or ends the program.
   connect(new QShortcut(QKeySequence::Cancel, this), &QShortcut::activated, this, [this] {
-    if (soft_keys_->LeftText() == Text(texts::kOk)) ExitCommand();
+    if (soft_keys_->LeftText() == Text(texts::kOk)) {
+      ExitCommand();
+      return;
+    }
+    wizard_->Escape();
   });
 
   auto* central = new QWidget(this);
@@ -177,6 +201,10 @@ void MainWindow::BuildMenu() {
     settings::ToggleShortcut(device_, !now_checked);
   });
 
+  undo_ = options_menu_->addAction(Text(texts::kUndoItem));
+  undo_->setObjectName("Undo");
+  connect(undo_, &QAction::triggered, this, &MainWindow::Undo);
+
   QAction* about = options_menu_->addAction(Text(texts::kAboutItem));
   about->setObjectName(Id(kAboutCommand));
   connect(about, &QAction::triggered, this, &MainWindow::ShowAbout);
@@ -187,6 +215,10 @@ void MainWindow::BuildMenu() {
 
 void MainWindow::UpdateOptionsMenu() {
   create_shortcut_->setChecked(settings::IsShortcutChecked(device_));
+  const std::optional<std::u16string> job_to_undo = kinds::JobToUndo(device_);
+  undo_->setText(job_to_undo ? Text(platform::Format(texts::kUndoJobItem, *job_to_undo))
+                             : Text(texts::kUndoItem));
+  undo_->setEnabled(job_to_undo.has_value() && !busy_);
   platform::Notifications* notifications = device_.notifications();
   clear_schedule_->setEnabled(
       notifications != nullptr &&
@@ -198,8 +230,7 @@ void MainWindow::OpenCommandLineFile() {
   if (path.isEmpty()) return;
   // A relative path is the file manager's folder's; a path that names no file is ignored.
   const QString absolute = QFileInfo(path).absoluteFilePath();
-  if (device_.files().FileExists(absolute.toStdU16String()))
-    backup_restore_page_->OpenForRestore(absolute);
+  if (device_.files().FileExists(absolute.toStdU16String())) wizard_->OpenForRestore(absolute);
 }
 
 void MainWindow::ShowTab(Tab tab) {
@@ -269,14 +300,33 @@ void MainWindow::OnJobFinished(const JobOutcome& outcome) {
     soft_keys_->SetLeftText(Text(texts::kExit));
     soft_keys_->RestoreLayout();
   }
-  if (!outcome.failure.empty()) ShowFailure(outcome.failure);
+  if (!outcome.failure.empty()) ShowFailure(outcome.failure, outcome.failure_title);
   emit JobEnded();
 }
 
-void MainWindow::ShowFailure(const std::u16string& failure) {
-  QMessageBox box(QMessageBox::Warning, windowTitle(), Text(failure), QMessageBox::Ok, this);
+void MainWindow::ShowFailure(const std::u16string& failure, const std::u16string& title) {
+  QMessageBox box(QMessageBox::Warning, title.empty() ? windowTitle() : Text(title), Text(failure),
+                  QMessageBox::Ok, this);
   box.setObjectName("FailureBox");
   box.exec();
+}
+
+void MainWindow::Undo() {
+  const std::optional<std::u16string> job_to_undo = kinds::JobToUndo(device_);
+  if (busy_ || !job_to_undo) return;
+  QMessageBox confirm(QMessageBox::Question, Text(texts::kUndoItem),
+                      Text(platform::Format(texts::kUndoConfirm, *job_to_undo)),
+                      QMessageBox::Yes | QMessageBox::No, this);
+  confirm.setObjectName("UndoConfirm");
+  confirm.setDefaultButton(QMessageBox::No);
+  if (confirm.exec() != QMessageBox::Yes) return;
+  StartJob(false, [&device = device_](engine::ProgressSink* sink, engine::CancelFlag* cancel,
+                                      const kinds::FrontEnd& front_end) {
+    const kinds::UndoOutcome outcome = kinds::RunUndo(device, cancel, front_end);
+    if (!outcome.done.empty())
+      engine::PostLog(sink, outcome.done, engine::LogIcon::kInformation, true);
+    return kinds::JobOutcome{false, outcome.failure};
+  });
 }
 
 void MainWindow::DeleteAll(const kinds::KindRow& row) {

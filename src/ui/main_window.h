@@ -1,8 +1,8 @@
-// The program's one window: the six tabs, the menu with "Exit" (57665) and the "Options" popup,
-// the soft-key bar, and the busy flag that keeps Exit and "Delete All..." still while a backup,
-// restore or deletion runs. Jobs run through the status page's job runner; deletions on a thread
-// of their own under the deletion dialog. The window holds no logic of its own: the jobs, the
-// settings and the safeguards are those kestrav-cli calls.
+// The program's one window: the six tabs (the wizard's pages among them), the menu with "Exit"
+// (57665) and the "Options" popup, the soft-key bar, and the busy flag that keeps Exit and "Delete
+// All..." still while a backup, restore or deletion runs. Jobs run through the status page's job
+// runner; deletions on a thread of their own under the deletion dialog. The window holds no logic
+// of its own: the jobs, the settings and the safeguards are those kestrav-cli calls.
 #pragma once
 
 #include <QMainWindow>
@@ -22,11 +22,15 @@ class QTabWidget;
 namespace kestrav::ui {
 
 class AboutPage;
+class ActionPage;
 class DeletionDialog;
-class PlaceholderPage;
+class FilePage;
+class MessagesFoldersPage;
 class SchedulePage;
+class RestoreOptionsPage;
 class SoftKeyBar;
 class StatusPage;
+class Wizard;
 
 // The tabs, in the order the window shows them.
 enum class Tab { kBackupRestore, kMessagesFolders, kOptions, kSchedule, kStatus, kAbout };
@@ -59,7 +63,11 @@ class MainWindow : public QMainWindow {
   void ShowTab(Tab tab);
   Tab CurrentTab() const;
 
-  PlaceholderPage* backup_restore_page() const { return backup_restore_page_; }
+  ActionPage* action_page() const { return action_page_; }
+  FilePage* file_page() const { return file_page_; }
+  MessagesFoldersPage* messages_folders_page() const { return messages_folders_page_; }
+  RestoreOptionsPage* restore_options_page() const { return restore_options_page_; }
+  Wizard* wizard() const { return wizard_; }
   SchedulePage* schedule_page() const { return schedule_page_; }
   StatusPage* status_page() const { return status_page_; }
   SoftKeyBar* soft_keys() const { return soft_keys_; }
@@ -83,7 +91,8 @@ class MainWindow : public QMainWindow {
   void DeleteAll(const kinds::KindRow& row);
   void OnDeletionEnded(const kinds::KindRow& row, const kinds::DeletionOutcome& outcome);
   void OnJobFinished(const JobOutcome& outcome);
-  void ShowFailure(const std::u16string& failure);
+  void ShowFailure(const std::u16string& failure, const std::u16string& title = {});
+  void Undo();
 
   const platform::Device& device_;
   int os_major_version_;
@@ -93,13 +102,18 @@ class MainWindow : public QMainWindow {
   Tab main_tab_ = Tab::kBackupRestore;
 
   QTabWidget* tabs_;
-  PlaceholderPage* backup_restore_page_;
+  ActionPage* action_page_;
+  FilePage* file_page_;
+  MessagesFoldersPage* messages_folders_page_;
+  RestoreOptionsPage* restore_options_page_;
+  Wizard* wizard_;
   SchedulePage* schedule_page_;
   StatusPage* status_page_;
   AboutPage* about_page_;
   QMenu* options_menu_;
   QAction* clear_schedule_;
   QAction* create_shortcut_;
+  QAction* undo_;
   SoftKeyBar* soft_keys_;
   JobRunner* job_runner_;
   QTimer command_line_timer_;

@@ -28,38 +28,14 @@
 #include "records/archive.h"
 #include "settings/file_types.h"
 #include "settings/schedule.h"
+#include "ui/action_page.h"
 #include "ui/deletion_dialog.h"
-#include "ui/placeholder_page.h"
 #include "ui/soft_key_bar.h"
 #include "ui/status_page.h"
+#include "ui/test_boxes.h"
 
 namespace kestrav::ui {
 namespace {
-
-// What a message box showed, once it was answered.
-struct BoxSeen {
-  QString title;
-  QString text;
-  bool answered = false;
-};
-
-// Clicks `button` on the next message box that shows, and keeps what it said.
-std::shared_ptr<BoxSeen> AnswerNextBox(QMessageBox::StandardButton button) {
-  auto seen = std::make_shared<BoxSeen>();
-  auto* timer = new QTimer(qApp);
-  QObject::connect(timer, &QTimer::timeout, [seen, timer, button] {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (box == nullptr) return;
-    timer->stop();
-    timer->deleteLater();
-    seen->title = box->windowTitle();
-    seen->text = box->text();
-    seen->answered = true;
-    box->button(button)->click();
-  });
-  timer->start(5);
-  return seen;
-}
 
 QStringList ActionIds(const QMenu* menu) {
   QStringList ids;
@@ -116,10 +92,10 @@ class MainWindowTest : public QObject {
     QCOMPARE(top[1]->menu(), window->options_menu());
     QCOMPARE(window->options_menu()->objectName(), QString("128"));
     QCOMPARE(ActionIds(window->options_menu()),
-             QStringList({"32789", "DeleteAll", "32791", "32790", "57664"}));
+             QStringList({"32789", "DeleteAll", "32791", "32790", "Undo", "57664"}));
     QCOMPARE(ActionTexts(window->options_menu()),
              QStringList({"Backup/Restore", "Delete All...", "Clear Schedule", "Create Shortcut",
-                          "About..."}));
+                          "Undo", "About..."}));
     const QMenu* delete_all = window->options_menu()->findChild<QMenu*>("DeleteAll");
     QCOMPARE(ActionIds(delete_all), QStringList({"32787", "32788", "32783", "32784", "32785"}));
     QCOMPARE(ActionTexts(delete_all),
@@ -257,6 +233,10 @@ class MainWindowTest : public QObject {
     std::string calls;
     QVERIFY(profile::DumpData(device.device(), "calllogs", &calls, &error));
     QVERIFY2(calls.starts_with("[]"), calls.substr(0, 200).c_str());
+    // The popup's undo names the last job that changed the device.
+    emit window->options_menu()->aboutToShow();
+    QCOMPARE(window->findChild<QAction*>("Undo")->text(),
+             QString("Undo the deletion of all call logs"));
   }
 
   void WhileAJobRunsExitAndDeleteAllDoNothingAndCancelStopsIt() {
@@ -354,19 +334,22 @@ class MainWindowTest : public QObject {
     QVERIFY(contacts.size() > 1000);  // a backup leaves the device as it was
   }
 
-  void AFileOnTheCommandLineIsKeptForRestore() {
+  void AFileOnTheCommandLineOpensForRestore() {
     testing::TemporaryDevice device;
-    device.WriteFile(u"\\My Documents\\old backup.qbk", "PK");
     const QString path =
-        QString::fromStdString(device.HostPath(u"\\My Documents\\old backup.qbk").string());
+        QString::fromStdString(device.HostPath(u"\\My Documents\\old backup.csl").string());
+    device.WriteFile(u"\\My Documents\\old backup.csl", testing::Utf16FileBytes(u"Header\r\n"));
     std::unique_ptr<MainWindow> window = MakeWindow(device, "\"" + path + "\" ");
-    QTRY_COMPARE(window->backup_restore_page()->file_to_restore(), path);
+    QTRY_COMPARE(window->action_page()->file_to_restore(), path);
+    QVERIFY(window->action_page()->is_restore());
+    QCOMPARE(window->action_page()->CheckedKinds(),
+             std::vector<engine::ItemKind>{engine::ItemKind::kCallLogs});
     window = MakeWindow(device, "\"" + path + ".missing\"");
     QTest::qWait(20);
-    QCOMPARE(window->backup_restore_page()->file_to_restore(), QString());
+    QCOMPARE(window->action_page()->file_to_restore(), QString());
     window = MakeWindow(device, QString::fromStdString(device.root().string()));  // a folder
     QTest::qWait(20);
-    QCOMPARE(window->backup_restore_page()->file_to_restore(), QString());
+    QCOMPARE(window->action_page()->file_to_restore(), QString());
   }
 
   void TheScheduledStartNeedsNoDisplay() {

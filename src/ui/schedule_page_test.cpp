@@ -25,35 +25,12 @@
 #include "settings/settings_keys.h"
 #include "ui/main_window.h"
 #include "ui/soft_key_bar.h"
+#include "ui/test_boxes.h"
 
 namespace kestrav::ui {
 namespace {
 
 using platform::kHkeyCurrentUser;
-
-struct BoxSeen {
-  QString title;
-  QString text;
-  bool answered = false;
-};
-
-// Clicks OK on the next message box that shows, and keeps what it said.
-std::shared_ptr<BoxSeen> AnswerNextBox() {
-  auto seen = std::make_shared<BoxSeen>();
-  auto* timer = new QTimer(qApp);
-  QObject::connect(timer, &QTimer::timeout, [seen, timer] {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (box == nullptr) return;
-    timer->stop();
-    timer->deleteLater();
-    seen->title = box->windowTitle();
-    seen->text = box->text();
-    seen->answered = true;
-    box->button(QMessageBox::Ok)->click();
-  });
-  timer->start(5);
-  return seen;
-}
 
 std::uint32_t Dword(testing::TemporaryDevice& device, const char16_t* name) {
   settings::RegKey key(device.device().registry());
@@ -196,7 +173,7 @@ class SchedulePageTest : public QObject {
     QCOMPARE(page.findChild<QSpinBox*>("1055")->value(), 10);
 
     QSignalSpy validated(&page, &SchedulePage::Validated);
-    const std::shared_ptr<BoxSeen> box = AnswerNextBox();
+    const std::shared_ptr<BoxSeen> box = AnswerNextBox(QMessageBox::Ok);
     auto* validate = page.findChild<QPushButton*>("1033");
     validate->setFocus();
     QTest::keyClick(validate, Qt::Key_Space);
@@ -237,7 +214,7 @@ class SchedulePageTest : public QObject {
     SchedulePage page(device.device());
     page.show();
     QSignalSpy validated(&page, &SchedulePage::Validated);
-    const std::shared_ptr<BoxSeen> box = AnswerNextBox();
+    const std::shared_ptr<BoxSeen> box = AnswerNextBox(QMessageBox::Ok);
     page.Validate();
     QVERIFY(box->answered);
     QVERIFY2(box->text.startsWith("The schedule was not saved: ") && box->text.contains("restore"),
@@ -261,7 +238,7 @@ class SchedulePageTest : public QObject {
 
     window.ShowTab(Tab::kSchedule);
     page->findChild<QTimeEdit*>("1052")->setTime(QTime(18, 30, 0));
-    const std::shared_ptr<BoxSeen> box = AnswerNextBox();
+    const std::shared_ptr<BoxSeen> box = AnswerNextBox(QMessageBox::Ok);
     QTest::mouseClick(page->findChild<QPushButton*>("1033"), Qt::LeftButton);
     QTRY_VERIFY(box->answered);
     QCOMPARE(box->text, QString("Backup schedule successfully updated!"));
@@ -283,7 +260,7 @@ class SchedulePageTest : public QObject {
     page.findChild<QCheckBox*>("1057")->setChecked(true);
     page.findChild<QCheckBox*>("1056")->setChecked(true);
     page.findChild<QSpinBox*>("1055")->setValue(5);
-    const std::shared_ptr<BoxSeen> box = AnswerNextBox();
+    const std::shared_ptr<BoxSeen> box = AnswerNextBox(QMessageBox::Ok);
     QTest::mouseClick(page.findChild<QPushButton*>("1033"), Qt::LeftButton);
     QTRY_VERIFY(box->answered);
     QCOMPARE(box->text, QString("Backup schedule successfully updated!"));

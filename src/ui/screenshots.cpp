@@ -1,11 +1,12 @@
-// kestrav-screenshots FOLDER: pictures of the window for the README - every tab, the Options
-// popup, the deletion dialog, the contacts import's mapping page and the folder browser - on a
-// sample device standing on 15 March 2007, as PNG files.
+// kestrav-screenshots FOLDER: pictures of the window for the README - every tab, a backup's and a
+// restore's pages, the Options popup, the deletion dialog, the contacts import's mapping page and
+// the folder browser - on a sample device standing on 15 March 2007, as PNG files.
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
 #include <QMenu>
 #include <QPixmap>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QTimer>
 #include <cstdio>
@@ -15,10 +16,13 @@
 #include "kinds/jobs.h"
 #include "platform/test_support/temporary_device.h"
 #include "profile/sample_data.h"
+#include "ui/action_page.h"
 #include "ui/deletion_dialog.h"
 #include "ui/field_mapping_page.h"
+#include "ui/file_page.h"
 #include "ui/folder_browser.h"
 #include "ui/main_window.h"
+#include "ui/wizard.h"
 
 namespace {
 
@@ -72,6 +76,25 @@ int main(int argc, char** argv) {
   ended.exec();
 
   bool saved = true;
+  // A backup's two pages: contacts and messages checked, then the file page.
+  window.ShowTab(Tab::kBackupRestore);
+  window.action_page()->CheckOnly(
+      {kestrav::engine::ItemKind::kContacts, kestrav::engine::ItemKind::kMessages});
+  saved = Save(&window, folder, "backup-action") && saved;
+  window.action_page()->findChild<QPushButton*>("1033")->click();
+  saved = Save(&window, folder, "backup-file") && saved;
+  window.file_page()->findChild<QPushButton*>("1034")->click();
+  window.ShowTab(Tab::kMessagesFolders);
+  saved = Save(&window, folder, "messages-folders") && saved;
+  // A restore of the backup just made: its kinds checked, then the options of contacts.
+  window.wizard()->OpenForRestore(
+      QString::fromStdString(device.HostPath(job.archive_file).string()));
+  saved = Save(&window, folder, "restore-action") && saved;
+  window.action_page()->findChild<QPushButton*>("1034")->click();
+  saved = Save(&window, folder, "restore-options") && saved;
+  window.ShowTab(Tab::kBackupRestore);
+  window.action_page()->CheckOnly({});
+
   const struct {
     Tab tab;
     const char* name;

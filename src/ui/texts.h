@@ -42,9 +42,66 @@ inline constexpr char16_t kDescription[] =
     u"- Delete all items of a kind\r\n"
     u"- Backup files open from the file explorer";
 
-// What a page that the next version fills shows meanwhile.
-inline constexpr char16_t kPageToCome[] = u"This page comes with the next version.";
+
+// The action page.
+inline constexpr char16_t kUtilityTitle[] = u"Kestrav and restore utility";
+inline constexpr char16_t kActionLabel[] = u"Action:";
+inline constexpr char16_t kBackupAction[] = u"Backup";
+inline constexpr char16_t kRestoreAction[] = u"Restore";
+inline constexpr char16_t kBrowse[] = u"Browse";
+inline constexpr char16_t kKindsHeader[] = u"Backup/restore types selection";
+inline constexpr char16_t kNext[] = u"Next >>";
+inline constexpr char16_t kOptionsButton[] = u"Options";
 inline constexpr char16_t kFileToRestore[] = u"File to restore: %1";
+inline constexpr char16_t kFileToRestoreName[] = u"File to restore";
+
+// The backup file page.
+inline constexpr char16_t kSelectBackupFile[] = u"Select the backup file name and directory:";
+inline constexpr char16_t kSetAsDefault[] = u"Set as default backup folder";
+inline constexpr char16_t kCompressBackup[] = u"Compress backup";
+inline constexpr char16_t kScheduleButton[] = u"Schedule";
+inline constexpr char16_t kBack[] = u"<< Back";
+inline constexpr char16_t kBackupFolderName[] = u"Backup folder";
+inline constexpr char16_t kBackupFileName[] = u"Backup file name";
+
+// The messages folders page.
+inline constexpr char16_t kSelectFoldersToBackup[] = u"Select account and directories to backup:";
+inline constexpr char16_t kSelectFoldersToRestore[] = u"Select account and directories to restore:";
+inline constexpr char16_t kBackupAttachments[] = u"Backup attachments (if they exist)";
+inline constexpr char16_t kAttachmentsWarning[] =
+    u"Storing attachment file contents, will increase considerably the backup time!\r\nAre you "
+    u"sure you want to select this option?";
+inline constexpr char16_t kBackupInfosCaption[] = u"Backup infos";
+
+// The restore options page.
+inline constexpr char16_t kOkButton[] = u"OK";
+inline constexpr char16_t kNoKindToRestore[] =
+    u"Choose a file to restore and its kinds on the Backup-Restore page first.";
+
+// The checks before a job starts.
+inline constexpr char16_t kNoActionSelected[] = u"No backup/restore action has been selected.";
+inline constexpr char16_t kActionSelectionError[] = u"Action selection error";
+inline constexpr char16_t kNoRestoreType[] = u"No restore type has been selected. Nothing done.";
+inline constexpr char16_t kRestoreError[] = u"Restore error";
+inline constexpr char16_t kOverwriteConfirm[] =
+    u"The file \"%s\" already exists, do you want to overwrite it?";
+inline constexpr char16_t kOverwriteConfirmCaption[] = u"Overwrite confirm";
+// Ours: where the host lets a user type what the handheld's pages never allowed.
+inline constexpr char16_t kNoSuchFolder[] = u"%s: no such folder";
+inline constexpr char16_t kNoFileName[] = u"The backup file needs a name.";
+
+// The file dialog of a restore's Browse.
+inline constexpr char16_t kOpenForRestore[] = u"Open for restore";
+inline constexpr char16_t kRestoreFilter[] =
+    u"Backups and record files (*.qbk *.csc *.csa *.cst *.csl *.csd *.csm);;"
+    u"Contacts to import (*.csv *.txt);;All files (*)";
+
+// Undo, in the "Options" popup: the job it undoes, and what it did.
+inline constexpr char16_t kUndoItem[] = u"Undo";
+inline constexpr char16_t kUndoJobItem[] = u"Undo the %s";
+inline constexpr char16_t kUndoConfirm[] =
+    u"Put the device back as it was before the %s? What changed since is lost.";
+inline constexpr char16_t kUndoWayBack[] = u"\"Undo\" in the Options menu";
 
 // The "Contact Fields" page of a contacts import.
 inline constexpr char16_t kMapFieldsTitle[] = u"Map fields from the file to Contact Fields";

@@ -83,6 +83,23 @@ bool Reason(std::u16string* reason, const fs::path& path, std::string_view text)
   return false;
 }
 
+// The description of the copy in `snapshot`: the job it was taken before, when, and its stores.
+ErrorCode ReadSnapshotInfo(const fs::path& snapshot, nlohmann::json* taken,
+                           std::u16string* reason) {
+  std::FILE* in = std::fopen((snapshot / kSnapshotInfoFile).c_str(), "rb");
+  if (in == nullptr) {
+    Reason(reason, snapshot, "there is nothing to undo: no job has changed this device yet");
+    return kErrorFileNotFound;
+  }
+  *taken = nlohmann::json::parse(in, nullptr, false);
+  std::fclose(in);
+  if (!taken->is_object() || !taken->contains("stores") || !(*taken)["stores"].is_array()) {
+    Reason(reason, snapshot / kSnapshotInfoFile, "the copy of the stores is damaged");
+    return kErrorGenFailure;
+  }
+  return kErrorSuccess;
+}
+
 // A folder of the profile must be a folder of its own that this program can write in.
 bool FolderIsWritable(const fs::path& folder, std::u16string* reason) {
   struct stat status {};
@@ -348,19 +365,20 @@ void HostSafeguards::SettleSnapshot() {
   SyncPath(profile_, O_DIRECTORY);
 }
 
+ErrorCode HostSafeguards::LastSnapshot(SnapshotInfo* info) {
+  nlohmann::json taken;
+  const ErrorCode result = ReadSnapshotInfo(profile_ / kSnapshotFolder, &taken, nullptr);
+  if (result != kErrorSuccess) return result;
+  info->job = FromUtf8(taken.value("job", std::string()));
+  info->taken = TimeOfText(taken.value("taken", std::string()));
+  return kErrorSuccess;
+}
+
 ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) {
   const fs::path snapshot = profile_ / kSnapshotFolder;
-  std::FILE* in = std::fopen((snapshot / kSnapshotInfoFile).c_str(), "rb");
-  if (in == nullptr) {
-    Reason(reason, snapshot, "there is nothing to undo: no job has changed this device yet");
-    return kErrorFileNotFound;
-  }
-  const nlohmann::json taken = nlohmann::json::parse(in, nullptr, false);
-  std::fclose(in);
-  if (!taken.is_object() || !taken.contains("stores") || !taken["stores"].is_array()) {
-    Reason(reason, snapshot / kSnapshotInfoFile, "the copy of the stores is damaged");
-    return kErrorGenFailure;
-  }
+  nlohmann::json taken;
+  if (const ErrorCode result = ReadSnapshotInfo(snapshot, &taken, reason); result != kErrorSuccess)
+    return result;
   store_.EndReads();
   info->job = FromUtf8(taken.value("job", std::string()));
   info->taken = TimeOfText(taken.value("taken", std::string()));

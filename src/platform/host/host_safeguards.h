@@ -41,6 +41,7 @@ class HostSafeguards : public Safeguards {
   ErrorCode CheckWritable(bool stores_too, std::u16string* reason) override;
   ErrorCode TakeSnapshot(std::u16string_view job, std::u16string* reason) override;
   ErrorCode RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) override;
+  ErrorCode LastSnapshot(SnapshotInfo* info) override;
   void SettleSnapshot() override;
   // The object store's failure, else the message store's.
   std::u16string StoreFailure() override;

@@ -82,6 +82,7 @@ TEST_F(HostSafeguardsTest, TheSnapshotPutsTheStoresBack) {
   SnapshotInfo info;
   std::u16string reason;
   EXPECT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorFileNotFound);
+  EXPECT_EQ(safeguards_.LastSnapshot(&info), kErrorFileNotFound);
   for (int number = 0; number < 3; ++number) AddCall(number);
   ASSERT_EQ(safeguards_.TakeSnapshot(u"restore of a.qbk", &reason), kErrorSuccess)
       << ToUtf8(reason);
@@ -90,6 +91,10 @@ TEST_F(HostSafeguardsTest, TheSnapshotPutsTheStoresBack) {
   // A second snapshot replaces the first whole; undo goes back to the latest.
   ASSERT_EQ(safeguards_.TakeSnapshot(u"delete-all call logs", &reason), kErrorSuccess);
   AddCall(100);
+  ASSERT_EQ(Count(), 2u);
+  // Asking which job undo would undo changes nothing.
+  ASSERT_EQ(safeguards_.LastSnapshot(&info), kErrorSuccess);
+  EXPECT_EQ(info.job, u"delete-all call logs");
   ASSERT_EQ(Count(), 2u);
 
   ASSERT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorSuccess) << ToUtf8(reason);
@@ -124,6 +129,8 @@ TEST_F(HostSafeguardsTest, AJobThatChangedNothingKeepsTheCopyBeforeIt) {
   ASSERT_EQ(safeguards_.TakeSnapshot(u"restore of refused.qbk", &reason), kErrorSuccess);
   safeguards_.SettleSnapshot();
   EXPECT_FALSE(std::filesystem::exists(device_.folder() / "undo.previous"));
+  ASSERT_EQ(safeguards_.LastSnapshot(&info), kErrorSuccess);
+  EXPECT_EQ(info.job, u"restore of a.qbk");
 
   ASSERT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorSuccess) << ToUtf8(reason);
   EXPECT_EQ(info.job, u"restore of a.qbk");
