@@ -249,6 +249,8 @@ ErrorCode HostSafeguards::CheckWritable(bool stores_too, std::u16string* reason)
 }
 
 ErrorCode HostSafeguards::TakeSnapshot(std::u16string_view job, std::u16string* reason) {
+  // The copy is of what is committed: the batches of the job before, if any, go in first.
+  EndJobBatches();
   const fs::path partial = profile_ / kPartialSnapshotFolder;
   const fs::path snapshot = profile_ / kSnapshotFolder;
   const fs::path previous = profile_ / kPreviousSnapshotFolder;
@@ -326,6 +328,10 @@ ErrorCode HostSafeguards::TakeSnapshot(std::u16string_view job, std::u16string* 
   }
   watched_ = std::move(watched);
   settling_ = true;
+  // With the job lock held and the copy in place, the job's writes may commit in batches: a kill
+  // loses at most the last one, which undo would take back anyway.
+  store_.BeginJobBatches();
+  messages_.BeginJobBatches();
   return SyncPath(profile_, O_DIRECTORY);
 }
 
@@ -341,7 +347,13 @@ bool HostSafeguards::StoresChangedSinceSnapshot() {
       absent_at_snapshot_, [this](const std::u16string& volume) { return files_.Exists(volume); });
 }
 
+void HostSafeguards::EndJobBatches() {
+  store_.EndJobBatches();
+  messages_.EndJobBatches();
+}
+
 void HostSafeguards::SettleSnapshot() {
+  EndJobBatches();
   if (!settling_) return;
   settling_ = false;
   const bool changed = StoresChangedSinceSnapshot();
@@ -375,6 +387,7 @@ ErrorCode HostSafeguards::LastSnapshot(SnapshotInfo* info) {
 }
 
 ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* reason) {
+  EndJobBatches();
   const fs::path snapshot = profile_ / kSnapshotFolder;
   nlohmann::json taken;
   if (const ErrorCode result = ReadSnapshotInfo(snapshot, &taken, reason); result != kErrorSuccess)

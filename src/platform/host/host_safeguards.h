@@ -10,6 +10,8 @@
 //   data_version, read on the connection the copy was taken through). Putting a copy back is
 //   again an online backup, one transaction a store. The registry is settings, not data a job
 //   changes: it is not copied.
+// - From the snapshot until the job is over, the stores commit the job's writes in batches
+//   (SqliteDatabase); settling the snapshot commits the last one.
 #pragma once
 
 #include <sqlite3.h>
@@ -58,6 +60,8 @@ class HostSafeguards : public Safeguards {
     std::int64_t data_version = 0;
   };
   bool StoresChangedSinceSnapshot();
+  // Commits the stores' job batches and writes each write on its own again.
+  void EndJobBatches();
 
   std::filesystem::path profile_;
   HostFileSystem& files_;

@@ -178,7 +178,9 @@ void SqliteDatabase::Reading() {
   static constexpr int kReadsPerTransaction = 256;
   if (reading_ && ++reads_ < kReadsPerTransaction) return;
   EndReading();
-  reading_ = Execute("BEGIN");
+  // Inside a job batch a read sees the batch, its own connection's writes included.
+  read_began_ = !InTransaction() && Execute("BEGIN");
+  reading_ = read_began_ || InTransaction();
   reads_ = 0;
   ++read_transactions_;
 }
@@ -186,7 +188,79 @@ void SqliteDatabase::Reading() {
 void SqliteDatabase::EndReading() {
   if (!reading_) return;
   reading_ = false;
-  Execute("COMMIT");
+  if (read_began_) Execute("COMMIT");
+  read_began_ = false;
+}
+
+bool SqliteDatabase::InTransaction() const {
+  return sqlite3_get_autocommit(database_.get()) == 0;
+}
+
+bool SqliteDatabase::Writing() {
+  EndReading();
+  // A failed statement may have rolled the batch back; the next write starts another.
+  if (batch_open_ && !InTransaction()) batch_open_ = false;
+  if (!batching_) return true;
+  if (batch_open_ && (batch_writes_ >= writes_per_batch_ ||
+                      std::chrono::steady_clock::now() - batch_began_ >= batch_age_)) {
+    if (!CommitBatch()) return false;
+  }
+  if (!batch_open_) {
+    if (!Execute("BEGIN IMMEDIATE")) return false;
+    batch_open_ = true;
+    batch_writes_ = 0;
+    batch_began_ = std::chrono::steady_clock::now();
+  }
+  ++batch_writes_;
+  return true;
+}
+
+bool SqliteDatabase::BeginWrite() {
+  if (!Writing()) return false;
+  write_open_ = Execute(batching_ ? "SAVEPOINT write" : "BEGIN IMMEDIATE");
+  return write_open_;
+}
+
+bool SqliteDatabase::CommitWrite() {
+  write_open_ = false;
+  return Execute(batching_ ? "RELEASE write" : "COMMIT");
+}
+
+void SqliteDatabase::RollbackWrite() {
+  write_open_ = false;
+  if (!InTransaction()) return;
+  if (batching_)
+    Execute("ROLLBACK TO write; RELEASE write");
+  else
+    Execute("ROLLBACK");
+}
+
+void SqliteDatabase::BeginBatches(int writes_per_batch, std::chrono::milliseconds batch_age) {
+  writes_per_batch_ = writes_per_batch;
+  batch_age_ = batch_age;
+  batching_ = true;
+}
+
+bool SqliteDatabase::EndBatches() {
+  const bool committed = CommitBatch();
+  batching_ = false;
+  return committed;
+}
+
+bool SqliteDatabase::CommitBatch() {
+  if (!batch_open_ || write_open_) return true;
+  EndReading();
+  batch_open_ = false;
+  if (!InTransaction()) return false;  // rolled back by a failure, which is kept
+  if (Execute("COMMIT")) return true;
+  Execute("ROLLBACK");
+  return false;
+}
+
+SqliteDatabase::~SqliteDatabase() {
+  // A write left unfinished is not kept; the writes of the batch before it are.
+  if (write_open_) RollbackWrite();
+  CommitBatch();
 }
 
 bool SqliteDatabase::ReadOnly() const {

@@ -2,9 +2,13 @@
 //
 // A database is used by one thread at a time: its store holds a lock around every call.
 //
-// Every statement commits at once, as the device's stores do; two processes may share one
-// database file (a window and a scheduled run), so connections wait on each other's locks, for a
-// bounded time.
+// Every write commits at once, as the device's stores do, except in job batches: while a job
+// holds the device's job lock and the copy it can be undone from, the writes of a connection
+// gather into one transaction that commits every kWritesPerBatch writes, once a write finds the
+// batch older than kBatchMilliseconds, and when the job ends. A kill loses at most the batch open
+// then, never leaves a write half done, and the job's copy still undoes it all. Two processes may
+// share one database file (a window and a scheduled run), so connections wait on each other's
+// locks, for a bounded time.
 //
 // The host can fail where the device's stores never did: a full disk, a read-only file, a lock
 // held by another program past the wait, an input/output error, a damaged file. The first such
@@ -14,6 +18,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -27,6 +32,11 @@ namespace kestrav::platform::host {
 
 // How long a connection waits for another program's lock before it fails.
 inline constexpr int kStoreBusyTimeoutMilliseconds = 10'000;
+
+// The bounds of a job batch: the writes it gathers, and its age past which the next write commits
+// it first. Other programs see a job's writes batch by batch.
+inline constexpr int kWritesPerBatch = 2'000;
+inline constexpr int kBatchMilliseconds = 1'000;
 
 // A failure of the host under a store.
 struct StoreFailure {
@@ -99,6 +109,9 @@ class SqliteDatabase {
   static std::unique_ptr<SqliteDatabase> Open(
       const std::filesystem::path& file, bool create, StoreFailure* failure = nullptr,
       int busy_timeout_milliseconds = kStoreBusyTimeoutMilliseconds);
+  ~SqliteDatabase();
+  SqliteDatabase(const SqliteDatabase&) = delete;
+  SqliteDatabase& operator=(const SqliteDatabase&) = delete;
 
   // Runs statements without results; false on an error.
   bool Execute(std::string_view sql);
@@ -121,6 +134,25 @@ class SqliteDatabase {
 
   sqlite3* handle() const { return database_.get(); }
 
+  // Writes. A write that is one statement calls Writing first; one of several statements runs
+  // them between BeginWrite and CommitWrite (or RollbackWrite, which undoes them all). Outside
+  // job batches each write is its own transaction; inside, a savepoint of the batch's.
+  bool Writing();
+  bool BeginWrite();
+  bool CommitWrite();
+  void RollbackWrite();
+
+  // Job batches (see above), from BeginBatches to EndBatches; a connection closed meanwhile
+  // commits its batch. CommitBatch commits the batch open now, so that another connection to
+  // the same file can read what it holds and write without waiting for it; a batch with a write
+  // in progress (an attachment written in chunks) stays, and others wait for it as before.
+  void BeginBatches(
+      int writes_per_batch = kWritesPerBatch,
+      std::chrono::milliseconds batch_age = std::chrono::milliseconds(kBatchMilliseconds));
+  bool EndBatches();
+  bool CommitBatch();
+  bool batching() const { return batching_; }
+
   // Reads that follow each other share one read transaction, up to a bound, so that a pass over
   // many records does not take and drop the file's locks for every statement. Call Reading
   // before a read; EndReading before a write, and when a pass lets go of the database, from
@@ -137,6 +169,8 @@ class SqliteDatabase {
   };
   SqliteDatabase(sqlite3* database, int busy_timeout_milliseconds)
       : database_(database), busy_timeout_milliseconds_(busy_timeout_milliseconds) {}
+  // Whether a transaction is open on the connection: a read's, or a job batch's.
+  bool InTransaction() const;
 
   // Declared first so that the statements are finalized before the database closes.
   std::unique_ptr<sqlite3, Closer> database_;
@@ -144,7 +178,15 @@ class SqliteDatabase {
   int busy_timeout_milliseconds_;
   std::optional<StoreFailure> failure_;
   bool reading_ = false;
+  bool read_began_ = false;  // the read opened its own transaction, not a batch's
   int reads_ = 0;
+  bool batching_ = false;
+  bool batch_open_ = false;
+  bool write_open_ = false;  // between BeginWrite and its end
+  int writes_per_batch_ = kWritesPerBatch;
+  std::chrono::milliseconds batch_age_{kBatchMilliseconds};
+  int batch_writes_ = 0;
+  std::chrono::steady_clock::time_point batch_began_;
   std::uint64_t read_transactions_ = 0;
 };
 

@@ -204,7 +204,16 @@ std::uint32_t ClampedCount(std::int64_t count) {
 class Session {
  public:
   Session(SqliteMessageRuntime& runtime, std::unique_ptr<SqliteDatabase> database)
-      : runtime_(runtime), database_(std::move(database)) {}
+      : runtime_(runtime), database_(std::move(database)) {
+    if (database_) runtime_.Attach(*database_);
+  }
+  ~Session() {
+    if (!database_) return;
+    LetGo();
+    database_->CommitBatch();
+    HandOverFailure();
+    runtime_.Detach(*database_);
+  }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
@@ -215,7 +224,10 @@ class Session {
   // in hand.
   HResult Ready() {
     LetGo();
-    if (database_) database_->EndReading();
+    if (database_) {
+      runtime_.YieldBatches(database_.get());
+      if (!database_->Writing()) HandOverFailure();
+    }
     return Usable();
   }
   // Whether the session can read. The reads of a message's parts share one read transaction
@@ -225,6 +237,7 @@ class Session {
     LetGo();
     const HResult usable = Usable();
     if (Failed(usable) || !database_) return usable;
+    runtime_.YieldBatches(database_.get());
     if (fresh) database_->EndReading();
     database_->Reading();
     return usable;
@@ -244,7 +257,11 @@ class Session {
   HResult Logoff() {
     if (!logged_on_) return kEFail;
     LetGo();
-    if (database_) database_->EndReading();
+    if (database_) {
+      database_->EndReading();
+      database_->CommitBatch();
+      HandOverFailure();
+    }
     logged_on_ = false;
     return kSOk;
   }
@@ -253,9 +270,9 @@ class Session {
   // Runs statements in one transaction, kept only when `work` says so.
   template <typename Work>
   bool Transaction(Work work) {
-    if (!database_->Execute("BEGIN IMMEDIATE")) return false;
-    if (work() && database_->Execute("COMMIT")) return true;
-    database_->Execute("ROLLBACK");
+    if (!database_->BeginWrite()) return false;
+    if (work() && database_->CommitWrite()) return true;
+    database_->RollbackWrite();
     return false;
   }
 
@@ -282,15 +299,15 @@ class Session {
     const OpenBlob blob = *blob_;
     blob_.reset();
     database_->NoteResult(sqlite3_blob_close(blob.handle));
-    if (blob.writing) database_->Execute("ROLLBACK");
+    if (blob.writing) database_->RollbackWrite();
   }
   // Closes a blob written to its end and keeps it.
   bool Finish() {
     const OpenBlob blob = *blob_;
     blob_.reset();
     database_->NoteResult(sqlite3_blob_close(blob.handle));
-    if (database_->Execute("COMMIT")) return true;
-    database_->Execute("ROLLBACK");
+    if (database_->CommitWrite()) return true;
+    database_->RollbackWrite();
     return false;
   }
 
@@ -407,7 +424,7 @@ class SqliteMessage : public Message {
   ~SqliteMessage() override {
     if (session_->Owns(this)) session_->LetGo();
     if (saved_ || !session_->Healthy()) return;
-    session_->database().EndReading();
+    session_->Ready();
     session_->database()
         .Cached("DELETE FROM messages WHERE id = ? AND saved = 0")
         ->Bind(1, row_)
@@ -574,7 +591,7 @@ class SqliteMessage : public Message {
       return kEInvalidArgument;
     // The transaction stays open while the contents are written, so that an attachment is
     // kept whole or not at all.
-    if (!database.Execute("BEGIN IMMEDIATE")) return session_->Answer(kEFail);
+    if (!database.BeginWrite()) return session_->Answer(kEFail);
     // zeroblob() makes the contents without holding them in memory.
     if (!database
              .Cached("INSERT INTO attachments (message_id, file_name, method, contents) "
@@ -584,13 +601,13 @@ class SqliteMessage : public Message {
              .Bind(3, static_cast<std::int64_t>(method))
              .Bind(4, static_cast<std::int64_t>(size))
              .Run()) {
-      database.Execute("ROLLBACK");
+      database.RollbackWrite();
       return session_->Answer(kEFail);
     }
     const std::int64_t added = database.LastInsertId();
     if (size == 0) {
-      if (!database.Execute("COMMIT")) {
-        database.Execute("ROLLBACK");
+      if (!database.CommitWrite()) {
+        database.RollbackWrite();
         return session_->Answer(kEFail);
       }
       *number = added;
@@ -598,7 +615,7 @@ class SqliteMessage : public Message {
     }
     sqlite3_blob* handle = nullptr;
     if (OpenContents(database, added, true, &handle) != SQLITE_OK) {
-      database.Execute("ROLLBACK");
+      database.RollbackWrite();
       return session_->Answer(kEFail);
     }
     session_->Keep(Session::OpenBlob{this, added, true, 0, size, handle});
@@ -965,6 +982,7 @@ HResult SqliteMessageRuntime::Logon(std::unique_ptr<MessageSession>* session) {
 }
 
 std::unique_ptr<SqliteDatabase> SqliteMessageRuntime::Connect(bool create, bool* absent) {
+  YieldBatches(nullptr);
   FileAttributeData attributes;
   const ErrorCode found = files_.GetAttributes(kMessageStoreFile, &attributes);
   if (found == kErrorAccessDenied) {
@@ -1059,6 +1077,50 @@ std::u16string SqliteMessageRuntime::FailureText() {
 void SqliteMessageRuntime::ClearFailure() {
   std::lock_guard lock(mutex_);
   failure_.reset();
+}
+
+void SqliteMessageRuntime::BeginJobBatches(int writes_per_batch,
+                                           std::chrono::milliseconds batch_age) {
+  std::lock_guard lock(mutex_);
+  batching_ = true;
+  writes_per_batch_ = writes_per_batch;
+  batch_age_ = batch_age;
+  for (SqliteDatabase* connection : connections_)
+    connection->BeginBatches(writes_per_batch, batch_age);
+}
+
+bool SqliteMessageRuntime::EndJobBatches() {
+  bool committed = true;
+  std::optional<StoreFailure> failed;
+  {
+    std::lock_guard lock(mutex_);
+    batching_ = false;
+    for (SqliteDatabase* connection : connections_) {
+      if (connection->EndBatches()) continue;
+      committed = false;
+      if (!failed) failed = connection->failure();
+    }
+  }
+  if (failed) NoteFailure(*failed);
+  return committed;
+}
+
+void SqliteMessageRuntime::Attach(SqliteDatabase& connection) {
+  std::lock_guard lock(mutex_);
+  connections_.push_back(&connection);
+  if (batching_) connection.BeginBatches(writes_per_batch_, batch_age_);
+}
+
+void SqliteMessageRuntime::Detach(SqliteDatabase& connection) {
+  std::lock_guard lock(mutex_);
+  std::erase(connections_, &connection);
+}
+
+void SqliteMessageRuntime::YieldBatches(const SqliteDatabase* except) {
+  std::lock_guard lock(mutex_);
+  for (SqliteDatabase* connection : connections_) {
+    if (connection != except) connection->CommitBatch();
+  }
 }
 
 }  // namespace kestrav::platform::host

@@ -23,6 +23,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "platform/host/host_file_system.h"
 #include "platform/host/sqlite_database.h"
@@ -62,6 +63,19 @@ class SqliteMessageRuntime : public MessageRuntime {
   // The HResult of the failure kept; kSOk when there is none.
   HResult FailureResult();
 
+  // Job batches (SqliteDatabase::BeginBatches) for every session's connection, those of later
+  // logons included, until EndJobBatches commits them; false when a commit failed, its failure
+  // kept. A job's sessions are used from one thread.
+  void BeginJobBatches(
+      int writes_per_batch = kWritesPerBatch,
+      std::chrono::milliseconds batch_age = std::chrono::milliseconds(kBatchMilliseconds));
+  bool EndJobBatches();
+  // The sessions' connections, as they come and go; before a connection reads or writes, the
+  // others commit their batches (all of them when `except` is null).
+  void Attach(SqliteDatabase& connection);
+  void Detach(SqliteDatabase& connection);
+  void YieldBatches(const SqliteDatabase* except);
+
  private:
   // A connection to the file with its tables, or null with the failure kept; *absent tells a
   // missing file (not a failure) when the file is not to be made.
@@ -72,6 +86,10 @@ class SqliteMessageRuntime : public MessageRuntime {
   std::mutex mutex_;
   std::optional<StoreFailure> failure_;
   int initialized_ = 0;
+  std::vector<SqliteDatabase*> connections_;
+  bool batching_ = false;
+  int writes_per_batch_ = kWritesPerBatch;
+  std::chrono::milliseconds batch_age_{kBatchMilliseconds};
 };
 
 }  // namespace kestrav::platform::host

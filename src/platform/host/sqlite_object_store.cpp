@@ -121,6 +121,35 @@ void SqliteObjectStore::EndReadsLocked() {
   for (auto& [volume, database] : volumes_) database->EndReading();
 }
 
+void SqliteObjectStore::BeginJobBatches(int writes_per_batch, std::chrono::milliseconds batch_age) {
+  std::lock_guard lock(mutex_);
+  batching_ = true;
+  writes_per_batch_ = writes_per_batch;
+  batch_age_ = batch_age;
+  for (auto& [volume, database] : volumes_) database->BeginBatches(writes_per_batch, batch_age);
+}
+
+bool SqliteObjectStore::EndJobBatches() {
+  std::lock_guard lock(mutex_);
+  batching_ = false;
+  bool committed = true;
+  for (auto& [volume, database] : volumes_) {
+    if (!database->EndBatches()) {
+      committed = false;
+      Failing(volume);
+    }
+  }
+  return committed;
+}
+
+void SqliteObjectStore::YieldBatches(VolumeId volume) {
+  // A volume may be mounted more than once, each mount its own connection: what one holds in its
+  // batch is committed before another reads the file or waits on its lock to write.
+  for (auto& [other, database] : volumes_) {
+    if (other != volume) database->CommitBatch();
+  }
+}
+
 void SqliteObjectStore::ClearFailure() {
   std::lock_guard lock(mutex_);
   failure_.reset();
@@ -170,6 +199,7 @@ ErrorCode SqliteObjectStore::MountVolume(std::u16string_view path, Disposition d
   if (!database->Execute("PRAGMA encoding = 'UTF-16le'") || !database->Execute(kSchema)) {
     return fail(database->failure().value_or(StoreFailure{SQLITE_NOTADB, "the file is damaged"}));
   }
+  if (batching_) database->BeginBatches(writes_per_batch_, batch_age_);
   *volume = next_volume_++;
   volumes_[*volume] = std::move(database);
   volume_paths_[*volume] = path;
@@ -178,6 +208,8 @@ ErrorCode SqliteObjectStore::MountVolume(std::u16string_view path, Disposition d
 
 ErrorCode SqliteObjectStore::UnmountVolume(VolumeId volume) {
   std::lock_guard lock(mutex_);
+  if (const auto found = volumes_.find(volume); found != volumes_.end())
+    found->second->CommitBatch();
   Failing(volume);
   if (volumes_.erase(volume) == 0) return kErrorInvalidParameter;
   volume_paths_.erase(volume);
@@ -189,14 +221,16 @@ ErrorCode SqliteObjectStore::CreateDatabase(VolumeId volume, std::u16string_view
   std::lock_guard lock(mutex_);
   if (Failing(volume)) return volumes_.contains(volume) ? FailureError() : kErrorInvalidParameter;
   EndReadsLocked();
+  YieldBatches(volume);
   SqliteStatement insert = volumes_[volume]->Prepare("INSERT INTO databases (name) VALUES (?)");
-  if (insert.Bind(1, name).Run()) return kErrorSuccess;
+  if (volumes_[volume]->Writing() && insert.Bind(1, name).Run()) return kErrorSuccess;
   return Failing(volume) ? FailureError() : kErrorAlreadyExists;
 }
 
 DatabaseHandle SqliteObjectStore::OpenDatabase(VolumeId volume, std::u16string_view name) {
   std::lock_guard lock(mutex_);
   if (Failing(volume)) return kInvalidDatabaseHandle;
+  YieldBatches(volume);
   volumes_[volume]->Reading();
   SqliteStatement query = volumes_[volume]->Prepare("SELECT id FROM databases WHERE name = ?");
   if (!query.Bind(1, name).Step()) {
@@ -221,6 +255,7 @@ ErrorCode SqliteObjectStore::CloseDatabase(DatabaseHandle database) {
 SqliteObjectStore::OpenDatabaseState* SqliteObjectStore::Find(DatabaseHandle database) {
   const auto found = databases_.find(database);
   if (found == databases_.end() || Failing(found->second.volume)) return nullptr;
+  YieldBatches(found->second.volume);
   return &found->second;
 }
 
@@ -330,7 +365,7 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
   if (state == nullptr) return 0;
   SqliteDatabase& volume = *volumes_[state->volume];
   EndReadsLocked();
-  if (!volume.Execute("BEGIN IMMEDIATE")) return 0;
+  if (!volume.BeginWrite()) return 0;
   ObjectId target = object_id;
   bool written = true;
   if (target == 0) {
@@ -370,12 +405,8 @@ ObjectId SqliteObjectStore::Write(DatabaseHandle database, ObjectId object_id,
     BindValue(*insert, value);
     written = insert->Run();
   }
-  if (!written) {
-    volume.Execute("ROLLBACK");
-    return 0;
-  }
-  if (volume.Execute("COMMIT")) return target;
-  volume.Execute("ROLLBACK");
+  if (written && volume.CommitWrite()) return target;
+  volume.RollbackWrite();
   return 0;
 }
 
@@ -387,7 +418,8 @@ ErrorCode SqliteObjectStore::Delete(DatabaseHandle database, ObjectId object_id)
   EndReadsLocked();
   const CachedStatement remove =
       volume.Cached("DELETE FROM records WHERE oid = ? AND database_id = ?");
-  if (!remove->Bind(1, static_cast<std::int64_t>(object_id)).Bind(2, state->database_id).Run()) {
+  if (!volume.Writing() ||
+      !remove->Bind(1, static_cast<std::int64_t>(object_id)).Bind(2, state->database_id).Run()) {
     return Failing(state->volume) ? FailureError() : kErrorGenFailure;
   }
   return volume.Changes() == 1 ? kErrorSuccess : kErrorFileNotFound;

@@ -1,5 +1,5 @@
 // The object store kept in SQLite files: each mounted volume ("\pim.vol") is one file below the
-// device's root. Every write commits at once.
+// device's root. Every write commits at once, or with its job batch (SqliteDatabase).
 //
 // When the host fails under a volume (a full disk, a read-only file, another program's lock held
 // past the wait, an input/output error, a damaged file, a link in the file's place), the store
@@ -52,6 +52,13 @@ class SqliteObjectStore : public ObjectStore {
   // about to make is seen by the next read.
   void EndReads();
 
+  // Job batches (SqliteDatabase::BeginBatches) for every volume, those mounted later included,
+  // until EndJobBatches commits them; false when a commit failed, its failure kept.
+  void BeginJobBatches(
+      int writes_per_batch = kWritesPerBatch,
+      std::chrono::milliseconds batch_age = std::chrono::milliseconds(kBatchMilliseconds));
+  bool EndJobBatches();
+
  private:
   struct OpenDatabaseState {
     VolumeId volume;
@@ -69,6 +76,8 @@ class SqliteObjectStore : public ObjectStore {
   bool Failing(VolumeId volume);
   ErrorCode FailureError() const;
   void EndReadsLocked();
+  // Commits the batches of the connections other than the volume's.
+  void YieldBatches(VolumeId volume);
   // The properties of a record in written order.
   std::vector<PropertyValue> LoadProperties(SqliteDatabase& volume, ObjectId object_id);
 
@@ -80,6 +89,9 @@ class SqliteObjectStore : public ObjectStore {
   std::optional<StoreFailure> failure_;
   std::u16string failed_volume_;
   std::map<DatabaseHandle, OpenDatabaseState> databases_;
+  bool batching_ = false;
+  int writes_per_batch_ = kWritesPerBatch;
+  std::chrono::milliseconds batch_age_{kBatchMilliseconds};
   VolumeId next_volume_ = 1;
   DatabaseHandle next_database_ = 1;
 };
