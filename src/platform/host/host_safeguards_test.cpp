@@ -2,14 +2,42 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "platform/test_support/temporary_device.h"
 
 namespace kestrav::platform::host {
 namespace {
+
+// What another program finds in a store: its calls and the verdict of SQLite's integrity check.
+struct OtherProgramsView {
+  std::int64_t calls = -1;
+  std::string integrity;
+};
+
+OtherProgramsView LookFromAnotherProgram(const std::filesystem::path& volume) {
+  OtherProgramsView view;
+  sqlite3* other = nullptr;
+  if (sqlite3_open_v2(volume.c_str(), &other, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(
+        other,
+        "SELECT (SELECT COUNT(*) FROM records JOIN databases ON databases.id = "
+        "database_id WHERE name = 'clog.db'), (SELECT * FROM pragma_integrity_check)",
+        -1, &statement, nullptr);
+    if (sqlite3_step(statement) == SQLITE_ROW) {
+      view.calls = sqlite3_column_int64(statement, 0);
+      view.integrity = reinterpret_cast<const char*>(sqlite3_column_text(statement, 1));
+    }
+    sqlite3_finalize(statement);
+  }
+  sqlite3_close(other);
+  return view;
+}
 
 class HostSafeguardsTest : public ::testing::Test {
  protected:
@@ -30,6 +58,10 @@ class HostSafeguardsTest : public ::testing::Test {
     std::uint32_t count = 0;
     store_.RecordCount(database_, &count);
     return count;
+  }
+
+  OtherProgramsView FromAnotherProgram() {
+    return LookFromAnotherProgram(device_.HostPath(u"\\pim.vol"));
   }
 
   testing::TemporaryDevice device_;
@@ -132,6 +164,86 @@ TEST_F(HostSafeguardsTest, AJobThatChangedNothingKeepsTheCopyBeforeIt) {
   ASSERT_EQ(safeguards_.LastSnapshot(&info), kErrorSuccess);
   EXPECT_EQ(info.job, u"restore of a.qbk");
 
+  ASSERT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorSuccess) << ToUtf8(reason);
+  EXPECT_EQ(info.job, u"restore of a.qbk");
+  EXPECT_EQ(Count(), 1u);
+}
+
+// Between the copy and the job's end, writes commit in batches: other programs see them batch by
+// batch, the job itself at once (through a second mount too), and the job's end commits the rest.
+TEST_F(HostSafeguardsTest, AJobsWritesCommitInBatches) {
+  std::u16string reason;
+  ASSERT_EQ(safeguards_.TakeSnapshot(u"restore of a.qbk", &reason), kErrorSuccess);
+  store_.BeginJobBatches(4, std::chrono::hours(1));
+  for (int number = 0; number < 6; ++number) AddCall(number);
+  EXPECT_EQ(FromAnotherProgram().calls, 4);
+  EXPECT_EQ(Count(), 6u);
+
+  VolumeId second_mount = 0;
+  ASSERT_EQ(store_.MountVolume(u"\\pim.vol", Disposition::kOpenExisting, &second_mount),
+            kErrorSuccess);
+  const DatabaseHandle calls = store_.OpenDatabase(second_mount, u"clog.db");
+  std::uint32_t count = 0;
+  ASSERT_EQ(store_.RecordCount(calls, &count), kErrorSuccess);
+  EXPECT_EQ(count, 6u);
+  EXPECT_EQ(FromAnotherProgram().calls, 6);
+  AddCall(6);
+  store_.UnmountVolume(second_mount);
+
+  safeguards_.SettleSnapshot();
+  EXPECT_EQ(FromAnotherProgram().calls, 7);
+  AddCall(7);  // after the job, each write commits at once again
+  EXPECT_EQ(FromAnotherProgram().calls, 8);
+  SnapshotInfo info;
+  ASSERT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorSuccess) << ToUtf8(reason);
+  EXPECT_EQ(Count(), 0u);
+}
+
+// A job killed with a batch open leaves every store whole, with the batches before it, and undo
+// takes the store back to where the job began.
+TEST_F(HostSafeguardsTest, AKillInTheMiddleOfABatchLosesOnlyThatBatch) {
+  AddCall(1);
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const pid_t job = ::fork();
+  ASSERT_GE(job, 0);
+  if (job == 0) {
+    // The job's own process, with its own connections, as kestrav-cli would be.
+    SqliteObjectStore store(device_.files());
+    SqliteMessageRuntime messages(device_.files());
+    HostSafeguards safeguards(device_.folder(), device_.files(), store, messages, device_.clock());
+    std::u16string reason;
+    VolumeId volume = 0;
+    if (safeguards.TakeSnapshot(u"restore of a.qbk", &reason) != kErrorSuccess ||
+        store.MountVolume(u"\\pim.vol", Disposition::kOpenExisting, &volume) != kErrorSuccess)
+      ::_exit(1);
+    store.BeginJobBatches(10, std::chrono::hours(1));
+    const DatabaseHandle calls = store.OpenDatabase(volume, u"clog.db");
+    PropertyValue value;
+    value.id = MakePropertyId(1, PropertyType::kInt32);
+    for (int number = 0; number < 25; ++number) {
+      value.integer = number;
+      if (store.Write(calls, 0, {value}) == 0) ::_exit(1);
+    }
+    (void)!::write(ready[1], "x", 1);
+    ::pause();
+    ::_exit(0);
+  }
+  ::close(ready[1]);
+  char signal_byte = 0;
+  const bool written = ::read(ready[0], &signal_byte, 1) == 1;
+  ::close(ready[0]);
+  ::kill(job, SIGKILL);
+  int status = 0;
+  ::waitpid(job, &status, 0);
+  ASSERT_TRUE(written) << "the job did not get to write its calls";
+  ASSERT_TRUE(WIFSIGNALED(status));
+
+  const OtherProgramsView view = FromAnotherProgram();
+  EXPECT_EQ(view.integrity, "ok");
+  EXPECT_EQ(view.calls, 1 + 20);
+  SnapshotInfo info;
+  std::u16string reason;
   ASSERT_EQ(safeguards_.RestoreSnapshot(&info, &reason), kErrorSuccess) << ToUtf8(reason);
   EXPECT_EQ(info.job, u"restore of a.qbk");
   EXPECT_EQ(Count(), 1u);

@@ -243,6 +243,48 @@ TEST_F(SqliteMessageStoreTest, WhatIsLeftHalfDoneIsNotKept) {
   sqlite3_close(other);
 }
 
+// In a job's batches, each session reads what the others wrote; another program sees it once a
+// batch commits.
+TEST_F(SqliteMessageStoreTest, AJobsSessionsReadWhatEachOtherWroteInBatches) {
+  runtime_.BeginJobBatches(100, std::chrono::hours(1));
+  std::unique_ptr<MessageSession> writer = Logon();
+  std::unique_ptr<MessageFolder> inbox = OpenFolder(*OpenStore(*writer, u"SMS"), u"Inbox");
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(device_.HostPath(kMessageStoreFile).c_str(), &other), SQLITE_OK);
+  const auto saved_elsewhere = [&] {
+    sqlite3_stmt* count = nullptr;
+    sqlite3_prepare_v2(other, "SELECT COUNT(*) FROM messages WHERE saved = 1", -1, &count, nullptr);
+    sqlite3_step(count);
+    const int rows = sqlite3_column_int(count, 0);
+    sqlite3_finalize(count);
+    return rows;
+  };
+  const auto add_message = [&] {
+    std::unique_ptr<Message> message;
+    EXPECT_EQ(inbox->CreateMessage(&message), kSOk);
+    std::int64_t number = 0;
+    EXPECT_EQ(message->AddAttachment(u"photo.jpg", 1, 10, &number), kSOk);
+    EXPECT_EQ(message->WriteAttachment(number, 0, Contents(10)), kSOk);
+    EXPECT_EQ(message->Save(), kSOk);
+  };
+  add_message();
+  EXPECT_EQ(saved_elsewhere(), 0);
+
+  std::unique_ptr<MessageSession> reader = Logon();
+  std::unique_ptr<MessageFolder> read_inbox = OpenFolder(*OpenStore(*reader, u"SMS"), u"Inbox");
+  std::vector<EntryId> listed;
+  ASSERT_EQ(read_inbox->GetContents(&listed), kSOk);
+  EXPECT_EQ(listed.size(), 1u);
+  EXPECT_EQ(saved_elsewhere(), 1);
+  add_message();
+  ASSERT_EQ(read_inbox->GetContents(&listed), kSOk);
+  EXPECT_EQ(listed.size(), 2u);
+  add_message();
+  EXPECT_TRUE(runtime_.EndJobBatches());
+  EXPECT_EQ(saved_elsewhere(), 3);
+  sqlite3_close(other);
+}
+
 // Recipients are added in pieces after those there, and both tables read a piece at a time, an
 // attachment's contents read between two pieces.
 TEST_F(SqliteMessageStoreTest, TablesReadAndRecipientsAddInPieces) {
