@@ -420,6 +420,10 @@ ErrorCode HostSafeguards::RestoreSnapshot(SnapshotInfo* info, std::u16string* re
 }
 
 std::u16string HostSafeguards::StoreFailure() {
+  // A job asks once its passes are done: what they wrote is committed first, so that a commit
+  // that fails is the job's failure too.
+  store_.CommitJobBatches();
+  messages_.CommitBatches(nullptr);
   std::u16string failure = store_.FailureText();
   return failure.empty() ? messages_.FailureText() : failure;
 }

@@ -225,7 +225,7 @@ class Session {
   HResult Ready() {
     LetGo();
     if (database_) {
-      runtime_.YieldBatches(database_.get());
+      runtime_.CommitBatches(database_.get());
       if (!database_->Writing()) HandOverFailure();
     }
     return Usable();
@@ -237,7 +237,7 @@ class Session {
     LetGo();
     const HResult usable = Usable();
     if (Failed(usable) || !database_) return usable;
-    runtime_.YieldBatches(database_.get());
+    runtime_.CommitBatches(database_.get());
     if (fresh) database_->EndReading();
     database_->Reading();
     return usable;
@@ -982,7 +982,7 @@ HResult SqliteMessageRuntime::Logon(std::unique_ptr<MessageSession>* session) {
 }
 
 std::unique_ptr<SqliteDatabase> SqliteMessageRuntime::Connect(bool create, bool* absent) {
-  YieldBatches(nullptr);
+  CommitBatches(nullptr);
   FileAttributeData attributes;
   const ErrorCode found = files_.GetAttributes(kMessageStoreFile, &attributes);
   if (found == kErrorAccessDenied) {
@@ -1082,45 +1082,50 @@ void SqliteMessageRuntime::ClearFailure() {
 void SqliteMessageRuntime::BeginJobBatches(int writes_per_batch,
                                            std::chrono::milliseconds batch_age) {
   std::lock_guard lock(mutex_);
-  batching_ = true;
+  batching_thread_ = std::this_thread::get_id();
   writes_per_batch_ = writes_per_batch;
   batch_age_ = batch_age;
-  for (SqliteDatabase* connection : connections_)
-    connection->BeginBatches(writes_per_batch, batch_age);
+  for (const auto& [connection, thread] : connections_) {
+    if (thread == batching_thread_) connection->BeginBatches(writes_per_batch, batch_age);
+  }
 }
 
 bool SqliteMessageRuntime::EndJobBatches() {
+  {
+    std::lock_guard lock(mutex_);
+    batching_thread_.reset();
+  }
+  return CommitBatches(nullptr, true);
+}
+
+void SqliteMessageRuntime::Attach(SqliteDatabase& connection) {
+  std::lock_guard lock(mutex_);
+  connections_.emplace_back(&connection, std::this_thread::get_id());
+  if (batching_thread_ == std::this_thread::get_id())
+    connection.BeginBatches(writes_per_batch_, batch_age_);
+}
+
+void SqliteMessageRuntime::Detach(SqliteDatabase& connection) {
+  std::lock_guard lock(mutex_);
+  std::erase_if(connections_, [&](const auto& entry) { return entry.first == &connection; });
+}
+
+bool SqliteMessageRuntime::CommitBatches(const SqliteDatabase* except, bool ending) {
   bool committed = true;
   std::optional<StoreFailure> failed;
   {
     std::lock_guard lock(mutex_);
-    batching_ = false;
-    for (SqliteDatabase* connection : connections_) {
-      if (connection->EndBatches()) continue;
+    // A session of another thread is that thread's to use: it is left alone, and waits on the
+    // lock as any other program would.
+    for (const auto& [connection, thread] : connections_) {
+      if (connection == except || thread != std::this_thread::get_id()) continue;
+      if (ending ? connection->EndBatches() : connection->CommitBatch()) continue;
       committed = false;
       if (!failed) failed = connection->failure();
     }
   }
   if (failed) NoteFailure(*failed);
   return committed;
-}
-
-void SqliteMessageRuntime::Attach(SqliteDatabase& connection) {
-  std::lock_guard lock(mutex_);
-  connections_.push_back(&connection);
-  if (batching_) connection.BeginBatches(writes_per_batch_, batch_age_);
-}
-
-void SqliteMessageRuntime::Detach(SqliteDatabase& connection) {
-  std::lock_guard lock(mutex_);
-  std::erase(connections_, &connection);
-}
-
-void SqliteMessageRuntime::YieldBatches(const SqliteDatabase* except) {
-  std::lock_guard lock(mutex_);
-  for (SqliteDatabase* connection : connections_) {
-    if (connection != except) connection->CommitBatch();
-  }
 }
 
 }  // namespace kestrav::platform::host

@@ -23,6 +23,8 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/host/host_file_system.h"
@@ -63,18 +65,20 @@ class SqliteMessageRuntime : public MessageRuntime {
   // The HResult of the failure kept; kSOk when there is none.
   HResult FailureResult();
 
-  // Job batches (SqliteDatabase::BeginBatches) for every session's connection, those of later
-  // logons included, until EndJobBatches commits them; false when a commit failed, its failure
-  // kept. A job's sessions are used from one thread.
+  // Job batches (SqliteDatabase::BeginBatches) for the connections of the sessions of the
+  // calling thread (the job's), those of later logons included, until EndJobBatches, from the
+  // same thread, commits them; false when a commit failed, its failure kept.
   void BeginJobBatches(
       int writes_per_batch = kWritesPerBatch,
       std::chrono::milliseconds batch_age = std::chrono::milliseconds(kBatchMilliseconds));
   bool EndJobBatches();
-  // The sessions' connections, as they come and go; before a connection reads or writes, the
-  // others commit their batches (all of them when `except` is null).
+  // The sessions' connections, as they come and go.
   void Attach(SqliteDatabase& connection);
   void Detach(SqliteDatabase& connection);
-  void YieldBatches(const SqliteDatabase* except);
+  // Commits the batches of the calling thread's connections but `except` (all when null), so
+  // that one reads what the others wrote and writes without waiting for them; with `ending`,
+  // their batches end too. False when a commit failed, its failure kept.
+  bool CommitBatches(const SqliteDatabase* except, bool ending = false);
 
  private:
   // A connection to the file with its tables, or null with the failure kept; *absent tells a
@@ -86,8 +90,8 @@ class SqliteMessageRuntime : public MessageRuntime {
   std::mutex mutex_;
   std::optional<StoreFailure> failure_;
   int initialized_ = 0;
-  std::vector<SqliteDatabase*> connections_;
-  bool batching_ = false;
+  std::vector<std::pair<SqliteDatabase*, std::thread::id>> connections_;
+  std::optional<std::thread::id> batching_thread_;
   int writes_per_batch_ = kWritesPerBatch;
   std::chrono::milliseconds batch_age_{kBatchMilliseconds};
 };

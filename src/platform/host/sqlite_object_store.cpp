@@ -142,6 +142,18 @@ bool SqliteObjectStore::EndJobBatches() {
   return committed;
 }
 
+bool SqliteObjectStore::CommitJobBatches() {
+  std::lock_guard lock(mutex_);
+  bool committed = true;
+  for (auto& [volume, database] : volumes_) {
+    if (!database->CommitBatch()) {
+      committed = false;
+      Failing(volume);
+    }
+  }
+  return committed;
+}
+
 void SqliteObjectStore::YieldBatches(VolumeId volume) {
   // A volume may be mounted more than once, each mount its own connection: what one holds in its
   // batch is committed before another reads the file or waits on its lock to write.

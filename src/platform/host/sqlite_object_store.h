@@ -58,6 +58,8 @@ class SqliteObjectStore : public ObjectStore {
       int writes_per_batch = kWritesPerBatch,
       std::chrono::milliseconds batch_age = std::chrono::milliseconds(kBatchMilliseconds));
   bool EndJobBatches();
+  // Commits the batches open now, which go on; false when a commit failed, its failure kept.
+  bool CommitJobBatches();
 
  private:
   struct OpenDatabaseState {
