@@ -424,7 +424,8 @@ class SqliteMessage : public Message {
   ~SqliteMessage() override {
     if (session_->Owns(this)) session_->LetGo();
     if (saved_ || !session_->Healthy()) return;
-    session_->Ready();
+    // Another message's attachment being written stays open: its transaction takes this too.
+    session_->database().Writing();
     session_->database()
         .Cached("DELETE FROM messages WHERE id = ? AND saved = 0")
         ->Bind(1, row_)
