@@ -21,6 +21,8 @@ using platform::kErrorSuccess;
 constexpr std::size_t kChunkBytes = 64 * 1024;
 constexpr int kLevel = 8;
 constexpr int kMemoryLevel = 8;
+// libdeflate's level whose archives of record text are no larger than zlib's at kLevel.
+constexpr int kCompressorLevel = 9;
 // Longest member name accepted, in ANSI bytes; the device's names are far shorter.
 constexpr std::size_t kMaxMemberNameBytes = 1024;
 constexpr std::size_t kMaxAnsiPathBytes = 260;
@@ -701,7 +703,7 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
   } else {
     DeflatedMemberWriter writer(archive, member_name, info, zip64);
     result = DeflateInParallel(
-        {.level = kLevel, .memory_level = kMemoryLevel},
+        {.level = kLevel, .memory_level = kMemoryLevel, .compressor_level = kCompressorLevel},
         [&reader](unsigned char* buffer, std::size_t capacity, std::size_t* size) {
           return reader.Read(buffer, capacity, size);
         },

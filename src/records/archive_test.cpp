@@ -266,8 +266,8 @@ TEST_F(ArchiveAddFile, RoundTripsBothMethodsWithProgressPerChunk) {
 // empty one, and a stored member beside them.
 TEST_F(ArchiveAddFile, MembersOfManyBlocksReadBackWhole) {
   const std::vector<std::pair<std::string, std::string>> files = {
-      {"varied.csc", SampleRecords(3 * 1024 * 1024 + 12345)},
-      {"zeros.csc", std::string(8 * 128 * 1024, '\0')},
+      {"varied.csc", SampleRecords(2 * kDeflateBlockBytes + 12345)},
+      {"zeros.csc", std::string(2 * kDeflateBlockBytes, '\0')},
       {"empty.csc", ""},
       {"stored.cst", "task;1\r\n"}};
   for (const auto& [name, contents] : files) {
@@ -692,7 +692,7 @@ TEST_F(ArchiveAddFile, Zip64IsChosenWhereTheDataCouldReachFourGibibytes) {
 
   EXPECT_FALSE(MemberNeedsZip64(0xFFFFFFFE, kMethodStored));
   EXPECT_TRUE(MemberNeedsZip64(0xFFFFFFFF, kMethodStored));
-  EXPECT_FALSE(MemberNeedsZip64(0xFFFFFFFFull - 4 * 1024 * 1024, kMethodDeflated));
+  EXPECT_FALSE(MemberNeedsZip64(0xFFFFFFFFull - 8 * 1024 * 1024, kMethodDeflated));
   EXPECT_TRUE(MemberNeedsZip64(0xFFFFFFFFull - 1024 * 1024, kMethodDeflated));
 }
 

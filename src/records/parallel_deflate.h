@@ -1,9 +1,9 @@
-// Raw deflate on every core, as pigz does it: the data is cut into 128 KiB blocks, each deflated
-// on a thread of its own with the 32 KiB before it as its dictionary and ended with a sync flush
-// (the last one with the stream's end), so that the pieces, joined in order, are one ordinary
-// deflate stream that any inflater reads. A fixed ring of a few blocks per thread is in flight,
-// so memory stays bounded whatever the size of the data; data that fits one block is deflated on
-// the calling thread.
+// Raw deflate on every core: the data is cut into large blocks, each deflated on a thread of its
+// own with libdeflate and ended on a byte boundary with an empty stored block (as a sync flush
+// ends one), the last one with the stream's end, so that the pieces, joined in order, are one
+// ordinary deflate stream that any inflater reads. A fixed ring of a few blocks per thread is in
+// flight, so memory stays bounded whatever the size of the data; data that fits one block is
+// deflated on the calling thread.
 #pragma once
 
 #include <zlib.h>
@@ -14,12 +14,17 @@
 
 namespace kestrav::records {
 
-// The size of the blocks the data is cut into.
-inline constexpr std::size_t kDeflateBlockBytes = 128 * 1024;
+// The size of the blocks the data is cut into: large, since each starts without the data before
+// it as its dictionary.
+inline constexpr std::size_t kDeflateBlockBytes = 4 * 1024 * 1024;
 
 struct DeflateOptions {
+  // The zlib settings the stream stands for: they decide, as zlib would, whether the data is
+  // taken for text.
   int level = Z_DEFAULT_COMPRESSION;
   int memory_level = 8;
+  // libdeflate's level that does the work.
+  int compressor_level = 6;
 };
 
 // One block's piece of the stream, handed to the writer in order.
@@ -28,7 +33,7 @@ struct DeflatedPiece {
   std::size_t size;
   std::size_t input_size;  // the bytes of data it holds
   uLong crc;               // the CRC-32 of those bytes (crc32_combine joins them)
-  bool text;               // zlib took the block's data for text
+  bool text;               // zlib would take the data for text (told with the first piece)
   bool last;               // the piece that ends the stream
 };
 
@@ -40,15 +45,15 @@ using BlockReader =
 using PieceWriter = std::function<int(const DeflatedPiece& piece)>;
 
 inline constexpr int kDeflateReadFailed = -1;  // the reader failed
-inline constexpr int kDeflateFailed = -2;      // zlib failed
+inline constexpr int kDeflateFailed = -2;      // the compressor failed
 
 // Deflates everything the reader gives into pieces for the writer, on the calling thread and as
 // many more as there are cores. 0, a writer's answer, or one of the codes above.
 int DeflateInParallel(const DeflateOptions& options, const BlockReader& read,
                       const PieceWriter& write);
 
-// The most bytes the pieces of that much data can take, however little it deflates: deflate's
-// bound for the default window and memory level, and a sync flush, for every block.
+// The most bytes the pieces of that much data can take, however little it deflates: the
+// compressor's bound and the empty stored block, for every block.
 std::uint64_t DeflatedSizeBound(std::uint64_t size);
 
 }  // namespace kestrav::records
