@@ -17,8 +17,10 @@ constexpr std::size_t kWriteBufferBytes = 64 * 1024;
 
 bool NeedsQuotes(std::u16string_view text, char16_t separator) {
   for (char16_t unit : text) {
-    if (unit == u'"' || unit == u'\r' || unit == u'\n' || unit == u';' || unit == u',' ||
-        unit == separator) {
+    // Past ';' only the separator can call for quotes; most units of a value are there.
+    if (unit > u';' ? unit == separator
+                    : unit == u'"' || unit == u'\r' || unit == u'\n' || unit == u';' ||
+                          unit == u',' || unit == separator) {
       return true;
     }
   }
@@ -104,24 +106,34 @@ bool CsvRecordFile::WriteValue(std::u16string_view text) {
     last_error_ = static_cast<int>(platform::kErrorInvalidHandle);
     return false;
   }
-  const std::size_t bytes = text.size() * sizeof(char16_t);
-  if (!NeedsQuotes(text, separator_)) return WriteRaw(text.data(), bytes) == bytes || bytes == 0;
-  static constexpr char16_t kQuote = u'"';
-  return WriteRaw(&kQuote, sizeof kQuote) == sizeof kQuote &&
-         (bytes == 0 || WriteRaw(text.data(), bytes) == bytes) &&
-         WriteRaw(&kQuote, sizeof kQuote) == sizeof kQuote;
+  BufferValue(text);
+  return write_buffer_.size() < kWriteBufferBytes || Flush();
 }
 
+void CsvRecordFile::BufferValue(std::u16string_view text) {
+  static constexpr char16_t kQuote = u'"';
+  const bool quoted = NeedsQuotes(text, separator_);
+  if (quoted) write_buffer_.append(reinterpret_cast<const char*>(&kQuote), sizeof kQuote);
+  write_buffer_.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t));
+  if (quoted) write_buffer_.append(reinterpret_cast<const char*>(&kQuote), sizeof kQuote);
+}
+
+// The record goes into the buffer whole, which is written out once it holds enough.
 bool CsvRecordFile::WriteRecord(const RecordValues& values) {
-  bool written = true;
+  if (!file_) {
+    last_error_ = static_cast<int>(platform::kErrorInvalidHandle);
+    return false;
+  }
   for (std::size_t column = 0; column < values.size(); ++column) {
-    written = WriteValue(values[column].value_or(std::u16string())) && written;
+    const std::optional<std::u16string>& value = values[column];
+    BufferValue(value ? std::u16string_view(*value) : std::u16string_view());
     if (column + 1 < values.size()) {
-      written = WriteRaw(&separator_, sizeof separator_) == sizeof separator_ && written;
+      write_buffer_.append(reinterpret_cast<const char*>(&separator_), sizeof separator_);
     }
   }
   static constexpr char16_t kLineEnd[] = {u'\r', u'\n'};
-  return WriteRaw(kLineEnd, sizeof kLineEnd) == sizeof kLineEnd && written;
+  write_buffer_.append(reinterpret_cast<const char*>(kLineEnd), sizeof kLineEnd);
+  return write_buffer_.size() < kWriteBufferBytes || Flush();
 }
 
 bool CsvRecordFile::Flush() {

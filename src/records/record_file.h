@@ -80,6 +80,8 @@ class CsvRecordFile {
 
  private:
   bool Flush();
+  // Puts a value into the buffer, quoted where it must be.
+  void BufferValue(std::u16string_view text);
 
   const platform::Device& device_;
   char16_t separator_;
