@@ -617,7 +617,7 @@ int AddStored(zipFile archive, const std::string& name, const zip_fileinfo& info
     return result;
   }
   int result = 0;
-  std::vector<unsigned char> block(kDeflateBlockBytes);
+  std::vector<unsigned char> block(kChunkBytes);
   for (std::size_t size = block.size(); result == 0 && size == block.size();) {
     if (!reader.Read(block.data(), block.size(), &size) ||
         zipWriteInFileInZip(archive, block.data(), static_cast<unsigned>(size)) != ZIP_OK) {
@@ -703,7 +703,10 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
   } else {
     DeflatedMemberWriter writer(archive, member_name, info, zip64);
     result = DeflateInParallel(
-        {.level = kLevel, .memory_level = kMemoryLevel, .compressor_level = kCompressorLevel},
+        {.level = kLevel,
+         .memory_level = kMemoryLevel,
+         .compressor_level = kCompressorLevel,
+         .block_bytes = DeflateBlockBytes(attributes.size)},
         [&reader](unsigned char* buffer, std::size_t capacity, std::size_t* size) {
           return reader.Read(buffer, capacity, size);
         },

@@ -13,7 +13,6 @@
 namespace kestrav::records {
 namespace {
 
-constexpr std::size_t kBlockBytes = kDeflateBlockBytes;
 // Room past the compressor's bound for the empty stored block that ends a block's piece: a
 // byte for its header bits when they do not fit the last byte, and its two lengths.
 constexpr std::size_t kStoredEndBytes = 5;
@@ -162,6 +161,8 @@ class ParallelDeflater {
  public:
   ParallelDeflater(unsigned threads, const DeflateOptions& options)
       : threads_(threads), options_(options), ring_(kBlocksPerThread * threads + 2) {}
+
+  std::size_t block_bytes() const { return options_.block_bytes; }
   ~ParallelDeflater() {
     {
       std::lock_guard lock(mutex_);
@@ -178,7 +179,7 @@ class ParallelDeflater {
   // The block with this index, emptied; the block capacity() before it must be taken back.
   DeflateBlock& Prepare(std::uint64_t index) {
     DeflateBlock& block = Slot(index);
-    block.input.resize(kBlockBytes);
+    block.input.resize(block_bytes());
     block.size = 0;
     block.first = index == 0;
     block.last = false;
@@ -258,11 +259,25 @@ class ParallelDeflater {
 
 }  // namespace
 
+unsigned Threads() {
+  return std::max(1u, std::thread::hardware_concurrency());
+}
+
+std::size_t DeflateBlockBytes(std::uint64_t size) {
+  const std::uint64_t threads = Threads();
+  const std::uint64_t rounds = std::max<std::uint64_t>(
+      1, (size + threads * kDeflateBlockBytes - 1) / (threads * kDeflateBlockBytes));
+  const std::uint64_t blocks = threads * rounds;
+  return static_cast<std::size_t>(std::clamp<std::uint64_t>(
+      (size + blocks - 1) / blocks, kLeastDeflateBlockBytes, kDeflateBlockBytes));
+}
+
 std::uint64_t DeflatedSizeBound(std::uint64_t size) {
-  const std::uint64_t blocks = std::max<std::uint64_t>(1, (size + kBlockBytes - 1) / kBlockBytes);
+  const std::uint64_t block_bytes = DeflateBlockBytes(size);
+  const std::uint64_t blocks = std::max<std::uint64_t>(1, (size + block_bytes - 1) / block_bytes);
   // The bound of any compressor libdeflate makes, which a shorter last block keeps within.
   const std::uint64_t block_overhead =
-      libdeflate_deflate_compress_bound(nullptr, kBlockBytes) - kBlockBytes + kStoredEndBytes;
+      libdeflate_deflate_compress_bound(nullptr, block_bytes) - block_bytes + kStoredEndBytes;
   return size + blocks * block_overhead;
 }
 
@@ -271,7 +286,8 @@ std::uint64_t DeflatedSizeBound(std::uint64_t size) {
 // ring are needed again.
 int DeflateInParallel(const DeflateOptions& options, const BlockReader& read,
                       const PieceWriter& write) {
-  ParallelDeflater deflater(std::max(1u, std::thread::hardware_concurrency()), options);
+  ParallelDeflater deflater(Threads(), options);
+  const std::size_t block_bytes = deflater.block_bytes();
   std::uint64_t written = 0;
   auto write_next = [&] {
     const DeflateBlock& block = deflater.Finished(written++);
@@ -280,17 +296,17 @@ int DeflateInParallel(const DeflateOptions& options, const BlockReader& read,
                                block.text, block.last});
   };
   DeflateBlock* block = &deflater.Prepare(0);
-  if (!read(block->data(), kBlockBytes, &block->size)) return kDeflateReadFailed;
+  if (!read(block->data(), block_bytes, &block->size)) return kDeflateReadFailed;
   std::uint64_t index = 0;
   for (;; ++index) {
-    block->last = block->size < kBlockBytes;
+    block->last = block->size < block_bytes;
     DeflateBlock* next = nullptr;
     if (!block->last) {
       while (index + 1 >= written + deflater.capacity()) {
         if (const int result = write_next(); result != 0) return result;
       }
       next = &deflater.Prepare(index + 1);
-      if (!read(next->data(), kBlockBytes, &next->size)) return kDeflateReadFailed;
+      if (!read(next->data(), block_bytes, &next->size)) return kDeflateReadFailed;
       block->last = next->size == 0;
     }
     deflater.Submit(index);

@@ -14,9 +14,10 @@
 
 namespace kestrav::records {
 
-// The size of the blocks the data is cut into: large, since each starts without the data before
-// it as its dictionary.
+// The largest and the smallest blocks the data is cut into: large, since each starts without the
+// data before it as its dictionary.
 inline constexpr std::size_t kDeflateBlockBytes = 4 * 1024 * 1024;
+inline constexpr std::size_t kLeastDeflateBlockBytes = 1024 * 1024;
 
 struct DeflateOptions {
   // The zlib settings the stream stands for: they decide, as zlib would, whether the data is
@@ -25,7 +26,13 @@ struct DeflateOptions {
   int memory_level = 8;
   // libdeflate's level that does the work.
   int compressor_level = 6;
+  // The size of the blocks (DeflateBlockBytes).
+  std::size_t block_bytes = kDeflateBlockBytes;
 };
+
+// The size of the blocks to cut data of that size into: the same number of blocks for every
+// thread, so that they all finish together, each within the sizes above.
+std::size_t DeflateBlockBytes(std::uint64_t size);
 
 // One block's piece of the stream, handed to the writer in order.
 struct DeflatedPiece {
@@ -52,8 +59,8 @@ inline constexpr int kDeflateFailed = -2;      // the compressor failed
 int DeflateInParallel(const DeflateOptions& options, const BlockReader& read,
                       const PieceWriter& write);
 
-// The most bytes the pieces of that much data can take, however little it deflates: the
-// compressor's bound and the empty stored block, for every block.
+// The most bytes the pieces of that much data can take, cut into DeflateBlockBytes(size) blocks,
+// however little it deflates: the compressor's bound and the empty stored block, for every block.
 std::uint64_t DeflatedSizeBound(std::uint64_t size);
 
 }  // namespace kestrav::records

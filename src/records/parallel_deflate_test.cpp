@@ -34,7 +34,10 @@ Deflated Deflate(const std::string& data) {
   Deflated result;
   std::size_t offset = 0;
   const int status = DeflateInParallel(
-      {.level = 8, .memory_level = 8, .compressor_level = 1},
+      {.level = 8,
+       .memory_level = 8,
+       .compressor_level = 1,
+       .block_bytes = kLeastDeflateBlockBytes},
       [&](unsigned char* buffer, std::size_t capacity, std::size_t* size) {
         *size = std::min(capacity, data.size() - offset);
         data.copy(reinterpret_cast<char*>(buffer), *size, offset);
@@ -71,9 +74,9 @@ std::string Inflate(const std::string& stream, std::size_t expected_size) {
 // with an empty stored block (00 00 FF FF), wherever its last block ended, and the whole inflates
 // back with the CRC of the data.
 TEST(ParallelDeflate, PiecesJoinIntoOneStreamWhereverTheirBlocksEnd) {
-  for (unsigned seed = 1; seed <= 8; ++seed) {
+  for (unsigned seed = 1; seed <= 16; ++seed) {
     SCOPED_TRACE(seed);
-    const std::string data = Words(seed, 2 * kDeflateBlockBytes + seed * 1000);
+    const std::string data = Words(seed, 2 * kLeastDeflateBlockBytes + seed * 1000);
     const Deflated deflated = Deflate(data);
     ASSERT_EQ(deflated.pieces.size(), 3u);
     for (std::size_t index = 0; index + 1 < deflated.pieces.size(); ++index) {
@@ -89,7 +92,7 @@ TEST(ParallelDeflate, PiecesJoinIntoOneStreamWhereverTheirBlocksEnd) {
 // Data that ends on a block's end is known as ended there, in one piece that ends the stream;
 // no data at all is a stream too.
 TEST(ParallelDeflate, DataEndingOnABlockEndAndNoDataAtAll) {
-  const std::string data = Words(9, kDeflateBlockBytes);
+  const std::string data = Words(99, kLeastDeflateBlockBytes);
   const Deflated deflated = Deflate(data);
   EXPECT_EQ(deflated.pieces.size(), 1u);
   EXPECT_TRUE(Inflate(deflated.stream, data.size()) == data);
