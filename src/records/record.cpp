@@ -48,6 +48,10 @@ void RecordTable::Reset(std::optional<std::size_t> row_width) {
   starts_.assign(1, Start{0, 0});
 }
 
+void RecordTable::Reserve(std::size_t text_units) {
+  text_.reserve(text_units);
+}
+
 void RecordTable::Append(const Record& record) {
   std::size_t stored = record.size();
   if (row_width_) {

@@ -115,6 +115,8 @@ class RecordTable {
   // Empties the table. With a width, each record appended is cut to it and reads as that many
   // columns, the ones it lacks empty; without, each record keeps its own width.
   void Reset(std::optional<std::size_t> row_width);
+  // Makes room for that many units of values at once, so that appending does not move them.
+  void Reserve(std::size_t text_units);
   void Append(const Record& record);
 
  private:

@@ -1,5 +1,6 @@
 #include "records/record_file.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -14,6 +15,8 @@ static_assert(std::endian::native == std::endian::little,
               "record files are UTF-16LE and are written from memory as they stand");
 
 constexpr std::size_t kWriteBufferBytes = 64 * 1024;
+// The most room a load makes for values before it sees them; past that the table grows.
+constexpr std::uint64_t kMostReservedUnits = 256 * 1024 * 1024;
 
 bool NeedsQuotes(std::u16string_view text, char16_t separator) {
   for (char16_t unit : text) {
@@ -171,6 +174,12 @@ bool CsvRecordFile::Load(std::u16string_view file_name, bool header_only, bool k
   header_ = reader.Header();
   if (opened && !header_only) {
     if (!keep_raw_rows) records_.Reset(header_.size());
+    // The values are most of the file: room for them at once spares moving them as they grow.
+    if (platform::FileAttributeData attributes;
+        device_.files().GetAttributes(file_name, &attributes) == platform::kErrorSuccess) {
+      const std::uint64_t units = attributes.size / (reader.Unicode() ? sizeof(char16_t) : 1);
+      records_.Reserve(static_cast<std::size_t>(std::min(units, kMostReservedUnits)));
+    }
     Record values;
     while (reader.Next(&values)) records_.Append(values);
   }

@@ -198,6 +198,7 @@ bool RecordReader::Open(std::u16string_view file_name) {
   header_.clear();
   line_number_ = 0;
   last_error_ = 0;
+  unicode_ = false;
   platform::ErrorCode error = device_.files().Open(file_name, platform::kGenericRead, 0,
                                                    platform::Disposition::kOpenExisting, &file_);
   unsigned char start[2] = {};
@@ -223,6 +224,7 @@ bool RecordReader::Open(std::u16string_view file_name) {
     file_.reset();
     return false;
   }
+  unicode_ = unicode;
   if (unicode) {
     lines_ = MakeLines<char16_t>(*file_, [](std::u16string_view line) { return line; });
   } else {

@@ -35,6 +35,8 @@ class RecordReader {
   // kErrorCsvBadHeader.
   bool Open(std::u16string_view file_name);
   const Record& Header() const { return header_; }
+  // Whether the file began with the UTF-16 byte order mark.
+  bool Unicode() const { return unicode_; }
 
   // Reads the next record into *values. False at the end of the file (the last error 0) and on a
   // failure (a system error code, or kErrorCsvBadRecord with LineNumber() at the record's first
@@ -60,6 +62,7 @@ class RecordReader {
   Record header_;
   int last_error_ = 0;
   int line_number_ = 0;
+  bool unicode_ = false;
 };
 
 // The text of a record file's error code; a bad record names its line.
