@@ -1,9 +1,9 @@
 // Raw deflate on every core: the data is cut into large blocks, each deflated on a thread of its
 // own with libdeflate and ended on a byte boundary with an empty stored block (as a sync flush
 // ends one), the last one with the stream's end, so that the pieces, joined in order, are one
-// ordinary deflate stream that any inflater reads. A fixed ring of a few blocks per thread is in
-// flight, so memory stays bounded whatever the size of the data; data that fits one block is
-// deflated on the calling thread.
+// ordinary deflate stream that any inflater reads. A fixed ring of a block per thread and two
+// more is in flight, so memory stays bounded whatever the size of the data; data that fits one
+// block is deflated on the calling thread.
 #pragma once
 
 #include <zlib.h>
