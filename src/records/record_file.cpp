@@ -142,8 +142,10 @@ bool CsvRecordFile::WriteRecord(const RecordValues& values) {
 bool CsvRecordFile::Flush() {
   if (write_buffer_.empty()) return true;
   std::size_t written = 0;
-  const platform::ErrorCode error =
-      file_->Write(write_buffer_.data(), write_buffer_.size(), &written);
+  platform::ErrorCode error = file_->Write(write_buffer_.data(), write_buffer_.size(), &written);
+  // A write that stops short without a reason is taken as the disk being full.
+  if (error == platform::kErrorSuccess && written != write_buffer_.size())
+    error = platform::kErrorDiskFull;
   write_buffer_.clear();
   if (error != platform::kErrorSuccess) {
     last_error_ = static_cast<int>(error);
