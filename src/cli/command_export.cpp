@@ -14,6 +14,7 @@
 #include <tuple>
 #include <utility>
 
+#include "cli/backup_view.h"
 #include "cli/cli.h"
 #include "cli/command_words.h"
 #include "cli/export_file.h"
@@ -440,15 +441,12 @@ int Export(CommandContext& context, const ExportOptions& options) {
     }
   }
 
-  std::string scratch = (fs::temp_directory_path() / "kestrav-export-XXXXXX").string();
-  if (::mkdtemp(scratch.data()) == nullptr) {
-    return context.Fail("the temporary folder: " + std::string(std::strerror(errno)));
-  }
+  const ScratchFolder scratch;
+  if (!scratch.made()) return context.Fail("no temporary folder to read the backup's members in");
   Exporter exporter(options, folder, device->device().clock(), zone ? &*zone : nullptr,
                     Stamp(device->device(), backup, options.backup));
-  const int result = inspect::ReadBackup(device->device(), backup,
-                                         platform::FromUtf8(scratch + '/'), read_options, exporter);
-  fs::remove_all(scratch, code);
+  const int result =
+      inspect::ReadBackup(device->device(), backup, scratch.folder(), read_options, exporter);
   if (result != 0) {
     exporter.Abandon(options.backup + ": " + platform::ToUtf8(records::ArchiveErrorText(result)));
   }
