@@ -1,4 +1,8 @@
 #include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
 #include <system_error>
 #include <thread>
 
@@ -62,29 +66,103 @@ void StartKind(const platform::Device& device, KindWorker& worker, const PassCon
   if (pass.Canceled()) files.DeleteFile(pass.record_file);
 }
 
+namespace {
+
+// The record files of the kinds read so far, added to the archive on a thread of its own while
+// the pass reads the next kinds: one at a time, in the order they came, as the archive takes one
+// addition at a time. Reading is quicker than deflating, so a few files may wait their turn; past
+// kMostWaiting the pass waits too, so that the temporary folder never holds every kind at once.
+class ArchiveAdditions {
+ public:
+  struct Addition {
+    ItemKind kind;
+    std::u16string record_file;
+    bool reported_errors;
+  };
+  using AddFunction = std::function<void(const Addition&)>;
+
+  explicit ArchiveAdditions(AddFunction add) : add_(std::move(add)) {}
+  ~ArchiveAdditions() { Finish(); }
+  ArchiveAdditions(const ArchiveAdditions&) = delete;
+  ArchiveAdditions& operator=(const ArchiveAdditions&) = delete;
+
+  // Queues the addition, once fewer than kMostWaiting wait; without a thread to spare, adds it
+  // here and now.
+  void Hand(Addition addition) {
+    if (!thread_.joinable()) {
+      try {
+        thread_ = std::thread(&ArchiveAdditions::Work, this);
+      } catch (const std::system_error&) {
+        add_(addition);
+        return;
+      }
+    }
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return waiting_.size() < kMostWaiting; });
+    waiting_.push_back(std::move(addition));
+    changed_.notify_all();
+  }
+
+  // Returns once every addition handed over is done.
+  void Finish() {
+    if (!thread_.joinable()) return;
+    {
+      std::lock_guard lock(mutex_);
+      finishing_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
+  }
+
+ private:
+  static constexpr std::size_t kMostWaiting = 2;
+
+  void Work() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      changed_.wait(lock, [this] { return finishing_ || !waiting_.empty(); });
+      if (waiting_.empty()) return;
+      const Addition addition = std::move(waiting_.front());
+      waiting_.pop_front();
+      changed_.notify_all();
+      lock.unlock();
+      add_(addition);
+      lock.lock();
+    }
+  }
+
+  const AddFunction add_;
+  std::thread thread_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Addition> waiting_;
+  bool finishing_ = false;
+};
+
+}  // namespace
+
 void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerFactory& factory) {
   job.archived.clear();
   const std::uint32_t start = device.clock().TickCount();
   auto canceled = [&] { return job.cancel != nullptr && job.cancel->load() != 0; };
-  // A kind's record file is added to the archive while the next kind is read: the archive takes
-  // one addition at a time, and the pass ends only once the last one has.
-  std::thread addition;
-  auto add = [&device, &job](ItemKind kind, std::u16string record_file, bool reported_errors) {
+  ArchiveAdditions additions([&](const ArchiveAdditions::Addition& addition) {
+    // A file still waiting when the job is canceled is not added: the archive goes with it.
+    if (canceled()) {
+      device.files().DeleteFile(addition.record_file);
+      return;
+    }
     // A failed addition is not reported among the rows: the kind's own lines have told what it
     // did. The front end is told after the pass.
     const int result =
-        records::AddFile(device, record_file, job.archive_file, job.compression_method,
+        records::AddFile(device, addition.record_file, job.archive_file, job.compression_method,
                          [&job](std::uint32_t position, std::uint32_t upper_bound) {
                            PostProgress(job.sink, position, upper_bound, false);
                          });
-    job.archived.push_back(
-        {kind, std::u16string(platform::BaseName(record_file)), result, reported_errors});
-    device.files().DeleteFile(record_file);
-  };
+    job.archived.push_back({addition.kind, std::u16string(platform::BaseName(addition.record_file)),
+                            result, addition.reported_errors});
+    device.files().DeleteFile(addition.record_file);
+  });
   auto error_rows = [&job] { return job.sink != nullptr ? job.sink->error_lines() : 0; };
-  auto finish_addition = [&addition] {
-    if (addition.joinable()) addition.join();
-  };
   PostProgress(job.sink, 0, static_cast<std::uint32_t>(job.kinds.size()), true);
   for (std::size_t index = 0; index < job.kinds.size(); ++index) {
     const ItemKind kind = job.kinds[index];
@@ -104,19 +182,14 @@ void RunBackup(const platform::Device& device, BackupJob& job, const KindWorkerF
       if (!canceled()) {
         PostLog(job.sink, platform::Format(texts::kAddingToBackupFile, KindInfo(kind).word),
                 LogIcon::kInformation);
-        finish_addition();
-        try {
-          addition = std::thread(add, kind, pass.record_file, reported_errors);
-        } catch (const std::system_error&) {
-          add(kind, pass.record_file, reported_errors);  // without a thread to spare, here and now
-        }
+        additions.Hand({kind, pass.record_file, reported_errors});
       } else {
         device.files().DeleteFile(pass.record_file);
       }
     }
     PostProgress(job.sink, static_cast<std::uint32_t>(index), 0, true);
   }
-  finish_addition();
+  additions.Finish();
   const std::uint32_t end = device.clock().TickCount();
   if (canceled()) {
     if (device.files().FileExists(job.archive_file)) device.files().DeleteFile(job.archive_file);

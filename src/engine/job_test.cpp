@@ -124,6 +124,19 @@ TEST_F(JobTest, BackupWritesEachKindToTheArchiveAndCleansUp) {
             2 + 2 * std::u16string(u"Name;Number\r\nrecord 0;0\r\nrecord 1;0\r\n").size());
 }
 
+TEST_F(JobTest, FilesWaitingForTheArchiveAreAddedInTheKindsOrder) {
+  Backup({ItemKind::kSpeedDials, ItemKind::kContacts, ItemKind::kAppointments, ItemKind::kTasks,
+          ItemKind::kCallLogs});
+  EXPECT_EQ(MemberNames(),
+            (std::vector<std::u16string>{u"speeddials_20070315.csd", u"contacts_20070315.csc",
+                                         u"appts_20070315.csa", u"tasks_20070315.cst",
+                                         u"clogs_20070315.csl"}));
+  ASSERT_EQ(job_.archived.size(), 5u);
+  EXPECT_EQ(job_.archived[4].kind, ItemKind::kCallLogs);
+  EXPECT_EQ(job_.archived[4].result, 0);
+  EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
+}
+
 TEST_F(JobTest, BackupWithoutKindsEndsAtOnce) {
   Backup({});
   EXPECT_EQ(sink_.events, (std::vector<std::u16string>{

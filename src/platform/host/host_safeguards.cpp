@@ -129,6 +129,7 @@ struct Connection {
 
 int OpenConnection(const fs::path& file, int flags, int busy_timeout_milliseconds,
                    Connection* connection) {
+  ConfigureSqlite();
   const int result =
       sqlite3_open_v2(file.c_str(), &connection->handle, flags | SQLITE_OPEN_NOFOLLOW, nullptr);
   if (result == SQLITE_OK) {

@@ -21,6 +21,7 @@ constexpr const char* kFolders[] = {"fs/Temp", "fs/Storage Card", "fs/My Documen
 bool CopyDatabase(const fs::path& source, const fs::path& target, std::string* error) {
   sqlite3* from = nullptr;
   sqlite3* to = nullptr;
+  ConfigureSqlite();
   int result = sqlite3_open_v2(source.c_str(), &from, SQLITE_OPEN_READWRITE, nullptr);
   if (result != SQLITE_OK) {
     sqlite3_close(from);

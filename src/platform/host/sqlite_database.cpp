@@ -2,6 +2,12 @@
 
 namespace kestrav::platform::host {
 
+void ConfigureSqlite() {
+  // Only before SQLite starts; later calls change nothing, so once is enough.
+  static const bool configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK;
+  static_cast<void>(configured);
+}
+
 std::string StoreFailureText(int code, int busy_timeout_milliseconds) {
   switch (code & 0xFF) {
     case SQLITE_FULL:
@@ -122,6 +128,7 @@ std::vector<std::uint8_t> SqliteStatement::Bytes(int column) const {
 std::unique_ptr<SqliteDatabase> SqliteDatabase::Open(const std::filesystem::path& file, bool create,
                                                      StoreFailure* failure,
                                                      int busy_timeout_milliseconds) {
+  ConfigureSqlite();
   sqlite3* handle = nullptr;
   // The stores serialize their calls themselves, so SQLite need not lock for every call.
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX |

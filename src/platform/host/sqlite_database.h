@@ -30,6 +30,11 @@
 
 namespace kestrav::platform::host {
 
+// Sets SQLite up for this process before its first connection: without memory statistics, which
+// nothing here reads and which cost a lock on every allocation. Every connection is opened after
+// it.
+void ConfigureSqlite();
+
 // How long a connection waits for another program's lock before it fails.
 inline constexpr int kStoreBusyTimeoutMilliseconds = 10'000;
 
