@@ -1,12 +1,14 @@
 #include "records/record_file.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 
 #include "platform/format.h"
 #include "records/record_reader.h"
 #include "records/texts.h"
+#include "records/unit_search.h"
 
 namespace kestrav::records {
 namespace {
@@ -14,20 +16,24 @@ namespace {
 static_assert(std::endian::native == std::endian::little,
               "record files are UTF-16LE and are written from memory as they stand");
 
-constexpr std::size_t kWriteBufferBytes = 64 * 1024;
 // The most room a load makes for values before it sees them; past that the table grows.
 constexpr std::uint64_t kMostReservedUnits = 256 * 1024 * 1024;
 
+// The units below 64 that call for quotes, one bit each: the quote, CR, LF, ';' and ','.
+constexpr std::uint64_t kQuotedUnitsBelow64 = std::uint64_t{1} << u'"' | std::uint64_t{1} << u'\r' |
+                                              std::uint64_t{1} << u'\n' | std::uint64_t{1} << u';' |
+                                              std::uint64_t{1} << u',';
+constexpr std::size_t kShortValueUnits = 8;
+
 bool NeedsQuotes(std::u16string_view text, char16_t separator) {
-  for (char16_t unit : text) {
-    // Past ';' only the separator can call for quotes; most units of a value are there.
-    if (unit > u';' ? unit == separator
-                    : unit == u'"' || unit == u'\r' || unit == u'\n' || unit == u';' ||
-                          unit == u',' || unit == separator) {
-      return true;
-    }
+  if (text.size() >= kShortValueUnits)
+    return HoldsAnyUnit(text, std::array{u'"', u'\r', u'\n', u';', u',', separator});
+  // Most values are short: each unit is tested without a branch.
+  bool found = false;
+  for (const char16_t unit : text) {
+    found |= (unit < 64 && ((kQuotedUnitsBelow64 >> (unit & 63)) & 1) != 0) || unit == separator;
   }
-  return false;
+  return found;
 }
 
 // What one piece of a value costs the reader at `at`: its units and the units counted.
@@ -90,18 +96,18 @@ bool CsvRecordFile::Open(std::u16string_view file_name, std::uint32_t share_mode
     file_.reset();
     return false;
   }
+  write_buffer_ = std::make_unique_for_overwrite<char[]>(kWriteBufferBytes);
+  buffered_ = 0;
   static constexpr unsigned char kByteOrderMark[] = {0xFF, 0xFE};
   return WriteRaw(kByteOrderMark, sizeof kByteOrderMark) == sizeof kByteOrderMark;
 }
 
-std::size_t CsvRecordFile::WriteRaw(const void* bytes, std::size_t byte_count) {
+std::size_t CsvRecordFile::WriteRawThroughBuffer(const void* bytes, std::size_t byte_count) {
   if (!file_) {
     last_error_ = static_cast<int>(platform::kErrorInvalidHandle);
     return 0;
   }
-  write_buffer_.append(static_cast<const char*>(bytes), byte_count);
-  if (write_buffer_.size() >= kWriteBufferBytes && !Flush()) return 0;
-  return byte_count;
+  return Buffer(bytes, byte_count) ? byte_count : 0;
 }
 
 bool CsvRecordFile::WriteValue(std::u16string_view text) {
@@ -109,44 +115,93 @@ bool CsvRecordFile::WriteValue(std::u16string_view text) {
     last_error_ = static_cast<int>(platform::kErrorInvalidHandle);
     return false;
   }
-  BufferValue(text);
-  return write_buffer_.size() < kWriteBufferBytes || Flush();
+  return BufferValue(text);
 }
 
-void CsvRecordFile::BufferValue(std::u16string_view text) {
+bool CsvRecordFile::Buffer(const void* bytes, std::size_t byte_count) {
+  const char* from = static_cast<const char*>(bytes);
+  bool written = true;
+  while (byte_count >= kWriteBufferBytes - buffered_) {
+    const std::size_t room = kWriteBufferBytes - buffered_;
+    std::memcpy(write_buffer_.get() + buffered_, from, room);
+    buffered_ += room;
+    from += room;
+    byte_count -= room;
+    written = Flush() && written;
+  }
+  if (byte_count != 0) std::memcpy(write_buffer_.get() + buffered_, from, byte_count);
+  buffered_ += byte_count;
+  return written;
+}
+
+bool CsvRecordFile::BufferValue(std::u16string_view text) {
   static constexpr char16_t kQuote = u'"';
   const bool quoted = NeedsQuotes(text, separator_);
-  if (quoted) write_buffer_.append(reinterpret_cast<const char*>(&kQuote), sizeof kQuote);
-  write_buffer_.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t));
-  if (quoted) write_buffer_.append(reinterpret_cast<const char*>(&kQuote), sizeof kQuote);
+  const std::size_t bytes = text.size() * sizeof(char16_t);
+  if (bytes + 2 * sizeof kQuote < kWriteBufferBytes - buffered_) {
+    char* const start = write_buffer_.get() + buffered_;
+    char* end = start;
+    if (quoted) end = static_cast<char*>(std::memcpy(end, &kQuote, sizeof kQuote)) + sizeof kQuote;
+    if (bytes != 0) end = static_cast<char*>(std::memcpy(end, text.data(), bytes)) + bytes;
+    if (quoted) end = static_cast<char*>(std::memcpy(end, &kQuote, sizeof kQuote)) + sizeof kQuote;
+    buffered_ += static_cast<std::size_t>(end - start);
+    return true;
+  }
+  bool written = !quoted || Buffer(&kQuote, sizeof kQuote);
+  written = Buffer(text.data(), bytes) && written;
+  return (!quoted || Buffer(&kQuote, sizeof kQuote)) && written;
 }
 
-// The record goes into the buffer whole, which is written out once it holds enough.
+// The record goes into the buffer, which is written out each time it fills.
 bool CsvRecordFile::WriteRecord(const RecordValues& values) {
   if (!file_) {
     last_error_ = static_cast<int>(platform::kErrorInvalidHandle);
     return false;
   }
-  for (std::size_t column = 0; column < values.size(); ++column) {
-    const std::optional<std::u16string>& value = values[column];
-    BufferValue(value ? std::u16string_view(*value) : std::u16string_view());
-    if (column + 1 < values.size()) {
-      write_buffer_.append(reinterpret_cast<const char*>(&separator_), sizeof separator_);
-    }
-  }
   static constexpr char16_t kLineEnd[] = {u'\r', u'\n'};
-  write_buffer_.append(reinterpret_cast<const char*>(kLineEnd), sizeof kLineEnd);
-  return write_buffer_.size() < kWriteBufferBytes || Flush();
+  std::size_t column = 0;
+  // Values are copied in as long as each, with its quotes, its separator and the line's end,
+  // fits the room left; the rest of the record goes through the buffer piece by piece. Every
+  // caller writes whole units, so the buffer holds whole units too.
+  if (buffered_ % sizeof(char16_t) == 0) {
+    char16_t* const start = reinterpret_cast<char16_t*>(write_buffer_.get() + buffered_);
+    char16_t* const limit = reinterpret_cast<char16_t*>(write_buffer_.get() + kWriteBufferBytes);
+    char16_t* end = start;
+    for (; column < values.size(); ++column) {
+      const std::optional<std::u16string>& value = values[column];
+      const std::size_t size = value ? value->size() : 0;
+      if (size + 5 >= static_cast<std::size_t>(limit - end)) break;
+      if (column > 0) *end++ = separator_;
+      if (size == 0) continue;
+      const bool quoted = NeedsQuotes(*value, separator_);
+      if (quoted) *end++ = u'"';
+      std::memcpy(end, value->data(), size * sizeof(char16_t));
+      end += size;
+      if (quoted) *end++ = u'"';
+    }
+    if (column == values.size()) {
+      *end++ = kLineEnd[0];
+      *end++ = kLineEnd[1];
+    }
+    buffered_ += static_cast<std::size_t>(end - start) * sizeof(char16_t);
+    if (column == values.size()) return true;
+  }
+  bool written = true;
+  for (; column < values.size(); ++column) {
+    if (column > 0) written = Buffer(&separator_, sizeof separator_) && written;
+    const std::optional<std::u16string>& value = values[column];
+    written = BufferValue(value ? std::u16string_view(*value) : std::u16string_view()) && written;
+  }
+  return Buffer(kLineEnd, sizeof kLineEnd) && written;
 }
 
 bool CsvRecordFile::Flush() {
-  if (write_buffer_.empty()) return true;
+  if (buffered_ == 0) return true;
   std::size_t written = 0;
-  platform::ErrorCode error = file_->Write(write_buffer_.data(), write_buffer_.size(), &written);
+  platform::ErrorCode error = file_->Write(write_buffer_.get(), buffered_, &written);
   // A write that stops short without a reason is taken as the disk being full.
-  if (error == platform::kErrorSuccess && written != write_buffer_.size())
-    error = platform::kErrorDiskFull;
-  write_buffer_.clear();
+  if (error == platform::kErrorSuccess && written != buffered_) error = platform::kErrorDiskFull;
+  buffered_ = 0;
   if (error != platform::kErrorSuccess) {
     last_error_ = static_cast<int>(error);
     write_failed_ = true;
@@ -160,6 +215,7 @@ bool CsvRecordFile::Close() {
   bool closed = Flush();
   const platform::ErrorCode error = file_->Close();
   file_.reset();
+  write_buffer_.reset();
   if (error != platform::kErrorSuccess && closed) {
     last_error_ = static_cast<int>(error);
     closed = false;

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,7 +47,15 @@ class CsvRecordFile {
   // truncated: callers start from a file that does not exist.
   bool Open(std::u16string_view file_name, std::uint32_t share_mode);
   // Writes bytes as they are; returns the number written (0 on failure).
-  std::size_t WriteRaw(const void* bytes, std::size_t byte_count);
+  std::size_t WriteRaw(const void* bytes, std::size_t byte_count) {
+    // Most pieces fit the buffer as it is: they are only copied.
+    if (file_ && byte_count < kWriteBufferBytes - buffered_) {
+      if (byte_count != 0) std::memcpy(write_buffer_.get() + buffered_, bytes, byte_count);
+      buffered_ += byte_count;
+      return byte_count;
+    }
+    return WriteRawThroughBuffer(bytes, byte_count);
+  }
   // Writes one value, between quotes when the quoting rule asks for them.
   bool WriteValue(std::u16string_view text);
   // Writes the values with the separator between them and CR LF after the last.
@@ -79,9 +88,15 @@ class CsvRecordFile {
   std::u16string LoadFailedText() const;
 
  private:
+  static constexpr std::size_t kWriteBufferBytes = 256 * 1024;
+
+  std::size_t WriteRawThroughBuffer(const void* bytes, std::size_t byte_count);
+  // Copies bytes into the buffer, writing it out each time it fills; false when a write failed.
+  bool Buffer(const void* bytes, std::size_t byte_count);
+  // Writes out what the buffer holds; false when the write failed.
   bool Flush();
-  // Puts a value into the buffer, quoted where it must be.
-  void BufferValue(std::u16string_view text);
+  // Puts a value into the buffer, quoted where it must be; false when a write failed.
+  bool BufferValue(std::u16string_view text);
 
   const platform::Device& device_;
   char16_t separator_;
@@ -90,7 +105,8 @@ class CsvRecordFile {
   int last_error_ = 0;
 
   std::unique_ptr<platform::File> file_;
-  std::string write_buffer_;
+  std::unique_ptr<char[]> write_buffer_;  // kWriteBufferBytes while a file is open
+  std::size_t buffered_ = 0;
   bool write_failed_ = false;
 
   Record header_;

@@ -57,6 +57,25 @@ TEST_F(RecordFileTest, WritesByteOrderMarkCrLfAndQuotesOnlyValuesThatNeedIt) {
                                   u"\"cr\ronly\"|\"0x01,0xab\"|Zo\u00EB \U0001F600\r\n"));
 }
 
+// Short values are looked at unit by unit, longer ones eight units at a time with the last eight
+// read whole: a unit that calls for quotes is found wherever it stands.
+TEST_F(RecordFileTest, QuotesAreFoundAtEveryPlaceOfValuesOfEveryLength) {
+  std::vector<RecordValues> records;
+  std::u16string expected;
+  for (std::size_t length = 1; length <= 24; ++length) {
+    const std::u16string plain(length, u'b');
+    for (const char16_t special : {u'"', u'\r', u'\n', u';', u',', u'|'}) {
+      for (std::size_t at = 0; at < length; ++at) {
+        std::u16string value(length, u'a');
+        value[at] = special;
+        records.push_back({value, plain});
+        expected += u"\"" + value + u"\"|" + plain + u"\r\n";
+      }
+    }
+  }
+  EXPECT_EQ(Write(records, u'|'), Utf16FileBytes(expected));
+}
+
 TEST_F(RecordFileTest, OpenFailsForAnEmptyNameOrAMissingFolder) {
   CsvRecordFile writer(device_.device());
   EXPECT_FALSE(writer.Open(u"", 0));
@@ -69,7 +88,7 @@ TEST_F(RecordFileTest, CloseReportsAWriteThatFailed) {
   CsvRecordFile writer(device_.device());
   ASSERT_TRUE(writer.Open(u"/dev/full", 0));
   const RecordValues record(64, std::u16string(512, u'x'));
-  for (int i = 0; i < 4; ++i) writer.WriteRecord(record);  // more than one buffer's worth
+  for (int i = 0; i < 16; ++i) writer.WriteRecord(record);  // more than one buffer's worth
   EXPECT_FALSE(writer.Close());
   EXPECT_EQ(writer.LastError(), static_cast<int>(platform::kErrorDiskFull));
 }

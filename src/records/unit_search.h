@@ -1,8 +1,10 @@
-// Fast searches for one of two code units in a run of UTF-16 units or ANSI bytes: the record
-// reader looks at every unit of a file twice (line ends, then separators and quotes), so these
-// scans test sixteen bytes at a time (eight without SSE2).
+// Fast searches for one of a few code units in a run of UTF-16 units or ANSI bytes: the record
+// reader looks at every unit of a file twice (line ends, then separators and quotes) and the
+// writer once (for the units that call for quotes), so these scans test sixteen bytes at a time
+// (eight without SSE2).
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -84,6 +86,37 @@ void ForEachUnitOf(std::u16string_view text, char16_t a, char16_t b, OnMatch on_
   for (; i < text.size(); ++i) {
     if (data[i] == a || data[i] == b) on_match(i);
   }
+}
+
+// Whether any unit of the text is one of the given units.
+template <std::size_t N>
+bool HoldsAnyUnit(std::u16string_view text, const std::array<char16_t, N>& units) {
+  const char16_t* data = text.data();
+#if defined(__SSE2__)
+  // Eight units at a time; the last eight are read whole, some of them a second time.
+  if (text.size() >= 8) {
+    __m128i patterns[N];
+    for (std::size_t k = 0; k < N; ++k) patterns[k] = _mm_set1_epi16(static_cast<short>(units[k]));
+    auto any_in = [&patterns](const char16_t* at) {
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+      __m128i matches = _mm_cmpeq_epi16(block, patterns[0]);
+      for (std::size_t k = 1; k < N; ++k)
+        matches = _mm_or_si128(matches, _mm_cmpeq_epi16(block, patterns[k]));
+      return _mm_movemask_epi8(matches) != 0;
+    };
+    const std::size_t last = text.size() - 8;
+    for (std::size_t i = 0; i < last; i += 8) {
+      if (any_in(data + i)) return true;
+    }
+    return any_in(data + last);
+  }
+#endif
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    for (const char16_t unit : units) {
+      if (data[i] == unit) return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace kestrav::records
