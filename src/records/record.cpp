@@ -24,11 +24,6 @@ std::u16string_view Record::operator[](std::size_t column) const {
   return std::u16string_view(text_).substr(begin, ends_[column] - begin);
 }
 
-void Record::push_back(std::u16string_view value) {
-  text_.append(value);
-  ends_.push_back(static_cast<std::uint32_t>(text_.size()));
-}
-
 void Record::clear() {
   text_.clear();
   ends_.clear();

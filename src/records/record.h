@@ -63,7 +63,10 @@ class Record {
     return column < size() ? (*this)[column] : std::u16string_view();
   }
 
-  void push_back(std::u16string_view value);
+  void push_back(std::u16string_view value) {
+    if (!value.empty()) text_.append(value);  // most values of most records are empty
+    ends_.push_back(static_cast<std::uint32_t>(text_.size()));
+  }
   void clear();
 
   // A record reads as a view of itself, so code that reads rows takes a Record as well.
