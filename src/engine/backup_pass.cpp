@@ -70,8 +70,9 @@ namespace {
 
 // The record files of the kinds read so far, added to the archive on a thread of its own while
 // the pass reads the next kinds: one at a time, in the order they came, as the archive takes one
-// addition at a time. Reading is quicker than deflating, so a few files may wait their turn; past
-// kMostWaiting the pass waits too, so that the temporary folder never holds every kind at once.
+// addition at a time. Reading is quicker than deflating, so a file may wait its turn; past
+// kMostWaiting the pass waits too, so that the temporary folder holds at most three record files
+// at once: the one being added, the one waiting and the one being written.
 class ArchiveAdditions {
  public:
   struct Addition {
@@ -115,7 +116,7 @@ class ArchiveAdditions {
   }
 
  private:
-  static constexpr std::size_t kMostWaiting = 2;
+  static constexpr std::size_t kMostWaiting = 1;
 
   void Work() {
     std::unique_lock lock(mutex_);
