@@ -280,14 +280,24 @@ std::u16string RunCheckedBackup(const platform::Device& device, BackupJob& job,
     if (const std::u16string failure = safeguards->StoreFailure(); !failure.empty())
       return drop(platform::Format(texts::kStoreFailedUnderBackup, failure));
   }
+  // An addition that found the disk full is why an archive is damaged or empty: that is the
+  // reason worth telling.
+  const auto refused = std::ranges::find(job.archived, static_cast<int>(platform::kErrorDiskFull),
+                                         &BackupJob::ArchivedKind::result);
+  auto not_written = [&] {
+    return drop(
+        platform::Format(texts::kArchiveNotWritten, records::ArchiveErrorText(refused->result)));
+  };
   std::vector<records::ArchiveMember> members;
   // Nothing was added when every addition failed: there is no archive to test then.
   if (std::ranges::any_of(job.archived, [](const BackupJob::ArchivedKind& archived) {
         return archived.result == 0;
       })) {
-    if (const int tested = records::TestArchive(device, partial, &members); tested != 0)
+    if (const int tested = records::TestArchive(device, partial, &members); tested != 0) {
+      if (refused != job.archived.end()) return not_written();
       return drop(
           platform::Format(texts::kArchiveWrittenDamaged, records::ArchiveErrorText(tested)));
+    }
   }
   for (const ItemKind kind : job.kinds) {
     const auto archived = std::ranges::find(job.archived, kind, &BackupJob::ArchivedKind::kind);
@@ -299,7 +309,8 @@ std::u16string RunCheckedBackup(const platform::Device& device, BackupJob& job,
       job.incomplete_kinds.push_back(kind);
     }
   }
-  if (members.empty()) return drop(texts::kNothingBackedUp);
+  if (members.empty())
+    return refused != job.archived.end() ? not_written() : drop(texts::kNothingBackedUp);
   std::u16string target = archive;
   // An archive already there may hold every kind: one that lacks some goes beside it.
   if ((!job.missing_kinds.empty() || !job.incomplete_kinds.empty()) && files.Exists(archive)) {

@@ -234,6 +234,24 @@ TEST_F(JobTest, CheckedBackupKeepsWhatWorkedAndReplacesOnlyWithAWholeArchive) {
   EXPECT_EQ(MemberNames(), std::vector<std::u16string>{u"contacts_20070315.csc"});
 }
 
+// The disk fills while the archive is written: the user is told so, and nothing is left behind.
+TEST_F(JobTest, ABackupThatFillsTheDiskSaysSo) {
+  device_.WriteFile(job_.archive_file, "old archive");
+  job_.kinds = {ItemKind::kContacts, ItemKind::kTasks, ItemKind::kCallLogs};
+  std::u16string fault;
+  {
+    // Room for each record file and the first member, not for the archive of all three.
+    const kestrav::testing::FileSizeLimit disk_full_past(300);
+    fault = RunCheckedBackup(device_.device(), job_, Factory());
+  }
+  sink_.DispatchPending();
+  EXPECT_EQ(fault, u"the archive could not be written: There is not enough space on the disk.");
+  EXPECT_EQ(device_.ReadFile(job_.archive_file), "old archive");
+  EXPECT_FALSE(device_.files().Exists(job_.archive_file + u".partial"));
+  EXPECT_EQ(job_.written_archive, u"");
+  EXPECT_TRUE(device_.files().Find(u"\\Temp\\*").empty());
+}
+
 TEST_F(JobTest, RestorePreparationRefusals) {
   const std::vector<RestoreEntry> entries = {{ItemKind::kContacts, u"\\a.csc"}};
   std::optional<RestoreRefusal> refusal =

@@ -43,6 +43,7 @@ inline constexpr char16_t kPartialArchiveSuffix[] = u".partial";
 inline constexpr char16_t kBackupWasCanceled[] = u"the backup was canceled";
 inline constexpr char16_t kStoreFailedUnderBackup[] = u"a store of the device failed: %s";
 inline constexpr char16_t kArchiveWrittenDamaged[] = u"the archive written is damaged: %s";
+inline constexpr char16_t kArchiveNotWritten[] = u"the archive could not be written: %s";
 inline constexpr char16_t kNothingBackedUp[] = u"no kind could be backed up";
 inline constexpr char16_t kArchiveLacksKinds[] = u"the archive lacks %s";
 inline constexpr char16_t kKindsMayBeIncomplete[] = u"%s reported errors and may be incomplete";

@@ -36,6 +36,13 @@ constexpr std::uint64_t kZip64Limit = 0xFFFFFFFF;
 struct ArchiveIo {
   platform::FileSystem* files;
   ErrorCode last_error = kErrorSuccess;
+  // The first write or close the host refused: why an addition failed, where it did.
+  ErrorCode refused_write = kErrorSuccess;
+
+  void NoteWrite(ErrorCode error) {
+    last_error = error;
+    if (refused_write == kErrorSuccess) refused_write = error;
+  }
 };
 
 // The archive's file with read buffers in front of it: minizip reads the directory a few bytes
@@ -164,7 +171,7 @@ uLong ReadArchive(voidpf opaque, voidpf stream, void* buffer, uLong size) {
 uLong WriteArchive(voidpf opaque, voidpf stream, const void* buffer, uLong size) {
   auto* io = static_cast<ArchiveIo*>(opaque);
   std::size_t written = 0;
-  io->last_error = static_cast<ArchiveStream*>(stream)->Write(buffer, size, &written);
+  io->NoteWrite(static_cast<ArchiveStream*>(stream)->Write(buffer, size, &written));
   return written;
 }
 
@@ -186,7 +193,7 @@ int CloseArchive(voidpf opaque, voidpf stream) {
   auto* io = static_cast<ArchiveIo*>(opaque);
   std::unique_ptr<ArchiveStream> file(static_cast<ArchiveStream*>(stream));
   const ErrorCode error = file->Close();
-  if (error != kErrorSuccess) io->last_error = error;
+  if (error != kErrorSuccess) io->NoteWrite(error);
   return error == kErrorSuccess ? 0 : EOF;
 }
 
@@ -719,6 +726,8 @@ int AddFile(const platform::Device& device, std::u16string_view source_file,
   }
   source->Close();
   if (zipClose(archive, nullptr) != ZIP_OK && result == 0) result = kArchiveDataError;
+  // A write the host refused says what went wrong - a full disk, say - better than a data error.
+  if (result != 0 && io.refused_write != kErrorSuccess) result = static_cast<int>(io.refused_write);
   return result;
 }
 

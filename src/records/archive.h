@@ -56,7 +56,8 @@ bool MemberNeedsZip64(std::uint64_t size, int method);
 
 // Adds a file to the archive as a new member, creating the archive when it does not exist.
 // method: kMethodDeflated or kMethodStored. Returns 0 or an error code; the archive itself is
-// refused as a source (kArchiveOwnMember) and left as it was.
+// refused as a source (kArchiveOwnMember) and left as it was. Where the host refused a write to
+// the archive, the code is the host's (kErrorDiskFull for a full disk).
 int AddFile(const platform::Device& device, std::u16string_view source_file,
             std::u16string_view archive_file, int method, const ArchiveProgress& progress);
 

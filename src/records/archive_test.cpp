@@ -319,6 +319,17 @@ TEST_F(ArchiveAddFile, MissingNamesAndSources) {
             static_cast<int>(platform::kErrorFileNotFound));
 }
 
+// A disk that fills while the member is written: the host's reason comes back, not a data error.
+TEST_F(ArchiveAddFile, AFullDiskIsTheReasonGiven) {
+  WriteFile(kSource, SampleRecords(300000));
+  for (const int method : {kMethodStored, kMethodDeflated}) {
+    SCOPED_TRACE(method);
+    fs::remove(HostPath(kArchive));
+    const kestrav::testing::FileSizeLimit disk_full_past(8 * 1024);
+    EXPECT_EQ(Add(kSource, method), static_cast<int>(platform::kErrorDiskFull));
+  }
+}
+
 TEST_F(ArchiveAddFile, StoresTheUtcDateWithTheMonthOneHigher) {
   WriteFile(u"\\Temp\\march.csc", "m");
   WriteFile(u"\\Temp\\december.csc", "d");

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -93,6 +94,19 @@ std::u16string TextOfUtf16File(std::string_view bytes) {
     text.push_back(static_cast<char16_t>(static_cast<std::uint8_t>(bytes[at]) |
                                          (static_cast<std::uint8_t>(bytes[at + 1]) << 8)));
   return text;
+}
+
+FileSizeLimit::FileSizeLimit(std::uint64_t bytes) {
+  previous_handler_ = std::signal(SIGXFSZ, SIG_IGN);
+  getrlimit(RLIMIT_FSIZE, &previous_limit_);
+  rlimit limit = previous_limit_;
+  limit.rlim_cur = static_cast<rlim_t>(bytes);
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+FileSizeLimit::~FileSizeLimit() {
+  setrlimit(RLIMIT_FSIZE, &previous_limit_);
+  std::signal(SIGXFSZ, previous_handler_);
 }
 
 }  // namespace kestrav::testing

@@ -4,6 +4,9 @@
 // folder is removed when the object goes.
 #pragma once
 
+#include <sys/resource.h>
+
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -64,6 +67,21 @@ class TemporaryFolder {
 
  private:
   std::filesystem::path path_;
+};
+
+// While it lives, no file this process writes may grow past `bytes`, as if the disk were full
+// there: a write past it fails (EFBIG, which the host file system takes for a full disk) rather
+// than stopping the process with SIGXFSZ.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(std::uint64_t bytes);
+  ~FileSizeLimit();
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit previous_limit_{};
+  void (*previous_handler_)(int) = nullptr;
 };
 
 }  // namespace kestrav::testing
