@@ -102,7 +102,7 @@ bool CsvRecordFile::Open(std::u16string_view file_name, std::uint32_t share_mode
   return WriteRaw(kByteOrderMark, sizeof kByteOrderMark) == sizeof kByteOrderMark;
 }
 
-std::size_t CsvRecordFile::WriteRawThroughBuffer(const void* bytes, std::size_t byte_count) {
+std::size_t CsvRecordFile::WriteRaw(const void* bytes, std::size_t byte_count) {
   if (!file_) {
     last_error_ = static_cast<int>(platform::kErrorInvalidHandle);
     return 0;
@@ -118,7 +118,7 @@ bool CsvRecordFile::WriteValue(std::u16string_view text) {
   return BufferValue(text);
 }
 
-bool CsvRecordFile::Buffer(const void* bytes, std::size_t byte_count) {
+bool CsvRecordFile::BufferAcrossFlushes(const void* bytes, std::size_t byte_count) {
   const char* from = static_cast<const char*>(bytes);
   bool written = true;
   while (byte_count >= kWriteBufferBytes - buffered_) {
@@ -137,18 +137,8 @@ bool CsvRecordFile::Buffer(const void* bytes, std::size_t byte_count) {
 bool CsvRecordFile::BufferValue(std::u16string_view text) {
   static constexpr char16_t kQuote = u'"';
   const bool quoted = NeedsQuotes(text, separator_);
-  const std::size_t bytes = text.size() * sizeof(char16_t);
-  if (bytes + 2 * sizeof kQuote < kWriteBufferBytes - buffered_) {
-    char* const start = write_buffer_.get() + buffered_;
-    char* end = start;
-    if (quoted) end = static_cast<char*>(std::memcpy(end, &kQuote, sizeof kQuote)) + sizeof kQuote;
-    if (bytes != 0) end = static_cast<char*>(std::memcpy(end, text.data(), bytes)) + bytes;
-    if (quoted) end = static_cast<char*>(std::memcpy(end, &kQuote, sizeof kQuote)) + sizeof kQuote;
-    buffered_ += static_cast<std::size_t>(end - start);
-    return true;
-  }
   bool written = !quoted || Buffer(&kQuote, sizeof kQuote);
-  written = Buffer(text.data(), bytes) && written;
+  written = Buffer(text.data(), text.size() * sizeof(char16_t)) && written;
   return (!quoted || Buffer(&kQuote, sizeof kQuote)) && written;
 }
 

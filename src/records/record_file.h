@@ -47,15 +47,7 @@ class CsvRecordFile {
   // truncated: callers start from a file that does not exist.
   bool Open(std::u16string_view file_name, std::uint32_t share_mode);
   // Writes bytes as they are; returns the number written (0 on failure).
-  std::size_t WriteRaw(const void* bytes, std::size_t byte_count) {
-    // Most pieces fit the buffer as it is: they are only copied.
-    if (file_ && byte_count < kWriteBufferBytes - buffered_) {
-      if (byte_count != 0) std::memcpy(write_buffer_.get() + buffered_, bytes, byte_count);
-      buffered_ += byte_count;
-      return byte_count;
-    }
-    return WriteRawThroughBuffer(bytes, byte_count);
-  }
+  std::size_t WriteRaw(const void* bytes, std::size_t byte_count);
   // Writes one value, between quotes when the quoting rule asks for them.
   bool WriteValue(std::u16string_view text);
   // Writes the values with the separator between them and CR LF after the last.
@@ -90,9 +82,17 @@ class CsvRecordFile {
  private:
   static constexpr std::size_t kWriteBufferBytes = 256 * 1024;
 
-  std::size_t WriteRawThroughBuffer(const void* bytes, std::size_t byte_count);
   // Copies bytes into the buffer, writing it out each time it fills; false when a write failed.
-  bool Buffer(const void* bytes, std::size_t byte_count);
+  bool Buffer(const void* bytes, std::size_t byte_count) {
+    // Most pieces fit the room left: they are only copied.
+    if (byte_count < kWriteBufferBytes - buffered_) {
+      if (byte_count != 0) std::memcpy(write_buffer_.get() + buffered_, bytes, byte_count);
+      buffered_ += byte_count;
+      return true;
+    }
+    return BufferAcrossFlushes(bytes, byte_count);
+  }
+  bool BufferAcrossFlushes(const void* bytes, std::size_t byte_count);
   // Writes out what the buffer holds; false when the write failed.
   bool Flush();
   // Puts a value into the buffer, quoted where it must be; false when a write failed.
